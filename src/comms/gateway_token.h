@@ -1,0 +1,44 @@
+// The record of one gateway connection. The gateway module owns it; it stands here because the exchanges read and fill
+// it.
+#ifndef ZULSTATS_COMMS_GATEWAY_TOKEN_H
+#define ZULSTATS_COMMS_GATEWAY_TOKEN_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "resultset/stapi_zul_resultsetbuffer.h"
+
+struct GatewayToken {
+    char eyecatcher[8];           // "ZULGWTOK", no NUL
+    int32_t port;                 // as given at creation
+    int32_t connStatus;           // stapi::ConnectionStatus
+    int32_t socket;               // descriptor; -1 while there is none
+    ResultSetToken* connRSToken;  // the connection's result set; owned
+    char* resultSetBuf;           // its buffer; owned, and shared with connRSToken
+    int32_t resultSetBufLen;      // its capacity
+    uint32_t owningPid;
+    uint32_t owningTid;
+    char* protocolVersion;        // the daemon's protocol version; owned
+    GatewayToken* nextGwyTokPtr;  // next on the list of connections, or null
+    // Behind the fields above, what keeps threads apart; guarded by the list's lock.
+    bool busy;                    // the owner is in the middle of opening or of a query
+    bool abandoned;               // another thread has closed it meanwhile: the owner releases it
+    size_t protocolVersionSize;   // size of the protocolVersion area
+};
+
+namespace stapi {
+
+constexpr const char* kGatewayEyecatcher = "ZULGWTOK";
+constexpr size_t kProtocolVersionArea = 64;  // what the area is made with; a longer text gets a larger one
+
+enum ConnectionStatus : int32_t {
+    kConnectionCreated = 0,
+    kConnectionOpen = 1,
+    kConnectionFailed = 2,
+    kConnectionCloseFailed = 3,
+    kConnectionClosed = 4
+};
+
+}  // namespace stapi
+
+#endif

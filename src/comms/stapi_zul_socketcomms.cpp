@@ -1,0 +1,533 @@
+#include "comms/stapi_zul_socketcomms.h"
+
+#include <cstring>
+
+#include "diag/return_codes.h"
+#include "diag/stapi_zul_diag.h"
+#include "diag/stapi_zul_memory.h"
+#include "platform/platform.h"
+#include "wire/wire_writer.h"
+
+namespace stapi {
+
+namespace {
+
+constexpr size_t kRequestNameArea = 25;
+constexpr size_t kHeaderNameLengthOffset = 20;
+
+constexpr const char* kHandshakeLanguage = "en";
+constexpr const char* kHandshakeCountry = "GB";
+constexpr uint8_t kHandshakeReserved[10] = {};
+constexpr uint32_t kHandshakeBodyLength = 18;
+
+// A serialised text follows: the object stream's magic and version, and the tag of a string.
+constexpr uint8_t kSerialisedTextStart[] = {0xAC, 0xED, 0x00, 0x05, 0x74};
+
+// Fields of the replies, by offset.
+constexpr size_t kAuthReplyStepAndCode = 8;
+constexpr size_t kAuthReplyWithResult = 16;
+constexpr size_t kAuthReplyWithCredential = 20;
+constexpr size_t kAdminReplyTypeAndCode = 8;
+constexpr size_t kAdminReplyWithFlag = 9;
+constexpr size_t kAdminReplyWithHandle = 12;
+
+HexDumpArea lengthDump(const void* address, int32_t length) {
+    return {address, length, 0, static_cast<size_t>(length < 0 ? 0 : length)};
+}
+
+// Sends the request; -1 when nothing could be sent.
+int32_t sendRequest(int32_t socketDesc, int32_t datalen, const uint8_t* data, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_DATA(3226, "stapi_zul_socketcomms.flow data=%p len=%d stopword=%8.8X\n", lengthDump(data, datalen),
+               static_cast<const void*>(data), datalen, 0);
+    const platform::SocketResult sent = platform::sendBytes(socketDesc, data, static_cast<size_t>(datalen));
+    if (sent.value < 1) {
+        TRACE_EXC(3228, "stapi_zul_socketcomms.flow Unable to write data to socket rc=%d\n", sent.value);
+        reasons->errno_ = sent.error;
+        TRACE_EXC(3229, "stapi_zul_socketcomms.flow Unable to send data to Gateway: errno=%d\n", sent.error);
+        rc = kExchangeNotSent;
+    }
+    return rc;
+}
+
+uint32_t wordAt(const uint8_t* block, size_t size, size_t offset) {
+    WireReader reader = makeWireReader(block, size);
+    skipBytes(&reader, offset);
+    return readU32(&reader);
+}
+
+// Holds a received header against what a gateway sends; a name longer than the request's has no room in the block.
+int32_t checkReplyHeader(const uint8_t* block, size_t size, size_t nameLength) {
+    int32_t rc = STAPI_RC_OK;
+    const uint32_t eyecatcher = wordAt(block, size, 0);
+    if (eyecatcher != kEyecatcherGate) {
+        TRACE_EXC(3251, "stapi_zul_socketcomms.flow Bad eyecatcher! Expected=0x%x, actual=0x%x\n", kEyecatcherGate,
+                  eyecatcher);
+        rc = STAPI_RC_BAD_EYECATCHER;
+    } else if (wordAt(block, size, kHeaderNameLengthOffset) > nameLength) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    }
+    return rc;
+}
+
+// Receives size bytes into a block; -122 with the reason when that fails.
+int32_t receiveBlock(int32_t socketDesc, size_t size, uint8_t* block, ReasonsBlock* reasons) {
+    const int32_t readRc = readFromSocket(socketDesc, static_cast<int32_t>(size), block);
+    if (readRc != 0) {
+        reasons->errno_ = readRc;
+    }
+    return readRc == 0 ? STAPI_RC_OK : STAPI_RC_BAD_EYECATCHER;
+}
+
+int32_t receiveHeader(int32_t socketDesc, size_t nameLength, HeaderRecord* header, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    const size_t size = frameLength(nameLength, 0);
+    const MemoryHolder<uint8_t> block(static_cast<uint8_t*>(allocateMemory(size)));
+    TRACE_DEBUG(3230, "stapi_zul_socketcomms.flow Called malloc for %d bytes. rc=%p\n", static_cast<int32_t>(size),
+                static_cast<const void*>(block.get()));
+    if (block == nullptr) {
+        TRACE_EXC(3231, "stapi_zul_socketcomms.flowFailed to allocate %d bytes.\n", static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    }
+    if (rc == STAPI_RC_OK) {
+        rc = receiveBlock(socketDesc, size, block.get(), reasons);
+    }
+    if (rc == STAPI_RC_OK) {
+        rc = checkReplyHeader(block.get(), size, nameLength);
+    }
+    if (rc == STAPI_RC_OK) {
+        populateHeader(block.get(), header, size);
+        TRACE_DEBUG(3232, "stapi_zul_socketcomms.flow Free header data %p\n", static_cast<const void*>(block.get()));
+    }
+    return rc;
+}
+
+// Puts the reply's body in the place of the request.
+int32_t receiveBody(int32_t socketDesc, int32_t bodyLength, uint8_t** data, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    const void* const released = *data;
+    releaseMemory(*data);
+    *data = nullptr;
+    TRACE_DEBUG(3233, "stapi_zul_socketcomms.flow Free call data %p\n", released);
+    TRACE_DEBUG(3234, "stapi_zul_socketcomms.flow (re-)malloc call &data %p\n", static_cast<const void*>(data));
+    *data = static_cast<uint8_t*>(allocateMemory(static_cast<size_t>(bodyLength)));
+    TRACE_DEBUG(3235, "stapi_zul_socketcomms.flow Called malloc for %d bytes. rc=%p\n", bodyLength,
+                static_cast<const void*>(*data));
+    if (*data == nullptr) {
+        TRACE_EXC(3236, "stapi_zul_socketcomms.flow Failed to allocate %d bytes.\n", bodyLength);
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        rc = receiveBlock(socketDesc, static_cast<size_t>(bodyLength), *data, reasons);
+    }
+    return rc;
+}
+
+int32_t receiveReply(int32_t socketDesc, uint8_t** data, const char* requestName, HeaderRecord* header,
+                     ReasonsBlock* reasons) {
+    int32_t rc = receiveHeader(socketDesc, std::strlen(requestName), header, reasons);
+    if (rc == STAPI_RC_OK) {
+        const auto bodyLength = static_cast<int32_t>(header->dataLength);
+        if (bodyLength > 0) {
+            rc = receiveBody(socketDesc, bodyLength, data, reasons);
+        } else {
+            TRACE_DEBUG(3237, "stapi_zul_socketcomms.flow Managed to read in whole response in one go. data=0x%p\n",
+                        static_cast<const void*>(*data));
+        }
+    }
+    if (rc == STAPI_RC_OK) {
+        rc = static_cast<int32_t>(header->flagsWord3);
+        if (rc != STAPI_RC_OK) {
+            reasons->gwyRc = rc;
+        }
+    }
+    return rc;
+}
+
+void writeHandshakeBody(WireWriter* writer) {
+    writeText(writer, kHandshakeLanguage);
+    writeText(writer, kHandshakeCountry);
+    writeBytes(writer, kHandshakeReserved, sizeof kHandshakeReserved);
+}
+
+void writeAuthorisationBody(WireWriter* writer, const AuthorisationRecord& request) {
+    writeU32(writer, request.step);
+    if (request.step == kAuthorisationStepFinal) {
+        writeBytes(writer, request.credential, sizeof request.credential);
+        writeBytes(writer, request.qualifier, sizeof request.qualifier);
+        writeBytes(writer, request.extraWord, sizeof request.extraWord);
+    }
+}
+
+void writeInvocation(WireWriter* writer, const AdminRequest& request) {
+    constexpr uint32_t kParameterCount = 1;
+    constexpr uint32_t kSignatureCount = 1;
+    writeText(writer, request.operationName);
+    writeU32(writer, kParameterCount);
+    writeBytes(writer, kSerialisedTextStart, sizeof kSerialisedTextStart);
+    writeText(writer, request.parameterValue);
+    writeU32(writer, kSignatureCount);
+    writeText(writer, request.parameterType);
+}
+
+void writeAdminBody(WireWriter* writer, const AdminRequest& request) {
+    writeU32(writer, request.callType);
+    if (request.callType > kCallTypeInitialise) {
+        writeBytes(writer, request.adminHandle, sizeof request.adminHandle);
+        writeU32(writer, request.callLength);
+        writeText(writer, request.country);
+        writeText(writer, request.language);
+        writeText(writer, request.variant);
+        writeText(writer, request.objectName);
+        if (request.callType == kCallTypeInvoke) {
+            writeInvocation(writer, request);
+        } else if (request.callType == kCallTypeGetAttribute) {
+            writeText(writer, request.attributeName);
+        }
+    }
+}
+
+// The body of a request being built, behind its header.
+WireWriter bodyWriter(uint8_t* block, const HeaderRecord& header) {
+    return makeWireWriter(block + frameLength(header.serverProgramNameLength, 0), header.dataLength);
+}
+
+// The reply to an authorisation step.
+int32_t readAuthorisationReply(const uint8_t* body, size_t size, AuthorisationRecord* request,
+                               ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    WireReader reader = makeWireReader(body, size);
+    if (size >= kAuthReplyStepAndCode) {
+        request->step = readU32(&reader);
+        request->returnCode = readU32(&reader);
+    }
+    if (size < kAuthReplyStepAndCode) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    } else if (request->step != kAuthorisationStepInit) {
+        if (size < kAuthReplyWithResult) {
+            rc = STAPI_RC_BAD_EYECATCHER;
+        } else {
+            copyBytes(&reader, request->result, sizeof request->result);
+        }
+    } else if (request->returnCode != 0) {
+        reasons->authRc = static_cast<int32_t>(request->returnCode);
+        TRACE_EXC(3212, "stapi_zul_socketcomms.flowAuthRequestAuth_Init request failed rc=%d\n", reasons->authRc);
+        rc = kAuthorisationRefused;
+    } else if (size < kAuthReplyWithCredential) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    } else {
+        copyBytes(&reader, request->credential, sizeof request->credential);
+        copyBytes(&reader, request->qualifier, sizeof request->qualifier);
+    }
+    return rc;
+}
+
+// Hands the payload of an administration reply of size bytes over as call data; the reader stands behind the exception
+// flag.
+int32_t takeCallData(WireReader* reader, size_t size, AdminRequest* request) {
+    int32_t rc = STAPI_RC_OK;
+    const size_t payloadSize = size - kAdminReplyWithFlag;
+    request->callData = static_cast<uint8_t*>(allocateMemory(payloadSize));
+    TRACE_DEBUG(3203, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n",
+                static_cast<int32_t>(payloadSize), static_cast<const void*>(request->callData));
+    if (request->callData == nullptr) {
+        TRACE_EXC(3204, "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n",
+                  static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        copyBytes(reader, request->callData, payloadSize);
+        request->header.dataLength = static_cast<uint32_t>(payloadSize);
+    }
+    return rc;
+}
+
+// The reply to an administration call: size bytes, of which the first eight say what came of it.
+int32_t readAdminReply(const uint8_t* body, size_t size, AdminRequest* request, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    WireReader reader = makeWireReader(body, size);
+    if (size >= kAdminReplyTypeAndCode) {
+        request->callType = readU32(&reader);
+        request->adminReturnCode = readU32(&reader);
+    }
+    if (size < kAdminReplyTypeAndCode) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    } else if (request->adminReturnCode != 0) {
+        reasons->adminRc = static_cast<int32_t>(request->adminReturnCode);
+        TRACE_EXC(3206, "stapi_zul_socketcomms.flowAdminRequest Auth Request returned an error AuthRc=%d\n",
+                  reasons->adminRc);
+        rc = kAdminRefused;
+    } else if (request->callType == kCallTypeInitialise) {
+        if (size < kAdminReplyWithHandle) {
+            rc = STAPI_RC_BAD_EYECATCHER;
+        } else {
+            copyBytes(&reader, request->adminHandle, sizeof request->adminHandle);
+        }
+    } else if (size < kAdminReplyWithFlag) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    } else {
+        request->exceptionFlag = readU8(&reader);
+        if (request->exceptionFlag != 0) {
+            TRACE_EXC(3205, "stapi_zul_socketcomms.flowAdminRequest Exception occured during request execution\n");
+            rc = kAdminRefused;
+        } else {
+            rc = takeCallData(&reader, size, request);
+        }
+    }
+    return rc;
+}
+
+}  // namespace
+
+void prepareHeader(HeaderRecord* header, uint32_t requestKind, uint32_t qualifier, const char* serverProgramName,
+                   uint32_t dataLength) {
+    header->eyecatcher = kEyecatcherGate;
+    header->version = kHeaderVersion;
+    header->flagsWord1 = requestKind;
+    header->flagsWord2 = qualifier;
+    header->flagsWord3 = 0;
+    header->serverProgramNameLength = static_cast<uint32_t>(std::strlen(serverProgramName));
+    header->serverProgramName = serverProgramName;
+    header->headerFlagByte = 0;
+    header->dataLength = dataLength;
+}
+
+// The writer and the reader take the two words at offsets 12 and 16 crosswise: a request's qualifier stands where a
+// reply has its return code.
+void writeHeader(const HeaderRecord* req, uint8_t* data) {
+    TRACE_ENTRY(3248, "stapi_zul_socketcomms.writeHeader(req=%p, data=%p)\n", static_cast<const void*>(req),
+                static_cast<const void*>(data));
+    WireWriter writer = makeWireWriter(data, frameLength(req->serverProgramNameLength, 0));
+    writeU32(&writer, req->eyecatcher);
+    writeU32(&writer, req->version);
+    writeU32(&writer, req->flagsWord1);
+    writeU32(&writer, req->flagsWord3);
+    writeU32(&writer, req->flagsWord2);
+    writeU32(&writer, req->serverProgramNameLength);
+    writeBytes(&writer, req->serverProgramName, req->serverProgramNameLength);
+    writeU8(&writer, req->headerFlagByte);
+    writeU32(&writer, req->dataLength);
+    TRACE_EXIT(3249, "stapi_zul_socketcomms.writeHeader(req=%p, data=%p)\n", static_cast<const void*>(req),
+               static_cast<const void*>(data));
+}
+
+void populateHeader(const uint8_t* data, HeaderRecord* req, size_t size) {
+    TRACE_ENTRY(3246, "stapi_zul_socketcomms.populateHeader(data=%p, req=%p)\n", static_cast<const void*>(data),
+                static_cast<const void*>(req));
+    WireReader reader = makeWireReader(data, size);
+    req->eyecatcher = readU32(&reader);
+    req->version = readU32(&reader);
+    req->flagsWord1 = readU32(&reader);
+    req->flagsWord2 = readU32(&reader);
+    req->flagsWord3 = readU32(&reader);
+    req->serverProgramNameLength = readU32(&reader);
+    skipBytes(&reader, req->serverProgramNameLength);
+    req->headerFlagByte = readU8(&reader);
+    req->dataLength = readU32(&reader);
+    TRACE_EXIT(3247, "stapi_zul_socketcomms.populateHeader(data=%p, req=%p)\n", static_cast<const void*>(data),
+               static_cast<const void*>(req));
+}
+
+int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf) {
+    int32_t rc = 0;
+    int32_t total = 0;
+    TRACE_ENTRY(3239, "stapi_zul_socketcomms.readFromSocket(socketDesc=%d, dataSize=%d, dataBuf=%p)\n", socketDesc,
+                dataSize, static_cast<const void*>(dataBuf));
+    platform::SocketResult piece = platform::receiveBytes(socketDesc, dataBuf, static_cast<size_t>(dataSize));
+    TRACE_DEBUG(3240,
+                "stapi_zul_socketcomms.readFromSocket recv(socketDesc=%d, dataSize=%d, dataBuf=%p) readData=%d)\n",
+                socketDesc, dataSize, static_cast<const void*>(dataBuf), piece.value);
+    if (piece.value == 0) {
+        rc = -1;
+    } else if (piece.value < 0) {
+        rc = piece.error;
+        TRACE_EXC(3244, "stapi_zul_socketcomms.readFromSocket read returned an error code: errno=%d\n", rc);
+    } else {
+        total = piece.value;
+    }
+    while (piece.value > 0 && total < dataSize) {
+        piece = platform::receiveBytes(socketDesc, dataBuf + total, static_cast<size_t>(dataSize - total));
+        TRACE_DEBUG(
+            3241,
+            "stapi_zul_socketcomms.readFromSocket recv(socketDesc=%d, dataSize=%d, dataBuf=%p) readData=%d, totaldata=%d)\n",
+            socketDesc, dataSize, static_cast<const void*>(dataBuf), piece.value, total);
+        if (piece.value > 0) {
+            total += piece.value;
+        } else {
+            rc = piece.error;  // 0 when the peer closed: what is missing is zero, and the caller goes on
+            TRACE_EXC(3242, "stapi_zul_socketcomms.readFromSocket read returned an error code: errno=%d\n", rc);
+        }
+    }
+    if (total < dataSize) {
+        std::memset(dataBuf + total, 0, static_cast<size_t>(dataSize - total));
+    }
+    if (total > 0) {
+        TRACE_DATA(3243, "stapi_zul_socketcomms.readFromSocket data=%p len=%d stopword=%8.8X\n",
+                   lengthDump(dataBuf, total), static_cast<const void*>(dataBuf), total, 0);
+    }
+    TRACE_EXIT(3245, "stapi_zul_socketcomms.readFromSocket(socketDesc=%d, dataSize=%d, dataBuf=%p) rc=%d\n", socketDesc,
+               dataSize, static_cast<const void*>(dataBuf), rc);
+    return rc;
+}
+
+int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* requestName, HeaderRecord* header,
+             ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    char name[kRequestNameArea] = {};
+    std::memcpy(name, requestName, strnlen(requestName, sizeof name - 1));
+    TRACE_ENTRY(
+        3225,
+        "stapi_zul_socketcomms.flow(socketDesc=%d, datalen=%d, &data=%p, requestName=%s, header=%p, reasons=%p)\n",
+        socketDesc, datalen, static_cast<const void*>(data), name, static_cast<const void*>(header),
+        static_cast<const void*>(reasons));
+    if (datalen < 1 || data == nullptr || *data == nullptr) {
+        TRACE_EXC(3227, "stapi_zul_socketcomms.flow No data to flow!!\n");
+        rc = kExchangeNotSent;
+    }
+    if (rc == STAPI_RC_OK) {
+        rc = sendRequest(socketDesc, datalen, *data, reasons);
+    }
+    if (rc == STAPI_RC_OK) {
+        const platform::SocketResult readable = platform::waitReadable(socketDesc);
+        rc = readable.value < 0 ? readable.value : STAPI_RC_OK;
+    }
+    if (rc == STAPI_RC_OK) {
+        rc = receiveReply(socketDesc, data, name, header, reasons);
+    }
+    if (rc == STAPI_RC_OK) {
+        TRACE_EVENT(3250, "stapi_zul_socketcomms.flow Successfully sent and received data with Gateway on socket %d\n",
+                    socketDesc);
+    }
+    TRACE_EXIT(
+        3238,
+        "stapi_zul_socketcomms.flow(socketDesc=%d, datalen=%d, data=%p, requestName=%s, header=%p, reasons=%p) rc=%d\n",
+        socketDesc, datalen, static_cast<const void*>(data == nullptr ? nullptr : *data), name,
+        static_cast<const void*>(header), static_cast<const void*>(reasons), rc);
+    return rc;
+}
+
+size_t heldLength(const HeaderRecord& replyHeader, size_t requestLength) {
+    const auto bodyLength = static_cast<int32_t>(replyHeader.dataLength);
+    return bodyLength > 0 ? static_cast<size_t>(bodyLength) : requestLength;
+}
+
+int32_t flowHandshakeRequest(int32_t socketDesc, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_ENTRY(3215, "stapi_zul_socketcomms.flowHandshakeRequest(socketDesc=%d, *reasons=%p)\n", socketDesc,
+                static_cast<const void*>(reasons));
+    HeaderRecord header = {};
+    prepareHeader(&header, kRequestKindHandshake, 0, kServerBase, kHandshakeBodyLength);
+    const size_t size = frameLength(header.serverProgramNameLength, header.dataLength);
+    auto* data = static_cast<uint8_t*>(allocateMemory(size));
+    TRACE_DEBUG(3216, "stapi_zul_socketcomms.flowHandshakeRequest Called malloc for %d bytes. rc=%p\n",
+                static_cast<int32_t>(size), static_cast<const void*>(data));
+    if (data == nullptr) {
+        TRACE_EXC(3217, "stapi_zul_socketcomms.flowHandshakeRequestFailed to allocate %d bytes.\n",
+                  static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        writeHeader(&header, data);
+        WireWriter body = bodyWriter(data, header);
+        writeHandshakeBody(&body);
+        rc = flow(socketDesc, static_cast<int32_t>(size), &data, kServerBase, &header, reasons);
+        TRACE_DEBUG(3218, "stapi_zul_socketcomms.flowHandshakeRequest Free handshake data %p\n",
+                    static_cast<const void*>(data));
+        releaseMemory(data);
+    }
+    TRACE_EXIT(3219, "stapi_zul_socketcomms.flowHandshakeRequest(socketDesc=%d, *reasons=%p) rc=%d\n", socketDesc,
+               static_cast<const void*>(reasons), rc);
+    return rc;
+}
+
+int32_t flowAuthRequest(int32_t socketDesc, AuthorisationRecord* request, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_ENTRY(3209, "stapi_zul_socketcomms.flowAuthRequest(socketDesc=%d, *request=%p, *reasons=%p)\n", socketDesc,
+                static_cast<const void*>(request), static_cast<const void*>(reasons));
+    const size_t size = frameLength(request->header.serverProgramNameLength, request->header.dataLength);
+    auto* data = static_cast<uint8_t*>(allocateMemory(size));
+    TRACE_DEBUG(3210, "stapi_zul_socketcomms.flowAuthRequest Called malloc for %d bytes. rc=%p\n",
+                static_cast<int32_t>(size), static_cast<const void*>(data));
+    if (data == nullptr) {
+        TRACE_EXC(3211, "stapi_zul_socketcomms.flowAuthRequestFailed to allocate %d bytes.\n",
+                  static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        writeHeader(&request->header, data);
+        WireWriter body = bodyWriter(data, request->header);
+        writeAuthorisationBody(&body, *request);
+        rc = flow(socketDesc, static_cast<int32_t>(size), &data, request->header.serverProgramName, &request->header,
+                  reasons);
+        if (rc == STAPI_RC_OK) {
+            rc = readAuthorisationReply(data, heldLength(request->header, size), request, reasons);
+        }
+        TRACE_DEBUG(3213, "stapi_zul_socketcomms.flowAuthRequest Free request data %p\n",
+                    static_cast<const void*>(data));
+        releaseMemory(data);
+    }
+    TRACE_EXIT(3214, "stapi_zul_socketcomms.flowAuthRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
+               socketDesc, static_cast<const void*>(request), static_cast<const void*>(reasons), rc);
+    return rc;
+}
+
+int32_t flowCloseRequest(int32_t socketDesc, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_ENTRY(3220, "stapi_zul_socketcomms.flowCloseRequest(socketDesc=%d, *reasons=%p)\n", socketDesc,
+                static_cast<const void*>(reasons));
+    HeaderRecord header = {};
+    prepareHeader(&header, kRequestKindClose, kCloseQualifier, kServerBase, 0);
+    const size_t size = frameLength(header.serverProgramNameLength, header.dataLength);
+    auto* data = static_cast<uint8_t*>(allocateMemory(size));
+    TRACE_DEBUG(3221, "stapi_zul_socketcomms.flowCloseRequest Called malloc for %d bytes. rc=%p\n",
+                static_cast<int32_t>(size), static_cast<const void*>(data));
+    if (data == nullptr) {
+        TRACE_EXC(3222, "stapi_zul_socketcomms.flowCloseRequest Failed to allocate %d bytes.\n",
+                  static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        writeHeader(&header, data);
+        rc = flow(socketDesc, static_cast<int32_t>(size), &data, kServerBase, &header, reasons);
+        TRACE_DEBUG(3223, "stapi_zul_socketcomms.flowCloseRequest Free close request data %p\n",
+                    static_cast<const void*>(data));
+        releaseMemory(data);
+    }
+    TRACE_EXIT(3224, "stapi_zul_socketcomms.flowCloseRequest(socketDesc=%d, *reasons=%p) rc=%d\n", socketDesc,
+               static_cast<const void*>(reasons), rc);
+    return rc;
+}
+
+int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_ENTRY(3200, "stapi_zul_socketcomms.flowAdminRequest(socketDesc=%d, *request=%p, *reasons=%p)\n", socketDesc,
+                static_cast<const void*>(request), static_cast<const void*>(reasons));
+    const size_t size = frameLength(request->header.serverProgramNameLength, request->header.dataLength);
+    auto* data = static_cast<uint8_t*>(allocateMemory(size));
+    TRACE_DEBUG(3201, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n",
+                static_cast<int32_t>(size), static_cast<const void*>(data));
+    if (data == nullptr) {
+        TRACE_EXC(3202, "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n",
+                  static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        writeHeader(&request->header, data);
+        WireWriter body = bodyWriter(data, request->header);
+        writeAdminBody(&body, *request);
+        // A body that does not fill its announced length would put the daemon out of step, so it is not sent.
+        rc = isFilled(body) ? flow(socketDesc, static_cast<int32_t>(size), &data, request->header.serverProgramName,
+                                   &request->header, reasons)
+                            : kExchangeNotSent;
+        if (rc == STAPI_RC_OK) {
+            rc = readAdminReply(data, heldLength(request->header, size), request, reasons);
+        }
+        TRACE_DEBUG(3207, "stapi_zul_socketcomms.flowAdminRequest Free request data %p\n",
+                    static_cast<const void*>(data));
+        releaseMemory(data);
+    }
+    TRACE_EXIT(3208, "stapi_zul_socketcomms.flowAdminRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
+               socketDesc, static_cast<const void*>(request), static_cast<const void*>(reasons), rc);
+    return rc;
+}
+
+bool isConnectionGone(int32_t exchangeRc, const ReasonsBlock& reasons) {
+    return exchangeRc == kExchangeNotSent ||
+           (exchangeRc == kGatewayCommsFailure && reasons.gwyRc == kGatewayConnectionGone);
+}
+
+}  // namespace stapi

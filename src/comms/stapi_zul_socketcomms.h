@@ -1,0 +1,70 @@
+// The frame in which everything travels to and from the daemon, and the exchanges: handshake, authorisation, close and
+// administration. An exchange takes no lock, and waits for its reply without limit.
+#ifndef ZULSTATS_COMMS_STAPI_ZUL_SOCKETCOMMS_H
+#define ZULSTATS_COMMS_STAPI_ZUL_SOCKETCOMMS_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "comms/exchange_records.h"
+#include "wire/wire_reader.h"
+
+namespace stapi {
+
+// Internal codes of the exchanges, besides STAPI_RC_NO_MEMORY and STAPI_RC_BAD_EYECATCHER.
+constexpr int32_t kExchangeNotSent = -1;
+constexpr int32_t kAuthorisationRefused = -2;
+constexpr int32_t kAdminRefused = -3;
+
+// The codes that say that the daemon has dropped the connection, see isConnectionGone.
+constexpr int32_t kGatewayCommsFailure = -4;
+constexpr int32_t kGatewayConnectionGone = 61444;
+
+// Bytes of a header besides the server program name.
+constexpr size_t kHeaderFixedLength = 29;
+
+// Bytes of a request or reply with this name and body.
+constexpr size_t frameLength(size_t nameLength, size_t bodyLength) {
+    return kHeaderFixedLength + nameLength + bodyLength;
+}
+
+// Writes a header at data, which has room for frameLength(req->serverProgramNameLength, 0) bytes.
+void writeHeader(const HeaderRecord* req, uint8_t* data);
+
+// Fills a record from a received header of size bytes, but for the name pointer. What the header lacks reads as 0.
+void populateHeader(const uint8_t* data, HeaderRecord* req, size_t size = kUnboundedPayload);
+
+// Receives dataSize bytes; what does not arrive is zero. 0; -1 when the peer closed before the first byte; else the
+// socket's error, which is 0 when the peer closed later.
+int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf);
+
+// One exchange: sends the datalen bytes of *data and receives the reply. A reply body takes the place of the request:
+// the request's block is released and *data is the reply's. A reply without a body leaves the request in place. The
+// caller releases *data in any case (it is null after a failed allocation). The reply's header lands in *header.
+// 0; -1 nothing to send, send failed, or the wait failed with its own negative value; -111; -122 receive failed or no
+// gateway frame; else the non-zero return code of the reply.
+int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* requestName, HeaderRecord* header,
+             ReasonsBlock* reasons);
+
+// The bytes that *data holds after a successful flow of a request of requestLength bytes.
+size_t heldLength(const HeaderRecord& replyHeader, size_t requestLength);
+
+// 0, -111, or a code of flow.
+int32_t flowHandshakeRequest(int32_t socketDesc, ReasonsBlock* reasons);
+// One authorisation step; the caller has set the header and the step of the record. 0; -2 refused (reasons->authRc holds
+// the daemon's code); -111; -122 reply too short; a code of flow.
+int32_t flowAuthRequest(int32_t socketDesc, AuthorisationRecord* request, ReasonsBlock* reasons);
+// 0, -111, or a code of flow.
+int32_t flowCloseRequest(int32_t socketDesc, ReasonsBlock* reasons);
+// One administration call; the caller has filled the record, with header.dataLength the length of the body. On 0 with a
+// call type other than initialise, callData is a new block of header.dataLength bytes that belongs to the caller. 0; -3
+// refused (reasons->adminRc holds the daemon's code) or ended with an exception; -111; -122 reply too short; a code of
+// flow.
+int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock* reasons);
+
+// Whether a failed exchange means that the connection is gone.
+bool isConnectionGone(int32_t exchangeRc, const ReasonsBlock& reasons);
+
+}  // namespace stapi
+
+#endif

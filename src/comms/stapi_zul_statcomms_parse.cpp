@@ -1,0 +1,372 @@
+// The parsers of the replies. A reply is an object stream that the daemon's runtime has serialised; its descriptions
+// always stand at the same places, so it is walked by position, and only what belongs into the result set is looked at.
+#include <cstring>
+
+#include "comms/stapi_zul_statcomms.h"
+#include "diag/return_codes.h"
+#include "diag/stapi_zul_diag.h"
+#include "diag/stapi_zul_memory.h"
+
+namespace stapi {
+
+namespace {
+
+constexpr uint8_t kTagShortBlock = 0x77;  // one length byte follows
+constexpr uint8_t kTagLongBlock = 0x7A;   // four length bytes follow
+constexpr uint8_t kMultiResponse = 1;     // a response count follows
+
+constexpr size_t kShortBlockLengthBytes = 1;
+constexpr size_t kLongBlockLengthBytes = 4;
+
+// A reply being turned into a result set.
+struct ReplyParser {
+    WireReader reader;
+    char** buffer;
+    int32_t* capacity;
+    char* cursor;
+    int64_t written;
+    int32_t growthRc;  // of the last growth
+    bool malformed;    // bytes that belong into the result set are missing or make no sense
+};
+
+// Whether the reply can be read on.
+bool isIntact(ReplyParser* parser) {
+    parser->malformed = parser->malformed || parser->reader.overrun;
+    return !parser->malformed;
+}
+
+bool isGoingWell(ReplyParser* parser) {
+    return isIntact(parser) && parser->growthRc == STAPI_RC_OK;
+}
+
+// Makes room for count bytes: one doubling whenever one is enough.
+void reserve(ReplyParser* parser, int64_t count) {
+    while (parser->growthRc == STAPI_RC_OK && parser->written + count > *parser->capacity) {
+        parser->growthRc = reallocResultsSetBuffer(parser->buffer, parser->capacity, &parser->cursor,
+                                                   static_cast<int32_t>(parser->written));
+    }
+}
+
+// After a malformed field, or a failed growth, nothing more is written.
+void putInteger(ReplyParser* parser, uint32_t value) {
+    if (isIntact(parser)) {
+        reserve(parser, sizeof value);
+    }
+    if (isGoingWell(parser)) {
+        addInteger(&parser->cursor, value);
+        parser->written += static_cast<int64_t>(sizeof value);
+    }
+}
+
+void putChars(ReplyParser* parser, const uint8_t* text, int32_t count) {
+    if (isIntact(parser)) {
+        reserve(parser, count);
+    }
+    if (isGoingWell(parser)) {
+        addChars(&parser->cursor, reinterpret_cast<const char*>(text), count);
+        parser->written += count;
+    }
+}
+
+// A byte that is not handed on: zero beyond the end, which is no failure there.
+uint8_t readSkippedU8(WireReader* reader) {
+    const bool overrunBefore = reader->overrun;
+    const uint8_t value = readU8(reader);
+    reader->overrun = overrunBefore;
+    return value;
+}
+
+// The number of responses, which is only there when the flag before it says so.
+uint32_t readResponseCount(ReplyParser* parser) {
+    return readSkippedU8(&parser->reader) == kMultiResponse ? readU32(&parser->reader) : 1;
+}
+
+// The head of a result set needs no room test: every buffer is large enough for it.
+void startResultSet(ReplyParser* parser, const char* eyecatcher, uint32_t responses) {
+    parser->cursor = *parser->buffer;
+    addTerminator(parser->cursor);
+    addPlatformChars(&parser->cursor, eyecatcher, kEyecatcherLength);
+    addInteger(&parser->cursor, responses);
+    parser->written = static_cast<int64_t>(kEyecatcherLength + sizeof responses);
+}
+
+// The terminator always fits: every buffer is larger than its capacity. After a failed growth there is no buffer.
+void finishResultSet(ReplyParser* parser) {
+    if (*parser->buffer != nullptr) {
+        addTerminator(parser->cursor);
+    }
+}
+
+int32_t parserResult(const ReplyParser& parser) {
+    const int32_t intactRc = parser.malformed ? STAPI_RC_BAD_EYECATCHER : STAPI_RC_OK;
+    return parser.growthRc == STAPI_RC_OK ? intactRc : parser.growthRc;
+}
+
+// Descriptions and the head of the block, up to the query id.
+void skipResponseHead(WireReader* reader) {
+    skipBytes(reader, 6);
+    skipText(reader);
+    skipBytes(reader, 13);
+    skipText(reader);
+    skipBytes(reader, 13);
+    const bool isShort = readSkippedU8(reader) == kTagShortBlock;
+    skipBytes(reader, isShort ? kShortBlockLengthBytes : kLongBlockLengthBytes);
+}
+
+// Hands on a 16-bit length and its text.
+void passText(ReplyParser* parser) {
+    const uint16_t length = readU16(&parser->reader);
+    putInteger(parser, length);
+    const uint8_t* const text = readBytes(&parser->reader, length);
+    putChars(parser, text, length);
+}
+
+// Hands on the query id and its return code, which is the result.
+int32_t passQueryElement(ReplyParser* parser) {
+    passText(parser);
+    const int32_t queryRc = readI32(&parser->reader);
+    putInteger(parser, static_cast<uint32_t>(queryRc));
+    return queryRc;
+}
+
+void passIds(ReplyParser* parser, uint32_t responseIndex) {
+    const uint32_t count = readU32(&parser->reader);
+    TRACE_DEBUG(2227, "stapi_zul_statcomms.parseIdsData reading %d IDs for result %d\n", static_cast<int32_t>(count),
+                static_cast<int32_t>(responseIndex));
+    putInteger(parser, count);
+    for (uint32_t index = 0; index < count && isIntact(parser); ++index) {
+        passText(parser);
+    }
+}
+
+void passIdResponse(ReplyParser* parser, uint32_t responseIndex) {
+    skipResponseHead(&parser->reader);
+    const int32_t queryRc = passQueryElement(parser);
+    TRACE_DEBUG(2226, "stapi_zul_statcomms.parseIdsData Query rc=%d or (hex=%8.8X)\n", queryRc,
+                static_cast<uint32_t>(queryRc));
+    if (queryRc < 0) {
+        TRACE_DEBUG(2228, "stapi_zul_statcomms.parseIdsData Bad query id element(%d), move on to next one\n",
+                    static_cast<int32_t>(responseIndex));
+    } else {
+        passIds(parser, responseIndex);
+    }
+    skipBytes(&parser->reader, 1);
+}
+
+// Length of a long block: only the low 16 bits of its four bytes count.
+int16_t readLongBlockLength(WireReader* reader) {
+    skipBytes(reader, 2);
+    return readI16(reader);
+}
+
+// Copies count bytes of an id or a value; a negative count makes no sense.
+void passBytes(ReplyParser* parser, int32_t count) {
+    if (count < 0) {
+        parser->malformed = true;
+    }
+    if (isIntact(parser)) {
+        const uint8_t* const bytes = readBytes(&parser->reader, static_cast<size_t>(count));
+        putChars(parser, bytes, count);
+    }
+}
+
+// The tag of the next block, which is left in place. Behind the end it reads as zero, and that is a failure only while
+// bytes of a value are still missing.
+uint8_t peekTag(ReplyParser* parser, int32_t remaining) {
+    WireReader ahead = parser->reader;
+    const uint8_t tag = readU8(&ahead);
+    parser->reader.overrun = parser->reader.overrun || (ahead.overrun && remaining >= 1);
+    return tag;
+}
+
+// The blocks behind the first one of a split value. Once short blocks begin, every block is taken as short.
+void passContinuation(ReplyParser* parser, int32_t remaining) {
+    uint8_t tag = peekTag(parser, remaining);
+    while (isGoingWell(parser) && tag == kTagLongBlock && remaining >= 1) {
+        skipBytes(&parser->reader, sizeof tag);
+        const int32_t count = readLongBlockLength(&parser->reader);
+        remaining -= count;
+        passBytes(parser, count);
+        TRACE_DEBUG(2235, "stapi_zul_statcomms.parseStatsData written %d bytes. Remaining data = %d bytes \n", count,
+                    remaining);
+        tag = peekTag(parser, remaining);
+        TRACE_DEBUG(2236, "stapi_zul_statcomms.parseStatsData block type=%2.8X \n", tag);
+    }
+    while (isGoingWell(parser) && tag == kTagShortBlock && remaining >= 1) {
+        skipBytes(&parser->reader, sizeof tag);
+        const int32_t count = readU8(&parser->reader);
+        remaining -= count;
+        passBytes(parser, count);
+        TRACE_DEBUG(2237, "stapi_zul_statcomms.parseStatsData written %d bytes. Remaining data = %d bytes \n", count,
+                    remaining);
+    }
+}
+
+// A value of which the first block holds only a part.
+void passSplitValue(ReplyParser* parser, int32_t dataLength, int32_t firstPart) {
+    const int32_t remaining = dataLength - firstPart;
+    putInteger(parser, static_cast<uint32_t>(dataLength));
+    passBytes(parser, firstPart);
+    TRACE_DEBUG(2234,
+                "stapi_zul_statcomms.parseStatsData written %d of %d bytes. Remaining data = %d bytes \n",
+                firstPart, dataLength, remaining);
+    passContinuation(parser, remaining);
+}
+
+void passWholeValue(ReplyParser* parser, int32_t dataLength) {
+    putInteger(parser, static_cast<uint32_t>(dataLength));
+    passBytes(parser, dataLength);
+}
+
+void passValue(ReplyParser* parser, bool isLongBlock, int32_t roomInBlock) {
+    const int32_t dataLength = readI16(&parser->reader);
+    if (dataLength < 0) {
+        parser->malformed = true;
+    }
+    if (!isLongBlock) {
+        TRACE_DEBUG(2239, "stapi_zul_statcomms.parseStatsData statistic data length=%d \n", dataLength);
+        passWholeValue(parser, dataLength);
+    } else if (dataLength <= roomInBlock) {
+        passWholeValue(parser, dataLength);
+    } else {
+        passSplitValue(parser, dataLength, roomInBlock);
+    }
+    skipBytes(&parser->reader, 2);
+    if (isLongBlock && dataLength <= roomInBlock) {
+        TRACE_DEBUG(2238, "stapi_zul_statcomms.parseStatsData written %d bytes.  \n", dataLength);
+    }
+}
+
+void passStatistic(ReplyParser* parser) {
+    constexpr int32_t kLengthFields = 4;  // those of the id and of the value
+    WireReader* const reader = &parser->reader;
+    skipBytes(reader, 5);
+    const uint8_t tag = readSkippedU8(reader);
+    TRACE_DEBUG(2231, "stapi_zul_statcomms.parseStatsData block type=%2.8X \n", tag);
+    int32_t chunkLength = 0;
+    if (tag == kTagLongBlock) {
+        chunkLength = readLongBlockLength(reader);
+        TRACE_DEBUG(2232, "stapi_zul_statcomms.parseStatsData chunklength=%d \n", chunkLength);
+    } else {
+        skipBytes(reader, kShortBlockLengthBytes);
+    }
+    const int32_t idLength = readI16(reader);
+    TRACE_DEBUG(2233, "stapi_zul_statcomms.parseStatsData statistic ID length=%d \n", idLength);
+    if (idLength < 0) {
+        parser->malformed = true;
+    }
+    putInteger(parser, static_cast<uint32_t>(idLength));
+    passBytes(parser, idLength);
+    if (isIntact(parser)) {
+        passValue(parser, tag == kTagLongBlock, chunkLength - idLength - kLengthFields);
+    }
+}
+
+void passStatistics(ReplyParser* parser, uint32_t responseIndex) {
+    const uint32_t count = readU32(&parser->reader);
+    TRACE_DEBUG(2222, "stapi_zul_statcomms.parseStatsData reading %d stats for result %d\n",
+                static_cast<int32_t>(count), static_cast<int32_t>(responseIndex));
+    putInteger(parser, count);
+    skipBytes(&parser->reader, 2);
+    skipText(&parser->reader);
+    skipBytes(&parser->reader, 8);
+    for (uint32_t index = 0; index < count && isGoingWell(parser); ++index) {
+        passStatistic(parser);
+    }
+    TRACE_DEBUG(2240, "stapi_zul_statcomms.parseStatsData running total of parsed data = %d bytes \n",
+                static_cast<int32_t>(parser->written));
+}
+
+void passStatsResponse(ReplyParser* parser, uint32_t responseIndex) {
+    skipResponseHead(&parser->reader);
+    const int32_t queryRc = passQueryElement(parser);
+    if (queryRc < 0) {
+        skipBytes(&parser->reader, 1);
+    } else {
+        passStatistics(parser, responseIndex);
+    }
+}
+
+}  // namespace
+
+int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
+                     size_t rawDataSize) {
+    TRACE_ENTRY(2224, "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
+                static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen);
+    ReplyParser parser = {
+        makeWireReader(rawData, rawDataSize), resultSetBuffer, resultSetBufferLen, nullptr, 0, STAPI_RC_OK, false};
+    const uint32_t responses = readResponseCount(&parser);
+    TRACE_DEBUG(2225, "stapi_zul_statcomms.parseIdsData received %d responses from the Gateway\n",
+                static_cast<int32_t>(responses));
+    startResultSet(&parser, kIdSetEyecatcher, responses);
+    // A failed growth does not end the reading: nothing more is written, but every response is still traced.
+    for (uint32_t index = 0; index < responses && isIntact(&parser); ++index) {
+        passIdResponse(&parser, index);
+    }
+    finishResultSet(&parser);
+    const int32_t rc = parserResult(parser);
+    TRACE_EXIT(2229,
+               "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
+               static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, rc);
+    return rc;
+}
+
+int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
+                       size_t rawDataSize) {
+    TRACE_ENTRY(2220, "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
+                static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen);
+    ReplyParser parser = {
+        makeWireReader(rawData, rawDataSize), resultSetBuffer, resultSetBufferLen, nullptr, 0, STAPI_RC_OK, false};
+    const uint32_t responses = readResponseCount(&parser);
+    TRACE_DEBUG(2221, "stapi_zul_statcomms.parseStatsData received %d responses from the Gateway\n",
+                static_cast<int32_t>(responses));
+    startResultSet(&parser, kStatSetEyecatcher, responses);
+    for (uint32_t index = 0; index < responses && isGoingWell(&parser); ++index) {
+        passStatsResponse(&parser, index);
+    }
+    // This growth's code counts, whatever came before: after a failed growth it makes a new, empty buffer.
+    if (isIntact(&parser) && *resultSetBufferLen < parser.written + static_cast<int64_t>(sizeof kTerminator)) {
+        parser.growthRc = reallocResultsSetBuffer(resultSetBuffer, resultSetBufferLen, &parser.cursor,
+                                                  static_cast<int32_t>(parser.written));
+    }
+    finishResultSet(&parser);
+    TRACE_DEBUG(2241, "stapi_zul_statcomms.parseStatsData parsed data total = %d bytes \n",
+                static_cast<int32_t>(parser.written));
+    const int32_t rc = parserResult(parser);
+    TRACE_EXIT(2223,
+               "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
+               static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, rc);
+    return rc;
+}
+
+int32_t reallocResultsSetBuffer(char** resultSetBuffer, int32_t* resultSetBufferLen, char** buffer,
+                                int32_t totaldatawritten) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_ENTRY(
+        2244,
+        "stapi_zul_statcomms.reallocResultsSetBuffer(*resultSetBuffer=%p, *resultSetBufferLen=%d, *buffer=%p, totaldatawritten=%d)\n",
+        static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, static_cast<const void*>(*buffer),
+        totaldatawritten);
+    const int32_t capacity = *resultSetBufferLen;
+    char* grown = nullptr;
+    if (capacity > 0 && capacity <= INT32_MAX / 2) {
+        grown = static_cast<char*>(
+            enlargeMemory(*resultSetBuffer, resultSetAllocation(capacity), resultSetAllocation(capacity * 2)));
+    }
+    if (grown == nullptr) {
+        releaseMemory(*resultSetBuffer);
+        *resultSetBuffer = nullptr;
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        *resultSetBuffer = grown;
+        *resultSetBufferLen = capacity * 2;
+        *buffer = grown + totaldatawritten;
+    }
+    TRACE_EXIT(
+        2245,
+        "stapi_zul_statcomms.reallocResultsSetBuffer(*resultSetBuffer=%p, *resultSetBufferLen=%d, *buffer=%p) rc=%d)\n",
+        static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, static_cast<const void*>(*buffer), rc);
+    return rc;
+}
+
+}  // namespace stapi

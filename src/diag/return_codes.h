@@ -1,0 +1,49 @@
+// The public return codes, for the modules below the exported functions. The public header declares the same names for
+// callers; api/public_contract.cpp holds the two against each other when it is compiled.
+#ifndef ZULSTATS_DIAG_RETURN_CODES_H
+#define ZULSTATS_DIAG_RETURN_CODES_H
+
+#include <cstdint>
+
+namespace stapi {
+
+enum PublicReturnCode : int32_t {
+    STAPI_RC_OK = 0,
+    STAPI_RC_ALREADY_INITIALISED = 1,
+    STAPI_RC_NULL_TOKEN = -100,
+    STAPI_RC_TOKEN_NOT_FOUND = -101,
+    STAPI_RC_SOCKET_ERROR = -102,
+    STAPI_RC_NO_DATA = -103,
+    STAPI_RC_BAD_TRACE_LEVEL = -104,
+    STAPI_RC_NET_UNREACHABLE = -105,
+    STAPI_RC_NOT_USER_RESULT_SET = -106,
+    STAPI_RC_BAD_PORT = -107,
+    STAPI_RC_NULL_TOKEN_POINTER = -108,
+    STAPI_RC_NULL_POINTER = -109,
+    STAPI_RC_NO_RESULT_BUFFER = -110,
+    STAPI_RC_NO_MEMORY = -111,
+    STAPI_RC_END_OF_DATA = -113,
+    STAPI_RC_GTL_CORRUPT = -115,
+    STAPI_RC_BAD_OWNER = -116,
+    STAPI_RC_CONNECT_FAILED = -118,
+    STAPI_RC_WRONG_CONTENT = -119,
+    STAPI_RC_BAD_EYECATCHER = -122,
+    STAPI_RC_WRONG_PROCESS = -123,
+    STAPI_RC_WRONG_THREAD = -124,
+    STAPI_RC_NULL_RESULT_SET_POINTER = -125,
+    STAPI_RC_NULL_ID = -126,
+    STAPI_RC_NULL_RESULT_SET = -127,
+    STAPI_RC_NULL_ID_DATA = -128,
+    STAPI_RC_NULL_STAT_DATA = -129,
+    STAPI_RC_TRACE_FILE_FAILED = -130,
+    STAPI_RC_QUERY_STRING_FAILED = -131,
+    STAPI_RC_HOST_UNKNOWN = -132,
+    STAPI_RC_NULL_ARGUMENT = -133,
+    STAPI_RC_CONNECT_TIMEOUT = -134,
+    STAPI_RC_CONNECT_REFUSED = -135,
+    STAPI_RC_HOST_UNREACHABLE = -136
+};
+
+}  // namespace stapi
+
+#endif

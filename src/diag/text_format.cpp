@@ -1,0 +1,171 @@
+#include "diag/text_format.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+namespace stapi {
+
+namespace {
+
+constexpr size_t kLongestConversion = 16;  // "%-016.8X" and the like
+constexpr size_t kLongestNumber = 128;
+
+// One conversion of a format, from its '%' to its letter.
+struct Conversion {
+    char text[kLongestConversion];
+    size_t length;
+    char letter;
+};
+
+bool isModifier(char letter) {
+    return letter != '\0' && std::strchr("-+ #0123456789.", letter) != nullptr;
+}
+
+Conversion readConversion(const char* format) {
+    Conversion conversion = {};
+    size_t length = 1;
+    while (isModifier(format[length]) && length + 2 < kLongestConversion) {
+        ++length;
+    }
+    conversion.letter = format[length];
+    conversion.length = conversion.letter == '\0' ? length : length + 1;
+    std::memcpy(conversion.text, format, conversion.length);
+    return conversion;
+}
+
+size_t readDigits(const char** cursor) {
+    size_t value = 0;
+    while (**cursor >= '0' && **cursor <= '9') {
+        value = value * 10 + static_cast<size_t>(**cursor - '0');
+        ++*cursor;
+    }
+    return value;
+}
+
+bool isControl(unsigned char byte) {
+    return byte < 0x20 || byte == 0x7F;
+}
+
+void appendEscaped(TextSink* sink, const char* text, size_t length) {
+    size_t start = 0;
+    for (size_t index = 0; index < length; ++index) {
+        const auto byte = static_cast<unsigned char>(text[index]);
+        if (isControl(byte)) {
+            char escape[8];
+            const int escapeLength = std::snprintf(escape, sizeof escape, "\\x%02X", byte);
+            appendText(sink, text + start, index - start);
+            appendText(sink, escape, static_cast<size_t>(escapeLength));
+            start = index + 1;
+        }
+    }
+    appendText(sink, text + start, length - start);
+}
+
+void appendPadding(TextSink* sink, size_t width, size_t length) {
+    for (size_t column = length; column < width; ++column) {
+        appendText(sink, " ", 1);
+    }
+}
+
+void appendString(TextSink* sink, const Conversion& conversion, const char* argument) {
+    const char* const text = argument == nullptr ? "(null)" : argument;
+    const char* cursor = conversion.text + 1;
+    const bool leftJustified = *cursor == '-';
+    cursor += leftJustified ? 1 : 0;
+    const size_t width = readDigits(&cursor);
+    size_t length = 0;
+    if (*cursor == '.') {
+        ++cursor;
+        const size_t limit = readDigits(&cursor);
+        const void* const end = std::memchr(text, '\0', limit);
+        length = end == nullptr ? limit : static_cast<size_t>(static_cast<const char*>(end) - text);
+    } else {
+        length = std::strlen(text);
+    }
+    if (!leftJustified) {
+        appendPadding(sink, width, length);
+    }
+    appendEscaped(sink, text, length);
+    if (leftJustified) {
+        appendPadding(sink, width, length);
+    }
+}
+
+void appendPointer(TextSink* sink, const void* pointer) {
+    char digits[kLongestNumber];
+    const int length =
+        std::snprintf(digits, sizeof digits, "%016" PRIXPTR, reinterpret_cast<uintptr_t>(pointer));
+    appendText(sink, digits, static_cast<size_t>(length));
+}
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#endif
+void appendInteger(TextSink* sink, const Conversion& conversion, int argument) {
+    char digits[kLongestNumber];
+    const int length = std::snprintf(digits, sizeof digits, conversion.text, argument);
+    appendText(sink, digits, std::min(static_cast<size_t>(length < 0 ? 0 : length), sizeof digits - 1));
+}
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
+}  // namespace
+
+void appendText(TextSink* sink, const char* text, size_t length) {
+    sink->total += length;
+    size_t done = 0;
+    while (done < length && sink->used < sink->capacity) {
+        const size_t piece = std::min(length - done, sink->capacity - sink->used);
+        std::memcpy(sink->block + sink->used, text + done, piece);
+        sink->used += piece;
+        done += piece;
+        if (sink->used == sink->capacity && sink->flush != nullptr) {
+            sink->flush(sink);
+        }
+    }
+}
+
+size_t appendFormatted(TextSink* sink, const char* format, va_list arguments) {
+    const size_t before = sink->total;
+    const char* cursor = format;
+    while (*cursor != '\0') {
+        const size_t plain = std::strcspn(cursor, "%");
+        appendText(sink, cursor, plain);
+        cursor += plain;
+        if (*cursor == '%') {
+            const Conversion conversion = readConversion(cursor);
+            cursor += conversion.length;
+            switch (conversion.letter) {
+                case 's':
+                    appendString(sink, conversion, va_arg(arguments, const char*));
+                    break;
+                case 'p':
+                    appendPointer(sink, va_arg(arguments, const void*));
+                    break;
+                case 'c':
+                case 'd':
+                case 'i':
+                case 'o':
+                case 'u':
+                case 'x':
+                case 'X':
+                    appendInteger(sink, conversion, va_arg(arguments, int));
+                    break;
+                case '%':
+                    appendText(sink, "%", 1);
+                    break;
+                default:
+                    appendText(sink, conversion.text, conversion.length);
+                    break;
+            }
+        }
+    }
+    return sink->total - before;
+}
+
+}  // namespace stapi

@@ -1,0 +1,273 @@
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <new>
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "platform/platform.h"
+
+namespace stapi::platform {
+
+const int32_t kErrorWouldBlock = EINPROGRESS;
+const int32_t kErrorNetworkUnreachable = ENETUNREACH;
+const int32_t kErrorConnectionRefused = ECONNREFUSED;
+
+namespace {
+
+constexpr int32_t kDefaultConnectTimeout = 60000;
+std::atomic<int32_t> connectTimeoutMilliseconds{kDefaultConnectTimeout};
+
+SocketResult fromCall(ssize_t value) {
+    const int32_t error = value < 0 ? errno : 0;
+    return {static_cast<int32_t>(value), error};
+}
+
+int64_t monotonicMilliseconds() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// Receive and send calls give their count as an int, so one call moves at most this much.
+size_t callSize(size_t size) {
+    return size > static_cast<size_t>(INT_MAX) ? static_cast<size_t>(INT_MAX) : size;
+}
+
+pthread_mutex_t* nativeMutex(Mutex* mutex) {
+    static_assert(sizeof(pthread_mutex_t) <= sizeof(Mutex::storage));
+    static_assert(alignof(pthread_mutex_t) <= alignof(Mutex));
+    return std::launder(reinterpret_cast<pthread_mutex_t*>(mutex->storage));
+}
+
+// The two variants of strerror_r differ in what they return.
+[[maybe_unused]] const char* errorText(int, const char* buffer) {
+    return buffer;
+}
+[[maybe_unused]] const char* errorText(const char* returned, const char*) {
+    return returned;
+}
+
+void copyText(char* text, size_t size, const char* source) {
+    if (size > 0) {
+        const size_t length = strnlen(source, size - 1);
+        std::memcpy(text, source, length);
+        text[length] = '\0';
+    }
+}
+
+}  // namespace
+
+int32_t startSocketLayer() {
+    return 0;
+}
+
+void stopSocketLayer() {
+}
+
+SocketResult resolveHost(const char* host, const char* port, HostAddress* result) {
+    addrinfo hints = {};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    const int code = getaddrinfo(host, port, &hints, &list);
+    if (code != 0) {
+        // A system failure's number is the system's own; all others are the resolver's.
+        return {-1, code == EAI_SYSTEM ? errno : code};
+    }
+    *result = {list->ai_family,  list->ai_socktype, list->ai_protocol, static_cast<uint32_t>(list->ai_addrlen),
+               list->ai_addr, list};
+    return {0, 0};
+}
+
+void releaseHostAddress(HostAddress* address) {
+    if (address->list != nullptr) {
+        freeaddrinfo(static_cast<addrinfo*>(address->list));
+        *address = {};
+    }
+}
+
+void describeResolverError(int32_t error, char* text, size_t size) {
+    if (error > 0) {
+        describeSocketError(error, text, size);  // the resolver's own numbers are negative
+    } else {
+        copyText(text, size, gai_strerror(error));
+    }
+}
+
+void describeSocketError(int32_t error, char* text, size_t size) {
+    char buffer[256] = {};
+    copyText(text, size, errorText(strerror_r(error, buffer, sizeof buffer), buffer));
+}
+
+SocketResult createSocket(const HostAddress& address) {
+    return fromCall(socket(address.family, address.type | SOCK_CLOEXEC, address.protocol));
+}
+
+SocketResult setConnectionOptions(int32_t socket) {
+    const int32_t on = 1;
+    SocketResult result = fromCall(setsockopt(socket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on));
+    if (result.value >= 0) {
+        result = fromCall(setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on));
+    }
+    return result;
+}
+
+SocketResult setNonBlocking(int32_t socket, bool nonBlocking) {
+    const int flags = fcntl(socket, F_GETFL);
+    if (flags < 0) {
+        return fromCall(flags);
+    }
+    return fromCall(fcntl(socket, F_SETFL, nonBlocking ? flags | O_NONBLOCK : flags & ~O_NONBLOCK));
+}
+
+SocketResult startConnect(int32_t socket, const HostAddress& address) {
+    SocketResult result = fromCall(connect(socket, static_cast<const sockaddr*>(address.address), address.length));
+    if (result.value < 0 && result.error == EINTR) {
+        result.error = kErrorWouldBlock;  // an interrupted connect goes on in the background
+    }
+    return result;
+}
+
+ConnectWait waitForConnect(int32_t socket) {
+    const int64_t deadline = monotonicMilliseconds() + connectTimeout();
+    pollfd descriptor = {socket, POLLOUT, 0};
+    ConnectWait outcome = {-1, EINTR, false};
+    while (outcome.ready < 0 && outcome.error == EINTR) {
+        const int64_t remaining = deadline - monotonicMilliseconds();
+        const SocketResult polled = fromCall(poll(&descriptor, 1, remaining > 0 ? static_cast<int>(remaining) : 0));
+        outcome = {polled.value, polled.error, false};
+    }
+    if (outcome.ready > 0) {
+        if ((descriptor.revents & POLLNVAL) != 0) {
+            outcome = {-1, EBADF, false};
+        } else {
+            // A refused connect is merely writable on some systems, so the socket is always asked.
+            outcome.mayHaveFailed = true;
+        }
+    }
+    return outcome;
+}
+
+SocketResult pendingSocketError(int32_t socket) {
+    int32_t pending = 0;
+    socklen_t length = sizeof pending;
+    SocketResult result = fromCall(getsockopt(socket, SOL_SOCKET, SO_ERROR, &pending, &length));
+    if (result.value >= 0) {
+        result.error = pending;
+    }
+    return result;
+}
+
+SocketResult sendBytes(int32_t socket, const void* data, size_t size) {
+    SocketResult result = {-1, EINTR};
+    while (result.value < 0 && result.error == EINTR) {
+        result = fromCall(send(socket, data, callSize(size), MSG_NOSIGNAL));
+    }
+    return result;
+}
+
+SocketResult waitReadable(int32_t socket) {
+    pollfd descriptor = {socket, POLLIN, 0};
+    SocketResult result = {-1, EINTR};
+    while (result.value < 0 && result.error == EINTR) {
+        result = fromCall(poll(&descriptor, 1, -1));
+    }
+    if (result.value > 0 && (descriptor.revents & POLLNVAL) != 0) {
+        result = {-1, EBADF};
+    }
+    return result;
+}
+
+SocketResult receiveBytes(int32_t socket, void* data, size_t size) {
+    SocketResult result = {-1, EINTR};
+    while (result.value < 0 && result.error == EINTR) {
+        result = fromCall(recv(socket, data, callSize(size), 0));
+    }
+    return result;
+}
+
+void shutdownSocket(int32_t socket) {
+    shutdown(socket, SHUT_RDWR);
+}
+
+SocketResult closeSocket(int32_t socket) {
+    return fromCall(close(socket));
+}
+
+int32_t connectTimeout() {
+    return connectTimeoutMilliseconds.load(std::memory_order_relaxed);
+}
+
+void setConnectTimeoutForTest(int32_t milliseconds) {
+    connectTimeoutMilliseconds.store(milliseconds, std::memory_order_relaxed);
+}
+
+void initialiseMutex(Mutex* mutex) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(new (mutex->storage) pthread_mutex_t, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
+
+void enterMutex(Mutex* mutex) {
+    pthread_mutex_lock(nativeMutex(mutex));
+}
+
+void leaveMutex(Mutex* mutex) {
+    pthread_mutex_unlock(nativeMutex(mutex));
+}
+
+void destroyMutex(Mutex* mutex) {
+    pthread_mutex_destroy(nativeMutex(mutex));
+}
+
+void yieldThread() {
+    sched_yield();
+}
+
+uint32_t currentProcessId() {
+    return static_cast<uint32_t>(getpid());
+}
+
+uint32_t currentThreadId() {
+    return static_cast<uint32_t>(syscall(SYS_gettid));
+}
+
+LocalTime currentLocalTime() {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    LocalTime result = {};
+    localtime_r(&now.tv_sec, &result.calendar);
+    result.milliseconds = static_cast<int32_t>(now.tv_nsec / 1000000);
+    return result;
+}
+
+std::FILE* openForAppending(const char* name, int32_t* error) {
+    std::FILE* const stream = std::fopen(name, "ae");
+    if (stream == nullptr) {
+        *error = errno;
+    } else {
+        setvbuf(stream, nullptr, _IONBF, 0);
+    }
+    return stream;
+}
+
+HeapState checkHeap() {
+    return HeapState::unknown;
+}
+
+}  // namespace stapi::platform
