@@ -41,8 +41,7 @@ int32_t convertProtocolVersion(GatewayToken* token, char** protoColVersion) {
         stapi::releaseMemory(token->protocolVersion);
         token->protocolVersion = version;
         token->protocolVersionSize = std::strlen(version) + 1;
-        TRACE_EVENT(1001,
-                    "API.openRemoteGatewayConnection(&protoColVersion=0x%p) created String for proto@0x%p\n",
+        TRACE_EVENT(1001, "API.openRemoteGatewayConnection(&protoColVersion=0x%p) created String for proto@0x%p\n",
                     static_cast<void*>(protoColVersion), static_cast<void*>(version));
     }
     return rc;
@@ -79,8 +78,7 @@ int32_t openGatewayConnection(int32_t port, GatewayToken** gwTokPtr, char** prot
 int32_t openRemoteGatewayConnection(const char* hostname, int32_t port, GatewayToken** gwTokPtr,
                                     char** protoColVersion) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1142,
-                "API.openRemoteGatewayConnection(hostname=%s, port=%d, &gwTokPtr=0x%p, &protoColVersion=0x%p\n",
+    TRACE_ENTRY(1142, "API.openRemoteGatewayConnection(hostname=%s, port=%d, &gwTokPtr=0x%p, &protoColVersion=0x%p\n",
                 hostname == nullptr ? "NULL" : hostname, port, static_cast<void*>(gwTokPtr),
                 static_cast<void*>(protoColVersion));
     if (rc == STAPI_RC_OK) {

@@ -22,9 +22,10 @@ int32_t currentLevel() {
 
 void traceSwitchOutcome(const char* traceFile, const stapi::TraceSwitch& outcome) {
     if (outcome.failed) {
-        TRACE_EXC(1100,
-                  "API.setAPITraceFile(%s) file append failed with errno=%d. Trace file destination is unchanged. Filename=%s\n",
-                  traceFile, outcome.error, currentDestination().text);
+        TRACE_EXC(
+            1100,
+            "API.setAPITraceFile(%s) file append failed with errno=%d. Trace file destination is unchanged. Filename=%s\n",
+            traceFile, outcome.error, currentDestination().text);
     } else if (outcome.switched) {
         TRACE_DEBUG(1098, "API.setAPITraceFile() Trace file switched to new destination. Filename=%s\n",
                     currentDestination().text);

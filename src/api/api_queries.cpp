@@ -101,7 +101,8 @@ int32_t runQuery(const Query& query, GatewayToken* gwTok, const char* ids, Resul
 
 int32_t getResourceGroupIds(GatewayToken* gwTok, ResultSetToken** resGrpIdRSPtr) {
     constexpr Query query = {
-        false, false,
+        false,
+        false,
         [](int32_t socket, QueryBuffer* result, const char*) {
             return stapi::commsResourceGroupsIds(socket, &result->buffer, &result->length);
         },
@@ -131,7 +132,8 @@ int32_t getResourceGroupIds(GatewayToken* gwTok, ResultSetToken** resGrpIdRSPtr)
 
 int32_t getStatIds(GatewayToken* gwTok, ResultSetToken** rs) {
     constexpr Query query = {
-        false, true,
+        false,
+        true,
         [](int32_t socket, QueryBuffer* result, const char*) {
             return stapi::commsStatIds(socket, &result->buffer, &result->length);
         },
@@ -158,7 +160,8 @@ int32_t getStatIds(GatewayToken* gwTok, ResultSetToken** rs) {
 
 int32_t getStatIdsByStatGroupId(GatewayToken* gwTok, const char* providerIdsPtr, ResultSetToken** statIdRsPtr) {
     constexpr Query query = {
-        true, true,
+        true,
+        true,
         [](int32_t socket, QueryBuffer* result, const char* ids) {
             return stapi::commsStatIdsByStatGroupId(socket, &result->buffer, &result->length, ids);
         },
@@ -190,7 +193,8 @@ int32_t getStatIdsByStatGroupId(GatewayToken* gwTok, const char* providerIdsPtr,
 
 int32_t getStats(GatewayToken* gwTok, ResultSetToken** statRSPtr) {
     constexpr Query query = {
-        false, true,
+        false,
+        true,
         [](int32_t socket, QueryBuffer* result, const char*) {
             return stapi::commsStats(socket, &result->buffer, &result->length);
         },
@@ -219,7 +223,8 @@ int32_t getStats(GatewayToken* gwTok, ResultSetToken** statRSPtr) {
 
 int32_t getStatsByStatId(GatewayToken* gwTok, const char* statIdsPtr, ResultSetToken** statRSPtr) {
     constexpr Query query = {
-        true, true,
+        true,
+        true,
         [](int32_t socket, QueryBuffer* result, const char* ids) {
             return stapi::commsStatsByStatId(socket, &result->buffer, &result->length, ids);
         },
@@ -248,7 +253,8 @@ int32_t getStatsByStatId(GatewayToken* gwTok, const char* statIdsPtr, ResultSetT
 
 int32_t getStatsByStatGroupId(GatewayToken* gwTok, const char* providerIdPtr, ResultSetToken** statRSPtr) {
     constexpr Query query = {
-        true, true,
+        true,
+        true,
         [](int32_t socket, QueryBuffer* result, const char* ids) {
             return stapi::commsStatsByStatGroupId(socket, &result->buffer, &result->length, ids);
         },
@@ -268,8 +274,8 @@ int32_t getStatsByStatGroupId(GatewayToken* gwTok, const char* providerIdPtr, Re
                         static_cast<const void*>(token), failure);
         }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1035, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p)\n",
-                static_cast<void*>(gwTok), static_cast<const void*>(providerIdPtr), static_cast<void*>(statRSPtr));
+    TRACE_ENTRY(1035, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p)\n", static_cast<void*>(gwTok),
+                static_cast<const void*>(providerIdPtr), static_cast<void*>(statRSPtr));
     if (rc == STAPI_RC_OK) {
         rc = runQuery(query, gwTok, providerIdPtr, statRSPtr);
     }

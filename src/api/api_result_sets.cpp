@@ -92,8 +92,8 @@ int32_t copyBuffer(const ResultSetToken* source, ResultSetToken* copy, ResultSet
         stapi::storeDataCursor(copy, copy->resultSetBuf);
         copy->rsState = source->rsState;
         std::memcpy(copy->resultSetBuf, source->resultSetBuf, size);
-        TRACE_EVENT(1135, "API.copyResultSet Copied resultsetbuffer from %p to %p\n",
-                    static_cast<const void*>(source), static_cast<const void*>(tarRsPtr));
+        TRACE_EVENT(1135, "API.copyResultSet Copied resultsetbuffer from %p to %p\n", static_cast<const void*>(source),
+                    static_cast<const void*>(tarRsPtr));
     }
     return rc;
 }

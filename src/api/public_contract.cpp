@@ -43,9 +43,9 @@ SAME_CODE(STAPI_RC_CONNECT_TIMEOUT);
 SAME_CODE(STAPI_RC_CONNECT_REFUSED);
 SAME_CODE(STAPI_RC_HOST_UNREACHABLE);
 
-#define FIELD_AT(record, field, offset)                                                                          \
-    static_assert(offsetof(::record, field) == (offset) && offsetof(::stapi::record, field) == (offset) &&       \
-                      sizeof(::record::field) == sizeof(::stapi::record::field),                                 \
+#define FIELD_AT(record, field, offset)                                                                    \
+    static_assert(offsetof(::record, field) == (offset) && offsetof(::stapi::record, field) == (offset) && \
+                      sizeof(::record::field) == sizeof(::stapi::record::field),                           \
                   #record "." #field " is not where callers expect it")
 
 static_assert(sizeof(::IdData) == 40 && sizeof(::stapi::IdData) == 40);

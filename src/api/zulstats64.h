@@ -191,12 +191,12 @@ ZULSTATS64_API int32_t openGatewayConnection(int32_t port, GatewayToken** gwTokP
  * connection in *gwTokPtr and its protocol version text in *protoColVersion; that text belongs to the connection and is
  * not used after it is closed. On failure *gwTokPtr is unchanged, but for STAPI_RC_NO_MEMORY, which may set it to null.
  * The connection belongs to the calling thread.
- * Codes: STAPI_RC_OK; in this order of checking STAPI_RC_BAD_PORT, STAPI_RC_NULL_TOKEN_POINTER, STAPI_RC_NET_UNREACHABLE
- * (protoColVersion is null), STAPI_RC_NULL_ARGUMENT (hostname is null); then STAPI_RC_HOST_UNKNOWN,
- * STAPI_RC_CONNECT_REFUSED, STAPI_RC_CONNECT_TIMEOUT, STAPI_RC_HOST_UNREACHABLE, STAPI_RC_CONNECT_FAILED (the handshake
- * or the authorisation failed, every other connection failure, or another thread closed all connections meanwhile);
- * STAPI_RC_SOCKET_ERROR and STAPI_RC_BAD_EYECATCHER (connected, but the daemon did not tell its protocol version);
- * STAPI_RC_NO_MEMORY; STAPI_RC_GTL_CORRUPT. Any thread.
+ * Codes: STAPI_RC_OK; in this order of checking STAPI_RC_BAD_PORT, STAPI_RC_NULL_TOKEN_POINTER,
+ * STAPI_RC_NET_UNREACHABLE (protoColVersion is null), STAPI_RC_NULL_ARGUMENT (hostname is null); then
+ * STAPI_RC_HOST_UNKNOWN, STAPI_RC_CONNECT_REFUSED, STAPI_RC_CONNECT_TIMEOUT, STAPI_RC_HOST_UNREACHABLE,
+ * STAPI_RC_CONNECT_FAILED (the handshake or the authorisation failed, every other connection failure, or another thread
+ * closed all connections meanwhile); STAPI_RC_SOCKET_ERROR and STAPI_RC_BAD_EYECATCHER (connected, but the daemon did
+ * not tell its protocol version); STAPI_RC_NO_MEMORY; STAPI_RC_GTL_CORRUPT. Any thread.
  */
 ZULSTATS64_API int32_t openRemoteGatewayConnection(const char* hostname, int32_t port, GatewayToken** gwTokPtr,
                                                    char** protoColVersion);
@@ -226,9 +226,9 @@ ZULSTATS64_API int32_t closeAllGatewayConnections(void);
  * Codes, in this order of checking: STAPI_RC_NULL_TOKEN; STAPI_RC_NULL_ID (the id list is null, where there is one);
  * STAPI_RC_NULL_RESULT_SET_POINTER (the last argument is null); STAPI_RC_TOKEN_NOT_FOUND; STAPI_RC_WRONG_PROCESS;
  * STAPI_RC_WRONG_THREAD; STAPI_RC_NO_RESULT_BUFFER; STAPI_RC_NO_MEMORY (no memory for the id list, or it is longer than
- * 32,765 characters; nothing was sent); then STAPI_RC_OK; STAPI_RC_SOCKET_ERROR and STAPI_RC_BAD_EYECATCHER (the exchange
- * failed: the connection has been closed and removed, the token is no longer valid); STAPI_RC_NO_DATA.
- * On failure the last argument's target is unchanged. Only the thread that opened the connection.
+ * 32,765 characters; nothing was sent); then STAPI_RC_OK; STAPI_RC_SOCKET_ERROR and STAPI_RC_BAD_EYECATCHER (the
+ * exchange failed: the connection has been closed and removed, the token is no longer valid); STAPI_RC_NO_DATA. On
+ * failure the last argument's target is unchanged. Only the thread that opened the connection.
  */
 
 /* The ids of all resource groups. */
@@ -258,9 +258,9 @@ ZULSTATS64_API int32_t getStatsByStatGroupId(GatewayToken* gwTok, const char* pr
  * Each fills the caller's record (see IdData and StatData). At the end the code is STAPI_RC_END_OF_DATA and the record
  * is unchanged.
  * Codes: STAPI_RC_OK (look at queryElementRC); STAPI_RC_END_OF_DATA; STAPI_RC_NULL_RESULT_SET; STAPI_RC_NULL_ID_DATA or
- * STAPI_RC_NULL_STAT_DATA; STAPI_RC_WRONG_CONTENT (ids asked of statistics, or the reverse, or nothing was queried yet);
- * STAPI_RC_WRONG_PROCESS and STAPI_RC_WRONG_THREAD (a connection's result set).
- * A connection's result set: only the thread that opened it. A copy: one thread at a time.
+ * STAPI_RC_NULL_STAT_DATA; STAPI_RC_WRONG_CONTENT (ids asked of statistics, or the reverse, or nothing was queried
+ * yet); STAPI_RC_WRONG_PROCESS and STAPI_RC_WRONG_THREAD (a connection's result set). A connection's result set: only
+ * the thread that opened it. A copy: one thread at a time.
  */
 ZULSTATS64_API int32_t getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr);
 ZULSTATS64_API int32_t getNextId(ResultSetToken* rsPtr, IdData* idDataPtr);

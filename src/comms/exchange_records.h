@@ -8,10 +8,10 @@ namespace stapi {
 
 // Why an exchange failed. Filled for diagnosis; owned by the caller.
 struct ReasonsBlock {
-    int32_t errno_;    // socket error of a failed send or receive (errno itself is a macro)
-    int32_t gwyRc;     // non-zero return code of a reply header
-    int32_t authRc;    // non-zero return code of the authorisation handler
-    int32_t adminRc;   // non-zero return code of the administration handler
+    int32_t errno_;   // socket error of a failed send or receive (errno itself is a macro)
+    int32_t gwyRc;    // non-zero return code of a reply header
+    int32_t authRc;   // non-zero return code of the authorisation handler
+    int32_t adminRc;  // non-zero return code of the administration handler
 };
 
 constexpr uint32_t kEyecatcherGate = 0x47617465;  // "Gate"

@@ -21,9 +21,9 @@ struct GatewayToken {
     char* protocolVersion;        // the daemon's protocol version; owned
     GatewayToken* nextGwyTokPtr;  // next on the list of connections, or null
     // Behind the fields above, what keeps threads apart; guarded by the list's lock.
-    bool busy;                    // the owner is in the middle of opening or of a query
-    bool abandoned;               // another thread has closed it meanwhile: the owner releases it
-    size_t protocolVersionSize;   // size of the protocolVersion area
+    bool busy;                   // the owner is in the middle of opening or of a query
+    bool abandoned;              // another thread has closed it meanwhile: the owner releases it
+    size_t protocolVersionSize;  // size of the protocolVersion area
 };
 
 namespace stapi {

@@ -192,8 +192,7 @@ WireWriter bodyWriter(uint8_t* block, const HeaderRecord& header) {
 }
 
 // The reply to an authorisation step.
-int32_t readAuthorisationReply(const uint8_t* body, size_t size, AuthorisationRecord* request,
-                               ReasonsBlock* reasons) {
+int32_t readAuthorisationReply(const uint8_t* body, size_t size, AuthorisationRecord* request, ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
     WireReader reader = makeWireReader(body, size);
     if (size >= kAuthReplyStepAndCode) {

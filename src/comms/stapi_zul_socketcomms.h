@@ -51,8 +51,8 @@ size_t heldLength(const HeaderRecord& replyHeader, size_t requestLength);
 
 // 0, -111, or a code of flow.
 int32_t flowHandshakeRequest(int32_t socketDesc, ReasonsBlock* reasons);
-// One authorisation step; the caller has set the header and the step of the record. 0; -2 refused (reasons->authRc holds
-// the daemon's code); -111; -122 reply too short; a code of flow.
+// One authorisation step; the caller has set the header and the step of the record. 0; -2 refused (reasons->authRc
+// holds the daemon's code); -111; -122 reply too short; a code of flow.
 int32_t flowAuthRequest(int32_t socketDesc, AuthorisationRecord* request, ReasonsBlock* reasons);
 // 0, -111, or a code of flow.
 int32_t flowCloseRequest(int32_t socketDesc, ReasonsBlock* reasons);

@@ -121,8 +121,8 @@ int32_t getInitAdminRequest(int32_t socketDesc, AdminRequest* admin, ReasonsBloc
     admin->callType = kCallTypeInitialise;
     admin->callData = nullptr;
     const int32_t rc = flowAdminRequest(socketDesc, admin, reasons);
-    TRACE_EXIT(2215, "stapi_zul_statcomms.getInitAdminRequest(socketDesc=%d, admin=%p, reasons=%p) rc=%d\n",
-               socketDesc, static_cast<const void*>(admin), static_cast<const void*>(reasons), rc);
+    TRACE_EXIT(2215, "stapi_zul_statcomms.getInitAdminRequest(socketDesc=%d, admin=%p, reasons=%p) rc=%d\n", socketDesc,
+               static_cast<const void*>(admin), static_cast<const void*>(reasons), rc);
     return rc;
 }
 
@@ -137,8 +137,8 @@ int32_t statProtocolVer(GatewayToken* gwTokPtr, ReasonsBlock* reasons) {
         rc = sendCall(gwTokPtr->socket, calculateGetAttrCallLength(&admin), &admin, reasons);
     }
     if (rc == STAPI_RC_OK) {
-        TRACE_DEBUG(
-            2202, "stapi_zul_statcomms.statProtocolVer Successfully got the protocol version from the Gateway\n");
+        TRACE_DEBUG(2202,
+                    "stapi_zul_statcomms.statProtocolVer Successfully got the protocol version from the Gateway\n");
         rc = storeVersion(gwTokPtr, admin);
     }
     if (admin.callData != nullptr) {
@@ -151,8 +151,7 @@ int32_t statProtocolVer(GatewayToken* gwTokPtr, ReasonsBlock* reasons) {
     return rc;
 }
 
-int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen,
-                  ReasonsBlock* reasons) {
+int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons) {
     TRACE_ENTRY(
         2206, "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
         socketDesc, queryType, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(reasons));

@@ -207,8 +207,7 @@ void passSplitValue(ReplyParser* parser, int32_t dataLength, int32_t firstPart) 
     const int32_t remaining = dataLength - firstPart;
     putInteger(parser, static_cast<uint32_t>(dataLength));
     passBytes(parser, firstPart);
-    TRACE_DEBUG(2234,
-                "stapi_zul_statcomms.parseStatsData written %d of %d bytes. Remaining data = %d bytes \n",
+    TRACE_DEBUG(2234, "stapi_zul_statcomms.parseStatsData written %d of %d bytes. Remaining data = %d bytes \n",
                 firstPart, dataLength, remaining);
     passContinuation(parser, remaining);
 }
@@ -289,8 +288,7 @@ void passStatsResponse(ReplyParser* parser, uint32_t responseIndex) {
 
 }  // namespace
 
-int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
-                     size_t rawDataSize) {
+int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen, size_t rawDataSize) {
     TRACE_ENTRY(2224, "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
                 static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen);
     ReplyParser parser = {

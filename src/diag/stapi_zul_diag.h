@@ -71,12 +71,12 @@ void writeTraceLine(TraceWord word, TraceLineMode mode, int32_t pointId, const c
 // Writes one DATA line and the hex dump of the area in one hold of the trace lock.
 void writeTraceData(const HexDumpArea& area, int32_t pointId, const char* message, ...) STAPI_PRINTF_LIKE(3, 4);
 
-#define STAPI_TRACE_POINT(word, mode, pointId, message, ...)                                                    \
-    do {                                                                                                        \
-        static_assert(sizeof(message) <= ::stapi::kTraceMessageArea, "a trace message must fit its area");      \
-        if (::stapi::isTraceOn(word)) {                                                                         \
-            ::stapi::writeTraceLine(word, mode, pointId, message __VA_OPT__(, ) __VA_ARGS__);                   \
-        }                                                                                                       \
+#define STAPI_TRACE_POINT(word, mode, pointId, message, ...)                                               \
+    do {                                                                                                   \
+        static_assert(sizeof(message) <= ::stapi::kTraceMessageArea, "a trace message must fit its area"); \
+        if (::stapi::isTraceOn(word)) {                                                                    \
+            ::stapi::writeTraceLine(word, mode, pointId, message __VA_OPT__(, ) __VA_ARGS__);              \
+        }                                                                                                  \
     } while (false)
 
 #define STAPI_TRACE_USUAL(word, pointId, message, ...) \
@@ -87,9 +87,9 @@ void writeTraceData(const HexDumpArea& area, int32_t pointId, const char* messag
 #define TRACE_ENTRY(pointId, message, ...) STAPI_TRACE_USUAL(entry, pointId, message, __VA_ARGS__)
 #define TRACE_EXIT(pointId, message, ...) STAPI_TRACE_USUAL(exit, pointId, message, __VA_ARGS__)
 #define TRACE_DEBUG(pointId, message, ...) STAPI_TRACE_USUAL(debug, pointId, message, __VA_ARGS__)
-#define TRACE_ENTRY_STALE_TIME(pointId, message, ...)                                                  \
+#define TRACE_ENTRY_STALE_TIME(pointId, message, ...) \
     STAPI_TRACE_POINT(::stapi::TraceWord::entry, ::stapi::TraceLineMode::staleTimeStamp, pointId, message, __VA_ARGS__)
-#define TRACE_EXC_UNLOCKED(pointId, message, ...)                                                     \
+#define TRACE_EXC_UNLOCKED(pointId, message, ...) \
     STAPI_TRACE_POINT(::stapi::TraceWord::exception, ::stapi::TraceLineMode::unlocked, pointId, message, __VA_ARGS__)
 // area is the HexDumpArea that follows the line.
 #define TRACE_DATA(pointId, message, area, ...)                                                            \
@@ -115,8 +115,8 @@ int32_t idsEqual(uint32_t a, uint32_t b);
 
 // Formatted write to a stream, by one write for text of usual length. Returns the number of bytes, or a negative value.
 int32_t tracePrintf(std::FILE* stream, const char* format, ...) STAPI_PRINTF_LIKE(2, 3);
-// Formatted write into a buffer of size bytes, its terminating zero included. Returns the number of bytes, or -1 when the
-// text does not fit; the buffer then holds what fits.
+// Formatted write into a buffer of size bytes, its terminating zero included. Returns the number of bytes, or -1 when
+// the text does not fit; the buffer then holds what fits.
 int32_t traceSprintf(char* buffer, size_t size, const char* format, ...) STAPI_PRINTF_LIKE(3, 4);
 
 // Writes a hex dump to the trace stream and returns the number of bytes dumped. With a length, that many bytes; with
@@ -129,7 +129,8 @@ int32_t traceHexDump(const void* address, int32_t length, uint32_t stopWord, int
 void writeTraceDirect(const char* format, ...) STAPI_PRINTF_LIKE(1, 2);
 // Writes a line of 80 dashes in the same way.
 void writeDashLine();
-// Hex dump of an area to the trace stream, whatever the level; takes the trace lock. Returns the number of bytes dumped.
+// Hex dump of an area to the trace stream, whatever the level; takes the trace lock. Returns the number of bytes
+// dumped.
 int32_t dumpTraceDirect(const HexDumpArea& area);
 
 // Runs the runtime library's heap check and writes one line about its result, without prefix or lock.
@@ -145,8 +146,8 @@ struct TraceSwitch {
     int32_t error;  // the C library's error number of a failed open
 };
 
-// Switches the trace to a file, opened for appending, or to standard error when traceFile is null, under the trace lock;
-// then writes the banner if the level is 1 or more and the destination has none.
+// Switches the trace to a file, opened for appending, or to standard error when traceFile is null, under the trace
+// lock; then writes the banner if the level is 1 or more and the destination has none.
 TraceSwitch switchTraceDestination(const char* traceFile);
 
 // Copies the destination's name into an area of kTraceFileNameArea bytes, under the trace lock.

@@ -18,7 +18,8 @@ struct LockRecord {
     std::atomic<uint32_t> state;  // kLockInitialised, kLockDestroyed, or anything else: never initialised
 };
 
-// 0, or 1 when the lock was initialised already; then it is left as it is. Two threads at once: one gets 0, the other 1.
+// 0, or 1 when the lock was initialised already; then it is left as it is. Two threads at once: one gets 0, the
+// other 1.
 int32_t initializeLock(LockRecord* lockPtr);
 // 0 with the lock held, waiting as long as needed; -1 when the lock is not initialised.
 int32_t requestLock(LockRecord* lockPtr);

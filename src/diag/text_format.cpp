@@ -96,8 +96,7 @@ void appendString(TextSink* sink, const Conversion& conversion, const char* argu
 
 void appendPointer(TextSink* sink, const void* pointer) {
     char digits[kLongestNumber];
-    const int length =
-        std::snprintf(digits, sizeof digits, "%016" PRIXPTR, reinterpret_cast<uintptr_t>(pointer));
+    const int length = std::snprintf(digits, sizeof digits, "%016" PRIXPTR, reinterpret_cast<uintptr_t>(pointer));
     appendText(sink, digits, static_cast<size_t>(length));
 }
 

@@ -56,7 +56,8 @@ int32_t prepareSocket(int32_t socketDescriptor) {
     if (rc == STAPI_RC_OK) {
         const platform::SocketResult switched = platform::setNonBlocking(socketDescriptor, true);
         if (switched.value < 0) {
-            TRACE_DEBUG(3019, "stapi_zul_gwycon.connectToGateway() Set Non-Blocking IOCTL failed with Rc=%d, errno=%d\n",
+            TRACE_DEBUG(3019,
+                        "stapi_zul_gwycon.connectToGateway() Set Non-Blocking IOCTL failed with Rc=%d, errno=%d\n",
                         switched.value, switched.error);
             rc = kConnectNoSocket;
         }
@@ -65,8 +66,7 @@ int32_t prepareSocket(int32_t socketDescriptor) {
 }
 
 // The connect itself: 0, -1 it failed at once, or the code of the wait.
-int32_t startAndAwaitConnect(const platform::HostAddress& address, const int32_t* socketDescriptorPtr,
-                             int32_t* error) {
+int32_t startAndAwaitConnect(const platform::HostAddress& address, const int32_t* socketDescriptorPtr, int32_t* error) {
     const platform::SocketResult connected = platform::startConnect(*socketDescriptorPtr, address);
     int32_t outcome = connected.value;
     *error = connected.error;
@@ -120,7 +120,8 @@ int32_t shakeHands(int32_t socketDescriptor, ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
     const int32_t handshakeRc = flowHandshakeRequest(socketDescriptor, reasons);
     if (handshakeRc != STAPI_RC_OK) {
-        TRACE_EXC(3005, "stapi_zul_gwycon.connectToGateway() Handshake flows failed rc=%d errno=%s gwyRc=%d authRc=%d\n",
+        TRACE_EXC(3005,
+                  "stapi_zul_gwycon.connectToGateway() Handshake flows failed rc=%d errno=%s gwyRc=%d authRc=%d\n",
                   handshakeRc, socketErrorText(reasons->errno_).text, reasons->gwyRc, reasons->authRc);
         rc = kConnectFailed;
     } else {

@@ -261,8 +261,8 @@ void dumpToken(const GatewayToken* token, int32_t number) {
     writeTraceDirect("Gateway Token List entry -%4.4d- : %s\n", number, describeToken(token).text);
     const ResultSetToken* const resultSet = token->connRSToken;
     if (resultSet != nullptr) {
-        writeTraceDirect("Dump of ResultSet(%p) owner(%s) buffer(%p) cursor(%p)\n",
-                         static_cast<const void*>(resultSet), resultSet->owner == OWNER_GATEWAY ? "API" : "USR",
+        writeTraceDirect("Dump of ResultSet(%p) owner(%s) buffer(%p) cursor(%p)\n", static_cast<const void*>(resultSet),
+                         resultSet->owner == OWNER_GATEWAY ? "API" : "USR",
                          static_cast<const void*>(resultSet->resultSetBuf),
                          static_cast<const void*>(loadDataCursor(resultSet)));
         writeDashLine();
@@ -340,8 +340,7 @@ int32_t findGatewayToken(const GatewayToken* target, GatewayToken** parentPtr) {
             TRACE_DEBUG(2026, "stapi_zul_gwytok.findGatewayToken() Target token found at GTL Entry(%d)\n", counter);
         } else if (counter != kGtlRunawayLimit) {
             TRACE_DEBUG(
-                2025,
-                "stapi_zul_gwytok.findGatewayToken() Target token not found. GTL entries(%d) head(%p) last(%p)\n",
+                2025, "stapi_zul_gwytok.findGatewayToken() Target token not found. GTL entries(%d) head(%p) last(%p)\n",
                 counter, static_cast<void*>(gtlHead), static_cast<void*>(current));
         } else {
             TRACE_EXC(2024, "stapi_zul_gwytok.findGatewayToken() GTL iteration has hit RUNAWAY limit %d.....\n",
@@ -466,10 +465,9 @@ int32_t dumpGatewayTokens() {
         writeDashLine();
     }
     if (count == kGtlRunawayLimit) {
-        TRACE_EXC(
-            2017,
-            "stapi_zul_gwytok.dumpGatewayTokens() Gateway Token List iteration has hit RUNAWAY limit %d.....\n",
-            kGtlRunawayLimit);
+        TRACE_EXC(2017,
+                  "stapi_zul_gwytok.dumpGatewayTokens() Gateway Token List iteration has hit RUNAWAY limit %d.....\n",
+                  kGtlRunawayLimit);
         rc = GTL_RC_RUNAWAY;
     }
     TRACE_EXIT(2018, "stapi_zul_gwytok.dumpGatewayTokens() List length=%d rc=%d\n", count, rc);
@@ -483,11 +481,12 @@ int32_t formatGatewayToken(const GatewayToken* token, char* buffer) {
     } else if (token == nullptr) {
         traceSprintf(buffer, kTokenTextArea, "GatwayToken(NULL)");
     } else {
-        traceSprintf(buffer, kTokenTextArea,
-                     "GatwayToken(%p) eyecatcher(%8.8s) port(%d) connStatus(%d) socket(%d) connRSToken(%p) resultSetBuf(%p) owningPid(%8.8X) owningTid(%8.8X) nextGwyTokPtr(%p)",
-                     static_cast<const void*>(token), token->eyecatcher, token->port, token->connStatus, token->socket,
-                     static_cast<const void*>(token->connRSToken), static_cast<const void*>(token->resultSetBuf),
-                     token->owningPid, token->owningTid, static_cast<const void*>(token->nextGwyTokPtr));
+        traceSprintf(
+            buffer, kTokenTextArea,
+            "GatwayToken(%p) eyecatcher(%8.8s) port(%d) connStatus(%d) socket(%d) connRSToken(%p) resultSetBuf(%p) owningPid(%8.8X) owningTid(%8.8X) nextGwyTokPtr(%p)",
+            static_cast<const void*>(token), token->eyecatcher, token->port, token->connStatus, token->socket,
+            static_cast<const void*>(token->connRSToken), static_cast<const void*>(token->resultSetBuf),
+            token->owningPid, token->owningTid, static_cast<const void*>(token->nextGwyTokPtr));
     }
     return rc;
 }

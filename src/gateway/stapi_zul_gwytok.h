@@ -38,8 +38,8 @@ int32_t initGTL();
 int32_t chainGatewayToken(GatewayToken* token);
 
 // Looks for a token; the caller holds gtlLock. GTL_RC_FOUND, with the token before it (null for the head) through
-// parentPtr unless that is null; else GTL_RC_NULL_TARGET, GTL_RC_EMPTY, GTL_RC_NOT_FOUND or GTL_RC_RUNAWAY. The target is
-// never read.
+// parentPtr unless that is null; else GTL_RC_NULL_TARGET, GTL_RC_EMPTY, GTL_RC_NOT_FOUND or GTL_RC_RUNAWAY. The target
+// is never read.
 int32_t findGatewayToken(const GatewayToken* target, GatewayToken** parentPtr);
 
 // 0 when the token is on the list and belongs to the calling process and thread; -101 not on the list; -123 another
@@ -49,16 +49,16 @@ int32_t verifyGatewayToken(GatewayToken* token);
 // As verifyGatewayToken; on 0 the token is busy until endGatewayUse.
 int32_t beginGatewayQuery(GatewayToken* token);
 
-// Stores the buffer and capacity that a query has left behind in a busy token, and points the connection's result set at
-// its start; resetOwner also renews the result set's owner.
+// Stores the buffer and capacity that a query has left behind in a busy token, and points the connection's result set
+// at its start; resetOwner also renews the result set's owner.
 void storeQueryResult(GatewayToken* token, char* buffer, int32_t bufferLen, bool resetOwner);
 
 // Ends the use of a busy token by its owner. 0; -101 another thread has closed the connection meanwhile: the token and
 // its result set are released.
 int32_t endGatewayUse(GatewayToken* token);
 
-// Closes, unlinks and releases a token and sets *tokenPtr to null. lockRequired 1: the lock is taken here; 0: the caller
-// holds it, and the token is the head. 0; -108 tokenPtr null; -100 *tokenPtr null; -101 not on the list.
+// Closes, unlinks and releases a token and sets *tokenPtr to null. lockRequired 1: the lock is taken here; 0: the
+// caller holds it, and the token is the head. 0; -108 tokenPtr null; -100 *tokenPtr null; -101 not on the list.
 int32_t deleteGatewayToken(GatewayToken** tokenPtr, int32_t lockRequired);
 
 // Deletes every token. 0; GTL_RC_RUNAWAY after 256 of them; GTL_RC_LIST_EMPTY.
@@ -72,8 +72,8 @@ int32_t dumpGatewayTokens();
 // null).
 int32_t formatGatewayToken(const GatewayToken* token, char* buffer);
 
-// Makes a token, chains it, connects it and asks for the protocol version. Only on 0 is *gwTokPtr set, to a token that is
-// busy until endGatewayUse. Codes as openRemoteGatewayConnection.
+// Makes a token, chains it, connects it and asks for the protocol version. Only on 0 is *gwTokPtr set, to a token that
+// is busy until endGatewayUse. Codes as openRemoteGatewayConnection.
 int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_t port);
 
 // Connects a token's socket. 0, or one of the codes of a failed connection: -118, -132, -134, -135, -136.

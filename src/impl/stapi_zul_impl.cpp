@@ -46,9 +46,10 @@ int32_t stapiInit() {
         } else {
             rc = initGTL();
             if (rc != STAPI_RC_OK) {
-                TRACE_EXC(1124,
-                          "stapi_zul_impl.stapiInit() Initialization of zulstats API Gateway Token List has failed. rc=%d\n",
-                          rc);
+                TRACE_EXC(
+                    1124,
+                    "stapi_zul_impl.stapiInit() Initialization of zulstats API Gateway Token List has failed. rc=%d\n",
+                    rc);
             } else {
                 // In this order, or a level that another thread sets at once would be lost.
                 traceLevel.store(0, std::memory_order_relaxed);

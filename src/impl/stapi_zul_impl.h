@@ -12,8 +12,8 @@ namespace stapi {
 // The API version text that callers get a pointer to.
 extern char apiVersion[];
 
-// Sets the library up on the first call. 0; -111 the trace could not be set up; 1 another thread is doing the same, or an
-// earlier attempt got half-way. After a failure the trace level stays 1 and a later call tries again. Takes no lock.
+// Sets the library up on the first call. 0; -111 the trace could not be set up; 1 another thread is doing the same, or
+// an earlier attempt got half-way. After a failure the trace level stays 1 and a later call tries again. Takes no lock.
 int32_t stapiInit();
 
 // What happens when the library is loaded into a process and unloaded from it.

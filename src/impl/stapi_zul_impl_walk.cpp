@@ -27,7 +27,7 @@ struct Walk {
 };
 
 Walk loadWalk(const ResultSetToken* rsPtr) {
-    return {readerAtCursor(rsPtr),    rsPtr->queryHeaderCount, rsPtr->queryIndex,      rsPtr->elementResultCount,
+    return {readerAtCursor(rsPtr),     rsPtr->queryHeaderCount, rsPtr->queryIndex,      rsPtr->elementResultCount,
             rsPtr->elementResultIndex, rsPtr->queryElementPtr,  rsPtr->queryElementLen, rsPtr->queryElementRC};
 }
 
@@ -50,8 +50,8 @@ const void* cursorOf(const Walk& walk) {
 bool startWalk(const ResultSetToken* rsPtr, Walk* walk) {
     walk->reader = readerAtStart(rsPtr);
     const char* eyecatcher = nullptr;
-    const bool there = readText(&walk->reader, kHeaderCountOffset, &eyecatcher) &&
-                       readWord(&walk->reader, &walk->queryHeaderCount);
+    const bool there =
+        readText(&walk->reader, kHeaderCountOffset, &eyecatcher) && readWord(&walk->reader, &walk->queryHeaderCount);
     walk->queryIndex = 1;
     walk->elementResultIndex = 0;
     return there;
@@ -160,15 +160,16 @@ int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
     IdData filled = *idDataPtr;
     bool complete = false;
     const bool endOfResults = isEmptySet(rsPtr, &complete);
-    complete = complete && !endOfResults && startWalk(rsPtr, &walk) && walk.queryHeaderCount > 0 &&
-               readBlockHeader(&walk);
+    complete =
+        complete && !endOfResults && startWalk(rsPtr, &walk) && walk.queryHeaderCount > 0 && readBlockHeader(&walk);
     if (complete) {
         takeEyecatcher(rsPtr, &filled);
         takeQueryElement(walk, &filled);
-        TRACE_DEBUG(1045,
-                    "stapi_zul_impl.getFirstIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-                    walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk),
-                    walk.queryElementLen, static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+        TRACE_DEBUG(
+            1045,
+            "stapi_zul_impl.getFirstIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
+            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
+            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             TRACE_EVENT(1046,
                         "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n",
@@ -179,9 +180,10 @@ int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         }
     }
     if (complete && walk.queryElementRC >= 0) {
-        TRACE_DEBUG(1047,
-                    "stapi_zul_impl.getFirstIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
-                    walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
+        TRACE_DEBUG(
+            1047,
+            "stapi_zul_impl.getFirstIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
+            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
         if (countEntry(&walk)) {
             TRACE_DEBUG(1048, "stapi_zul_impl.getFirstIdInternal End of subset queryIndex=%d. Resultset=%p\n",
                         walk.queryIndex, static_cast<void*>(rsPtr));
@@ -216,10 +218,11 @@ int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         takeQueryElement(walk, &filled);
     }
     if (complete && startsBlock) {
-        TRACE_DEBUG(1053,
-                    "stapi_zul_impl.getNextIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-                    walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk),
-                    walk.queryElementLen, static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+        TRACE_DEBUG(
+            1053,
+            "stapi_zul_impl.getNextIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
+            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
+            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             TRACE_EVENT(1054,
                         "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n",
@@ -234,9 +237,10 @@ int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         complete = readIdEntry(&walk, &filled);
     }
     if (hasEntry && complete) {
-        TRACE_DEBUG(1055,
-                    "stapi_zul_impl.getNextIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
-                    walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
+        TRACE_DEBUG(
+            1055,
+            "stapi_zul_impl.getNextIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
+            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
         if (countEntry(&walk)) {
             TRACE_DEBUG(1056, "stapi_zul_impl.getNextIdInternal End of subset queryIndex=%d. Resultset=%p\n",
                         walk.queryIndex, static_cast<void*>(rsPtr));
@@ -256,19 +260,21 @@ int32_t getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
     StatData filled = *statDataPtr;
     bool complete = false;
     const bool endOfResults = isEmptySet(rsPtr, &complete);
-    complete = complete && !endOfResults && startWalk(rsPtr, &walk) && walk.queryHeaderCount > 0 &&
-               readBlockHeader(&walk);
+    complete =
+        complete && !endOfResults && startWalk(rsPtr, &walk) && walk.queryHeaderCount > 0 && readBlockHeader(&walk);
     if (complete) {
         takeEyecatcher(rsPtr, &filled);
         takeQueryElement(walk, &filled);
-        TRACE_DEBUG(1060,
-                    "stapi_zul_impl.getFirstStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-                    walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk),
-                    walk.queryElementLen, static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
-        TRACE_DEBUG(1061,
-                    "stapi_zul_impl.getFirstStatInternal Caching new query element details. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-                    static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-                    static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+        TRACE_DEBUG(
+            1060,
+            "stapi_zul_impl.getFirstStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
+            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
+            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+        TRACE_DEBUG(
+            1061,
+            "stapi_zul_impl.getFirstStatInternal Caching new query element details. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
+            static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
+            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             leaveBlock(&walk);
         } else {
@@ -311,14 +317,14 @@ int32_t getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
         takeQueryElement(walk, &filled);
     }
     if (complete && startsBlock) {
-        TRACE_DEBUG(1067,
-                    "stapi_zul_impl.getNextStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-                    walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk),
-                    walk.queryElementLen, static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+        TRACE_DEBUG(
+            1067,
+            "stapi_zul_impl.getNextStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
+            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
+            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             TRACE_EVENT(
-                1068,
-                "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p) Found negative queryElementRC(%d)\n",
+                1068, "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p) Found negative queryElementRC(%d)\n",
                 static_cast<void*>(rsPtr), static_cast<void*>(statDataPtr), walk.queryElementRC);
             leaveBlock(&walk);
         } else {
@@ -330,10 +336,10 @@ int32_t getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
         complete = readStatEntry(&walk, &filled);
     }
     if (hasEntry && complete) {
-        TRACE_DEBUG(1069,
-                    "stapi_zul_impl.getNextStatInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, statIdLen=%d\n",
-                    walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk),
-                    filled.statIdLen);
+        TRACE_DEBUG(
+            1069,
+            "stapi_zul_impl.getNextStatInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, statIdLen=%d\n",
+            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.statIdLen);
         if (countEntry(&walk)) {
             TRACE_DEBUG(1070, "stapi_zul_impl.getNextStatInternal End of subset queryIndex=%d. Resultset=%p\n",
                         walk.queryIndex, static_cast<void*>(rsPtr));

@@ -1,5 +1,5 @@
-// What differs between Windows and POSIX: sockets, locks, identifiers, the clock, files and the heap check. One file per
-// system implements it. Nothing here traces or allocates on its own account.
+// What differs between Windows and POSIX: sockets, locks, identifiers, the clock, files and the heap check. One file
+// per system implements it. Nothing here traces or allocates on its own account.
 #ifndef ZULSTATS_PLATFORM_PLATFORM_H
 #define ZULSTATS_PLATFORM_PLATFORM_H
 

@@ -131,20 +131,17 @@ int32_t deleteResultSet(ResultSetToken** rsPtr) {
 
 int32_t verifyAPIResultSetToken(const ResultSetToken* rsPtr) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2141, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken(rsPtr=%p)\n",
-                static_cast<const void*>(rsPtr));
+    TRACE_ENTRY(2141, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken(rsPtr=%p)\n", static_cast<const void*>(rsPtr));
     uint32_t pid = 0;
     uint32_t tid = 0;
     getPidTid(&pid, &tid);
     if (idsEqual(pid, rsPtr->owningPid) == 0) {
         rc = STAPI_RC_WRONG_PROCESS;
-        TRACE_EXC(2142,
-                  "stapi_zul_resultsetbuffer.verifyAPIResultSetToken PID mismatch: currentPid=%x, owningPid=%x\n",
+        TRACE_EXC(2142, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken PID mismatch: currentPid=%x, owningPid=%x\n",
                   pid, rsPtr->owningPid);
     } else if (idsEqual(tid, rsPtr->owningTid) == 0) {
         rc = STAPI_RC_WRONG_THREAD;
-        TRACE_EXC(2143,
-                  "stapi_zul_resultsetbuffer.verifyAPIResultSetToken TID mismatch: currentTid=%x, owningTid=%x\n",
+        TRACE_EXC(2143, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken TID mismatch: currentTid=%x, owningTid=%x\n",
                   tid, rsPtr->owningTid);
     }
     TRACE_EXIT(2144, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken(rsPtr=%p) rc=%d\n",
@@ -195,8 +192,8 @@ int32_t addInteger(char** bufWPtr, uint32_t rsInt) {
                   static_cast<void*>(bufWPtr));
         rc = STAPI_RC_NO_DATA;
     }
-    TRACE_EXIT(2110, "stapi_zul_resultsetbuffer.addInteger(&bufWPtr=%p,rsInt=%d) rc=%d\n",
-               static_cast<void*>(bufWPtr), rsInt, rc);
+    TRACE_EXIT(2110, "stapi_zul_resultsetbuffer.addInteger(&bufWPtr=%p,rsInt=%d) rc=%d\n", static_cast<void*>(bufWPtr),
+               rsInt, rc);
     return rc;
 }
 
@@ -224,10 +221,9 @@ int32_t addPlatformChars(char** bufWPtr, const char* textPtr, int32_t charCount)
     TRACE_ENTRY(2116, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n",
                 static_cast<void*>(bufWPtr), static_cast<const void*>(textPtr), charCount);
     if (isCursor(bufWPtr)) {
-        TRACE_DEBUG(2118,
-                    "stapi_zul_resultsetbuffer.addPlatformChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n",
-                    static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr), static_cast<const void*>(textPtr),
-                    charCount);
+        TRACE_DEBUG(
+            2118, "stapi_zul_resultsetbuffer.addPlatformChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n",
+            static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr), static_cast<const void*>(textPtr), charCount);
         writeAtCursor(bufWPtr, textPtr, charsToWrite(textPtr, charCount));
     } else {
         TRACE_EXC(2117, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p) function received a null parameter\n",
@@ -245,10 +241,9 @@ int32_t addIdStr(char** bufWPtr, const char* idString) {
                 static_cast<const void*>(idString));
     if (isCursor(bufWPtr) && idString != nullptr) {
         const auto length = static_cast<uint32_t>(std::strlen(idString));
-        TRACE_DEBUG(
-            2102,
-            "stapi_zul_resultsetbuffer.addIdStr bufWPtr(%p) *bufWPtr(%p) source string(%s) string lentgh(%d)\n",
-            static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr), idString, length);
+        TRACE_DEBUG(2102,
+                    "stapi_zul_resultsetbuffer.addIdStr bufWPtr(%p) *bufWPtr(%p) source string(%s) string lentgh(%d)\n",
+                    static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr), idString, length);
         writeAtCursor(bufWPtr, &length, sizeof length);
         TRACE_DEBUG(2103, "stapi_zul_resultsetbuffer.addIdStr wrote length(%d)\n", length);
         const void* const textStart = *bufWPtr;
@@ -256,16 +251,16 @@ int32_t addIdStr(char** bufWPtr, const char* idString) {
         TRACE_DEBUG(2104, "stapi_zul_resultsetbuffer.addIdStr copied text to (%p)\n", textStart);
         **bufWPtr = '\0';
         TRACE_DEBUG(2105, "stapi_zul_resultsetbuffer.addIdStr stored NUL at (%p)\n", static_cast<void*>(*bufWPtr));
-        TRACE_DEBUG(2106, "stapi_zul_resultsetbuffer.addIdStr bufWPtr(%p) *bufWPtr(%p)\n",
-                    static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr));
+        TRACE_DEBUG(2106, "stapi_zul_resultsetbuffer.addIdStr bufWPtr(%p) *bufWPtr(%p)\n", static_cast<void*>(bufWPtr),
+                    static_cast<void*>(*bufWPtr));
     } else {
         TRACE_EXC(2101,
                   "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p) function received a null parameter\n",
                   static_cast<void*>(bufWPtr), static_cast<const void*>(idString));
         rc = STAPI_RC_NO_DATA;
     }
-    TRACE_EXIT(2107, "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p) rc=%d\n",
-               static_cast<void*>(bufWPtr), static_cast<const void*>(idString), rc);
+    TRACE_EXIT(2107, "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p) rc=%d\n", static_cast<void*>(bufWPtr),
+               static_cast<const void*>(idString), rc);
     return rc;
 }
 
@@ -273,15 +268,14 @@ int32_t addTerminator(char* writeCursor) {
     int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(2120, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p)\n", static_cast<void*>(writeCursor));
     if (writeCursor == nullptr) {
-        TRACE_EXC(2121,
-                  "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p) function received a null parameter\n",
+        TRACE_EXC(2121, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p) function received a null parameter\n",
                   static_cast<void*>(writeCursor));
         rc = STAPI_RC_NO_DATA;
     } else {
         std::memcpy(writeCursor, &kTerminator, sizeof kTerminator);
     }
-    TRACE_EXIT(2122, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p) rc=%d\n",
-               static_cast<void*>(writeCursor), rc);
+    TRACE_EXIT(2122, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p) rc=%d\n", static_cast<void*>(writeCursor),
+               rc);
     return rc;
 }
 
@@ -290,9 +284,10 @@ int32_t checkTerminator(const char* dataCursor, uint32_t* isRSTermPtr) {
     TRACE_ENTRY(2123, "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p)\n",
                 static_cast<const void*>(dataCursor), static_cast<void*>(isRSTermPtr));
     if (dataCursor == nullptr || isRSTermPtr == nullptr) {
-        TRACE_EXC(2124,
-                  "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p) function received a null parameter\n",
-                  static_cast<const void*>(dataCursor), static_cast<void*>(isRSTermPtr));
+        TRACE_EXC(
+            2124,
+            "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p) function received a null parameter\n",
+            static_cast<const void*>(dataCursor), static_cast<void*>(isRSTermPtr));
         rc = STAPI_RC_NO_DATA;
     } else {
         *isRSTermPtr = std::memcmp(dataCursor, &kTerminator, sizeof kTerminator) == 0 ? 1 : 0;

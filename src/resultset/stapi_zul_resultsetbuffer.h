@@ -1,9 +1,9 @@
 // Result-set tokens, and the writers that lay down a result-set buffer.
 //
-// A result-set buffer is flat: content eyecatcher (8 bytes), number of query elements (4), the query element blocks, and
-// the terminator word. Integers are 4 bytes in the host's order, texts carry no NUL, nothing is padded. A block is the
-// query element's length and text, its return code and, when that is not negative, the number of entries and the entries.
-// An entry is a length and an id, followed in a statistics set by a length and a value.
+// A result-set buffer is flat: content eyecatcher (8 bytes), number of query elements (4), the query element blocks,
+// and the terminator word. Integers are 4 bytes in the host's order, texts carry no NUL, nothing is padded. A block is
+// the query element's length and text, its return code and, when that is not negative, the number of entries and the
+// entries. An entry is a length and an id, followed in a statistics set by a length and a value.
 #ifndef ZULSTATS_RESULTSET_STAPI_ZUL_RESULTSETBUFFER_H
 #define ZULSTATS_RESULTSET_STAPI_ZUL_RESULTSETBUFFER_H
 
@@ -83,8 +83,8 @@ int32_t dumpResultSetBuffer(const char* buffer, int32_t capacity);
 char* loadDataCursor(const ResultSetToken* rsPtr);
 void storeDataCursor(ResultSetToken* rsPtr, char* cursor);
 
-// The writers. Each writes at the cursor *bufWPtr and moves it behind what it wrote; the caller has made sure that there
-// is room. 0, or -103 when the cursor is null: nothing is written then.
+// The writers. Each writes at the cursor *bufWPtr and moves it behind what it wrote; the caller has made sure that
+// there is room. 0, or -103 when the cursor is null: nothing is written then.
 int32_t addInteger(char** bufWPtr, uint32_t rsInt);
 int32_t addChars(char** bufWPtr, const char* textPtr, int32_t charCount);
 // For texts of this library's own; addChars is for bytes that the daemon sent.

@@ -1,5 +1,5 @@
-// Bounded writing of big-endian bytes for the daemon. A writer never leaves its block; what does not fit is left out and
-// remembered.
+// Bounded writing of big-endian bytes for the daemon. A writer never leaves its block; what does not fit is left out
+// and remembered.
 #ifndef ZULSTATS_WIRE_WIRE_WRITER_H
 #define ZULSTATS_WIRE_WIRE_WRITER_H
 

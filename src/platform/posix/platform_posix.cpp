@@ -1,8 +1,3 @@
-#include <cerrno>
-#include <climits>
-#include <cstring>
-#include <new>
-
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -17,6 +12,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <new>
 
 #include "platform/platform.h"
 
@@ -75,8 +74,7 @@ int32_t startSocketLayer() {
     return 0;
 }
 
-void stopSocketLayer() {
-}
+void stopSocketLayer() {}
 
 SocketResult resolveHost(const char* host, const char* port, HostAddress* result) {
     addrinfo hints = {};
@@ -87,8 +85,9 @@ SocketResult resolveHost(const char* host, const char* port, HostAddress* result
         // A system failure's number is the system's own; all others are the resolver's.
         return {-1, code == EAI_SYSTEM ? errno : code};
     }
-    *result = {list->ai_family,  list->ai_socktype, list->ai_protocol, static_cast<uint32_t>(list->ai_addrlen),
-               list->ai_addr, list};
+    *result = {list->ai_family,   list->ai_socktype,
+               list->ai_protocol, static_cast<uint32_t>(list->ai_addrlen),
+               list->ai_addr,     list};
     return {0, 0};
 }
 

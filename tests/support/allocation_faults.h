@@ -1,0 +1,28 @@
+// Makes allocations fail. Only those of code that is linked into the test program itself are seen: the internal library's
+// (which all go through calloc and realloc) and the test's own.
+#ifndef TESTS_SUPPORT_ALLOCATION_FAULTS_H
+#define TESTS_SUPPORT_ALLOCATION_FAULTS_H
+
+#include <cstdint>
+
+namespace test_support {
+
+// While it lives, the calling thread's n-th allocation (from 1) from now on fails, and with andAllLater every one after
+// it. One at a time in each thread.
+class AllocationFault {
+  public:
+    explicit AllocationFault(std::int64_t n, bool andAllLater = false);
+    ~AllocationFault();
+    AllocationFault(const AllocationFault&) = delete;
+    AllocationFault& operator=(const AllocationFault&) = delete;
+
+    // Whether an allocation has been made to fail.
+    bool hasStruck() const;
+};
+
+// The calling thread's allocations since the last call.
+std::int64_t takeAllocationCount();
+
+}  // namespace test_support
+
+#endif

@@ -1,0 +1,43 @@
+#include "temporary_file.h"
+
+#include <fstream>
+#include <random>
+#include <sstream>
+
+namespace test_support {
+
+namespace {
+
+std::filesystem::path uniquePath() {
+    std::random_device source;
+    std::ostringstream name;
+    name << "zulstats-test-" << std::hex << source() << source() << source();
+    return std::filesystem::temp_directory_path() / name.str();
+}
+
+}  // namespace
+
+TemporaryFile::TemporaryFile() : path_(uniquePath()) {
+}
+
+TemporaryFile::TemporaryFile(std::string_view content) : path_(uniquePath()) {
+    std::ofstream(path_, std::ios::binary) << content;
+}
+
+TemporaryFile::~TemporaryFile() {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+}
+
+std::string TemporaryFile::content() const {
+    return readFile(path_);
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    std::ostringstream content;
+    content << stream.rdbuf();
+    return content.str();
+}
+
+}  // namespace test_support
