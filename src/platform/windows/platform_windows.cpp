@@ -65,9 +65,8 @@ void keepFromChildren(SOCKET socket) {
 
 void describe(int32_t error, char* text, size_t size) {
     if (size > 0) {
-        const DWORD length =
-            FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                           static_cast<DWORD>(error), 0, text, static_cast<DWORD>(size), nullptr);
+        const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                            static_cast<DWORD>(error), 0, text, static_cast<DWORD>(size), nullptr);
         size_t end = length < size ? length : size - 1;
         while (end > 0 && (text[end - 1] == '\r' || text[end - 1] == '\n' || text[end - 1] == ' ')) {
             --end;
@@ -98,8 +97,9 @@ SocketResult resolveHost(const char* host, const char* port, HostAddress* result
     if (code != 0) {
         return {-1, code};
     }
-    *result = {list->ai_family,  list->ai_socktype, list->ai_protocol, static_cast<uint32_t>(list->ai_addrlen),
-               list->ai_addr, list};
+    *result = {list->ai_family,   list->ai_socktype,
+               list->ai_protocol, static_cast<uint32_t>(list->ai_addrlen),
+               list->ai_addr,     list};
     return {0, 0};
 }
 
@@ -149,8 +149,8 @@ SocketResult setNonBlocking(int32_t socket, bool nonBlocking) {
 }
 
 SocketResult startConnect(int32_t socket, const HostAddress& address) {
-    return fromCall(connect(nativeSocket(socket), static_cast<const sockaddr*>(address.address),
-                            static_cast<int>(address.length)));
+    return fromCall(
+        connect(nativeSocket(socket), static_cast<const sockaddr*>(address.address), static_cast<int>(address.length)));
 }
 
 ConnectWait waitForConnect(int32_t socket) {
@@ -168,8 +168,8 @@ ConnectWait waitForConnect(int32_t socket) {
 SocketResult pendingSocketError(int32_t socket) {
     int32_t pending = 0;
     int length = sizeof pending;
-    SocketResult result = fromCall(
-        getsockopt(nativeSocket(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&pending), &length));
+    SocketResult result =
+        fromCall(getsockopt(nativeSocket(socket), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&pending), &length));
     if (result.value >= 0) {
         result.error = pending;
     }
