@@ -55,14 +55,14 @@ std::string maskTrace(const std::string& text) {
     static const std::regex timeStamp(R"(\d\d/\d\d/\d\d \d\d:\d\d:\d\d:\d\d\d)");
     static const std::regex ids(R"(\[0x[0-9A-F]{8},0x[0-9A-F]{8}\])");
     static const std::regex date(R"(\d\d/\d\d/\d\d)");
-    static const std::regex address(R"(\b(?!0{16}\b)[0-9A-F]{16}\b)");
+    static const std::regex address(R"((\b|0x)(?!0{16}\b)[0-9A-F]{16}\b)");
     static const std::regex dumpAddress(R"(^0x[0-9A-F]{8}: )");
     std::string result;
     for (std::string line : splitLines(text)) {
         line = std::regex_replace(line, timeStamp, "dd/mm/yy hh:mm:ss:mmm");
         line = std::regex_replace(line, ids, "[0xPPPPPPPP,0xTTTTTTTT]");
         line = std::regex_replace(line, date, "dd/mm/yy");
-        line = std::regex_replace(line, address, "AAAAAAAAAAAAAAAA");
+        line = std::regex_replace(line, address, "$1AAAAAAAAAAAAAAAA");
         line = std::regex_replace(line, dumpAddress, "0xAAAAAAAA: ");
         result += line + '\n';
     }
