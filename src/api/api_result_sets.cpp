@@ -32,7 +32,7 @@ void takeId(QueryString* query, int32_t queryElementRC, const char* id, uint32_t
             appendPart(query, &kSeparator, sizeof kSeparator);
             ++query->length;
         }
-        appendPart(query, id, strnlen(id, idLength));
+        appendPart(query, id, stapi::boundedLength(id, idLength));
         query->length += idLength;
         ++query->goodIdCount;
     }

@@ -371,7 +371,7 @@ int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* re
              ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
     char name[kRequestNameArea] = {};
-    std::memcpy(name, requestName, strnlen(requestName, sizeof name - 1));
+    std::memcpy(name, requestName, boundedLength(requestName, sizeof name - 1));
     TRACE_ENTRY(
         3225,
         "stapi_zul_socketcomms.flow(socketDesc=%d, datalen=%d, &data=%p, requestName=%s, header=%p, reasons=%p)\n",

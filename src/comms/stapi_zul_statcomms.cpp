@@ -166,7 +166,7 @@ int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int3
 int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* queryString, char** buffer,
                         int32_t* bufferLen, ReasonsBlock* reasons) {
     char tracedType[kQueryTypeArea] = {};
-    std::memcpy(tracedType, queryType, strnlen(queryType, sizeof tracedType - 1));
+    std::memcpy(tracedType, queryType, boundedLength(queryType, sizeof tracedType - 1));
     TRACE_ENTRY(
         2208,
         "stapi_zul_statcomms.statCommsString(socketDesc=%d, queryType=%s, queryString=%p, *buffer=%p, *bufferLen=%d, reasons=%p)\n",

@@ -79,9 +79,7 @@ void appendString(TextSink* sink, const Conversion& conversion, const char* argu
     size_t length = 0;
     if (*cursor == '.') {
         ++cursor;
-        const size_t limit = readDigits(&cursor);
-        const void* const end = std::memchr(text, '\0', limit);
-        length = end == nullptr ? limit : static_cast<size_t>(static_cast<const char*>(end) - text);
+        length = boundedLength(text, readDigits(&cursor));
     } else {
         length = std::strlen(text);
     }
@@ -114,6 +112,11 @@ void appendInteger(TextSink* sink, const Conversion& conversion, int argument) {
 #endif
 
 }  // namespace
+
+size_t boundedLength(const char* text, size_t limit) {
+    const void* const end = std::memchr(text, '\0', limit);
+    return end == nullptr ? limit : static_cast<size_t>(static_cast<const char*>(end) - text);
+}
 
 void appendText(TextSink* sink, const char* text, size_t length) {
     sink->total += length;

@@ -26,6 +26,9 @@ struct TextSink {
     void* destination;
 };
 
+// Length of a text up to its NUL byte, of which no more than limit bytes are looked at.
+size_t boundedLength(const char* text, size_t limit);
+
 void appendText(TextSink* sink, const char* text, size_t length);
 
 // Conversions: %% c d i o s u x X p, with flags, width and precision given in digits. Returns the number of bytes that

@@ -29,7 +29,7 @@ size_t charsToWrite(const char* textPtr, int32_t charCount) {
 }
 
 void fillNewToken(ResultSetToken* token, const char* eyecatcher, uint32_t owner) {
-    std::memcpy(token->eyecatcher, eyecatcher, strnlen(eyecatcher, sizeof token->eyecatcher));
+    std::memcpy(token->eyecatcher, eyecatcher, boundedLength(eyecatcher, sizeof token->eyecatcher));
     token->owner = owner;
     if (owner == OWNER_GATEWAY) {
         getPidTid(&token->owningPid, &token->owningTid);
