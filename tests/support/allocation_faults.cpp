@@ -31,10 +31,10 @@ bool shallFail() {
 extern "C" {
 
 // Names that the linker's wrapping prescribes.
-void* __real_calloc(std::size_t count, std::size_t size);                 // NOLINT(bugprone-reserved-identifier)
-void* __real_realloc(void* block, std::size_t size);                      // NOLINT(bugprone-reserved-identifier)
-void* __wrap_calloc(std::size_t count, std::size_t size);                 // NOLINT(bugprone-reserved-identifier)
-void* __wrap_realloc(void* block, std::size_t size);                      // NOLINT(bugprone-reserved-identifier)
+void* __real_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __real_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
+void* __wrap_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __wrap_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
 
 void* __wrap_calloc(std::size_t count, std::size_t size) {
     return shallFail() ? nullptr : __real_calloc(count, size);

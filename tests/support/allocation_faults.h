@@ -1,5 +1,5 @@
-// Makes allocations fail. Only those of code that is linked into the test program itself are seen: the internal library's
-// (which all go through calloc and realloc) and the test's own.
+// Makes allocations fail. Only those of code that is linked into the test program itself are seen: the internal
+// library's (which all go through calloc and realloc) and the test's own.
 #ifndef TESTS_SUPPORT_ALLOCATION_FAULTS_H
 #define TESTS_SUPPORT_ALLOCATION_FAULTS_H
 

@@ -17,8 +17,7 @@ std::filesystem::path uniquePath() {
 
 }  // namespace
 
-TemporaryFile::TemporaryFile() : path_(uniquePath()) {
-}
+TemporaryFile::TemporaryFile() : path_(uniquePath()) {}
 
 TemporaryFile::TemporaryFile(std::string_view content) : path_(uniquePath()) {
     std::ofstream(path_, std::ios::binary) << content;

@@ -30,8 +30,8 @@ std::vector<TraceLine> traceLines(const std::string& text);
 // The messages of the trace lines with this point id, in order.
 std::vector<std::string> messagesOfPoint(const std::string& text, int pointId);
 
-// The text with time stamps, process and thread ids, dates and addresses replaced by fixed marks of the same length:
-// what stays the same in every run of the same scenario.
+// The text with time stamps, process and thread ids, dates and addresses replaced by fixed marks of the same length,
+// and with ports and socket descriptors replaced by a letter: what stays the same in every run of the same scenario.
 std::string maskTrace(const std::string& text);
 
 }  // namespace test_support

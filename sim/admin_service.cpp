@@ -1,0 +1,92 @@
+#include "admin_service.h"
+
+#include <vector>
+
+#include "object_stream.h"
+#include "values.h"
+
+namespace gatewaysim {
+
+namespace {
+
+std::vector<std::string> elementsOf(std::string_view query) {
+    std::vector<std::string> elements;
+    while (true) {
+        const std::size_t end = query.find(':');
+        elements.emplace_back(query.substr(0, end));
+        if (end == std::string_view::npos) {
+            return elements;
+        }
+        query.remove_prefix(end + 1);
+    }
+}
+
+}  // namespace
+
+Bytes AdminService::protocol() const {
+    return attributePayload(catalogue_.protocol);
+}
+
+Bytes AdminService::resourceGroups() const {
+    IdResponse response{"", 0, {}};
+    for (const Group& group : catalogue_.groups) {
+        response.ids.push_back(group.id);
+    }
+    return idPayload({response});
+}
+
+Bytes AdminService::statisticIds(std::string_view query) const {
+    if (query.empty()) {
+        IdResponse everything{"", 0, {}};
+        for (const Statistic& statistic : catalogue_.statistics) {
+            everything.ids.push_back(statistic.id);
+        }
+        return idPayload({everything});
+    }
+    std::vector<IdResponse> responses;
+    for (const std::string& element : elementsOf(query)) {
+        IdResponse response{element, kUnknownId, {}};
+        if (const auto group = catalogue_.groupById.find(element); group != catalogue_.groupById.end()) {
+            response.code = 0;
+            for (const std::size_t index : catalogue_.groups[group->second].statistics) {
+                response.ids.push_back(catalogue_.statistics[index].id);
+            }
+        }
+        responses.push_back(std::move(response));
+    }
+    return idPayload(responses);
+}
+
+Bytes AdminService::statistics(std::string_view query, std::uint32_t earlierQueries) const {
+    std::vector<std::string> elements;
+    if (query.empty()) {
+        for (const Group& group : catalogue_.groups) {
+            elements.push_back(group.id);
+        }
+    } else {
+        elements = elementsOf(query);
+    }
+    const Instant now = clock_.now(earlierQueries);
+    std::vector<StatisticsResponse> responses;
+    for (const std::string& element : elements) {
+        StatisticsResponse response{element, kUnknownId, {}};
+        const auto add = [&](std::size_t index) {
+            const Statistic& statistic = catalogue_.statistics[index];
+            response.code = 0;
+            response.statistics.push_back({statistic.id, valueText(statistic, seed_, clock_.start(), now)});
+        };
+        if (const auto group = catalogue_.groupById.find(element); group != catalogue_.groupById.end()) {
+            response.code = 0;
+            for (const std::size_t index : catalogue_.groups[group->second].statistics) {
+                add(index);
+            }
+        } else if (const auto statistic = catalogue_.statisticById.find(element);
+                   statistic != catalogue_.statisticById.end()) {
+            add(statistic->second);
+        }
+        responses.push_back(std::move(response));
+    }
+    return statisticsPayload(responses);
+}
+
+}  // namespace gatewaysim

@@ -1,0 +1,71 @@
+#include "bytes.h"
+
+namespace gatewaysim {
+
+void ByteWriter::u8(std::uint8_t value) {
+    bytes_.push_back(value);
+}
+
+void ByteWriter::u16(std::uint16_t value) {
+    u8(static_cast<std::uint8_t>(value >> 8));
+    u8(static_cast<std::uint8_t>(value & 0xFF));
+}
+
+void ByteWriter::u32(std::uint32_t value) {
+    u16(static_cast<std::uint16_t>(value >> 16));
+    u16(static_cast<std::uint16_t>(value & 0xFFFF));
+}
+
+void ByteWriter::u64(std::uint64_t value) {
+    u32(static_cast<std::uint32_t>(value >> 32));
+    u32(static_cast<std::uint32_t>(value & 0xFFFFFFFF));
+}
+
+void ByteWriter::raw(std::span<const std::uint8_t> bytes) {
+    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+}
+
+void ByteWriter::text(std::string_view characters) {
+    bytes_.insert(bytes_.end(), characters.begin(), characters.end());
+}
+
+void ByteWriter::countedText(std::string_view characters) {
+    if (characters.size() > UINT16_MAX) {
+        throw std::length_error("a text of " + std::to_string(characters.size()) + " bytes has no 16-bit byte count");
+    }
+    u16(static_cast<std::uint16_t>(characters.size()));
+    text(characters);
+}
+
+std::span<const std::uint8_t> ByteReader::raw(std::size_t count, const char* what) {
+    if (count > rest_.size()) {
+        throw EndOfBytes(std::string(what) + " needs " + std::to_string(count) + " bytes where " +
+                         std::to_string(rest_.size()) + " are left of the body");
+    }
+    const auto taken = rest_.first(count);
+    rest_ = rest_.subspan(count);
+    return taken;
+}
+
+std::uint8_t ByteReader::u8(const char* what) {
+    return raw(1, what)[0];
+}
+
+std::uint16_t ByteReader::u16(const char* what) {
+    const auto bytes = raw(2, what);
+    return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
+}
+
+std::uint32_t ByteReader::u32(const char* what) {
+    const auto bytes = raw(4, what);
+    return static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
+           static_cast<std::uint32_t>(bytes[2]) << 8 | static_cast<std::uint32_t>(bytes[3]);
+}
+
+std::string ByteReader::countedText(const char* what) {
+    const std::uint16_t count = u16(what);
+    const auto bytes = raw(count, what);
+    return {bytes.begin(), bytes.end()};
+}
+
+}  // namespace gatewaysim

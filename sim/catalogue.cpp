@@ -1,0 +1,362 @@
+#include "catalogue.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <initializer_list>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+
+#include "log.h"
+
+namespace gatewaysim {
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::size_t kLongestFile = 16U << 20;
+constexpr std::size_t kLongestText = 65535;
+constexpr std::size_t kLongestValue = 32767;
+// A statistic's id stands in one block with two lengths; the block's length is read as a signed 16-bit number.
+constexpr std::size_t kLongestStatisticId = 32767 - 4;
+constexpr double kLargestNumber = 1e15;
+
+// Names the first field that stands twice in one object: the parser itself silently keeps the last.
+class DuplicateFieldFinder {
+  public:
+    bool operator()(int, Json::parse_event_t event, Json& value) {
+        if (event == Json::parse_event_t::object_start) {
+            fieldsOfOpenObjects_.emplace_back();
+            objectsInField_ += fieldsOfOpenObjects_.size() == 2 ? 1 : 0;
+        } else if (event == Json::parse_event_t::object_end) {
+            fieldsOfOpenObjects_.pop_back();
+        } else if (event == Json::parse_event_t::key) {
+            note(value.get<std::string>());
+        }
+        return true;
+    }
+
+    const std::optional<std::string>& found() const {
+        return found_;
+    }
+
+  private:
+    void note(const std::string& field) {
+        const bool isNew = fieldsOfOpenObjects_.back().insert(field).second;
+        if (!isNew && !found_.has_value()) {
+            found_ = place() + ": field " + inQuotes(field) + " stands twice";
+        }
+        if (fieldsOfOpenObjects_.size() == 1) {
+            fieldOfCatalogue_ = field;
+            objectsInField_ = 0;
+        }
+    }
+
+    std::string place() const {
+        if (fieldsOfOpenObjects_.size() == 1) {
+            return "the catalogue";
+        }
+        return onOneLine(fieldOfCatalogue_) + "[" + std::to_string(objectsInField_ - 1) + "]";
+    }
+
+    std::vector<std::set<std::string>> fieldsOfOpenObjects_;
+    std::string fieldOfCatalogue_;
+    std::size_t objectsInField_ = 0;
+    std::optional<std::string> found_;
+};
+
+// One JSON object of the catalogue, with the place that messages name.
+class Fields {
+  public:
+    Fields(const Json& object, std::string place) : object_(object), place_(std::move(place)) {
+        if (!object_.is_object()) {
+            throw BadCatalogue(place_ + " is " + typeOf(object_) + " where an object belongs");
+        }
+    }
+
+    void allowOnly(std::initializer_list<std::string_view> known) const {
+        for (const auto& [field, value] : object_.items()) {
+            if (std::find(known.begin(), known.end(), field) == known.end()) {
+                throw BadCatalogue(place_ + ": unknown field " + inQuotes(field) + "; known here: " + listed(known));
+            }
+        }
+    }
+
+    bool has(const char* field) const {
+        return object_.contains(field);
+    }
+
+    const Json& required(const char* field) const {
+        const auto found = object_.find(field);
+        if (found == object_.end()) {
+            throw BadCatalogue(place_ + ": field " + inQuotes(field) + " is missing");
+        }
+        return *found;
+    }
+
+    const Json& array(const char* field) const {
+        const Json& value = required(field);
+        if (!value.is_array()) {
+            throw wrongType(field, value, "an array");
+        }
+        return value;
+    }
+
+    std::string text(const char* field) const {
+        const Json& value = required(field);
+        if (!value.is_string()) {
+            throw wrongType(field, value, "a text");
+        }
+        return value.get<std::string>();
+    }
+
+    std::int64_t integer(const char* field, std::int64_t lowest, std::int64_t highest) const {
+        const Json& value = required(field);
+        if (!value.is_number_integer()) {
+            throw wrongType(field, value, "a whole number");
+        }
+        const bool tooLarge = value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX;
+        const std::int64_t number = tooLarge ? INT64_MAX : value.get<std::int64_t>();
+        if (number < lowest || number > highest) {
+            throw BadCatalogue(place_ + ": field " + inQuotes(field) + " is " + value.dump() + " where " +
+                               std::to_string(lowest) + " to " + std::to_string(highest) + " is allowed");
+        }
+        return number;
+    }
+
+    double number(const char* field, double lowest, double highest) const {
+        const Json& value = required(field);
+        if (!value.is_number()) {
+            throw wrongType(field, value, "a number");
+        }
+        const double number = value.get<double>();
+        if (!(number >= lowest && number <= highest)) {
+            throw BadCatalogue(place_ + ": field " + inQuotes(field) + " is " + value.dump() + " where " +
+                               Json(lowest).dump() + " to " + Json(highest).dump() + " is allowed");
+        }
+        return number;
+    }
+
+    const std::string& place() const {
+        return place_;
+    }
+
+  private:
+    static std::string typeOf(const Json& value) {
+        if (value.is_null()) {
+            return "null";
+        }
+        if (value.is_boolean()) {
+            return "a boolean";
+        }
+        if (value.is_number()) {
+            return "the number " + value.dump();
+        }
+        if (value.is_string()) {
+            return "a text";
+        }
+        return value.is_array() ? "an array" : "an object";
+    }
+
+    static std::string listed(std::initializer_list<std::string_view> names) {
+        std::string text;
+        for (const std::string_view name : names) {
+            text += text.empty() ? "" : ", ";
+            text += name;
+        }
+        return text;
+    }
+
+    BadCatalogue wrongType(const char* field, const Json& value, const char* wanted) const {
+        return BadCatalogue(place_ + ": field " + inQuotes(field) + " is " + typeOf(value) + " where " + wanted +
+                            " belongs");
+    }
+
+    const Json& object_;
+    const std::string place_;
+};
+
+void checkId(const std::string& id, std::size_t longest, const std::string& place) {
+    if (id.empty()) {
+        throw BadCatalogue(place + ": the id is empty");
+    }
+    if (id.size() > longest) {
+        throw BadCatalogue(place + ": the id has " + std::to_string(id.size()) + " bytes where at most " +
+                           std::to_string(longest) + " are allowed");
+    }
+    if (id.find(':') != std::string::npos) {
+        throw BadCatalogue(place + ": the id " + inQuotes(id) + " contains \":\", which separates ids in a query");
+    }
+    const bool printable =
+        std::all_of(id.begin(), id.end(), [](char character) { return character >= ' ' && character <= '~'; });
+    if (!printable) {
+        throw BadCatalogue(place + ": the id " + inQuotes(id) + " contains something else than printable ASCII");
+    }
+}
+
+void checkUnused(const Catalogue& catalogue, const std::string& id, const std::string& place) {
+    if (catalogue.groupById.contains(id)) {
+        throw BadCatalogue(place + ": the id " + inQuotes(id) + " already names a group");
+    }
+    if (catalogue.statisticById.contains(id)) {
+        throw BadCatalogue(place + ": the id " + inQuotes(id) + " already names a statistic");
+    }
+}
+
+void addGroup(Catalogue& catalogue, const Json& value, const std::string& place) {
+    if (!value.is_string()) {
+        throw BadCatalogue(place + " is not a text");
+    }
+    const auto id = value.get<std::string>();
+    checkId(id, kLongestText, place);
+    checkUnused(catalogue, id, place);
+    catalogue.groupById.emplace(id, catalogue.groups.size());
+    catalogue.groups.push_back({id, {}});
+}
+
+ConstantText constantText(const Fields& fields) {
+    fields.allowOnly({"id", "group", "kind", "text", "repeat"});
+    const std::string once = fields.text("text");
+    const std::int64_t times = fields.has("repeat") ? fields.integer("repeat", 1, kLongestValue) : 1;
+    if (once.size() * static_cast<std::size_t>(times) > kLongestValue) {
+        throw BadCatalogue(fields.place() + ": the text has " +
+                           std::to_string(once.size() * static_cast<std::size_t>(times)) + " bytes where at most " +
+                           std::to_string(kLongestValue) + " are allowed");
+    }
+    ConstantText constant;
+    for (std::int64_t done = 0; done < times; ++done) {
+        constant.text += once;
+    }
+    return constant;
+}
+
+Counter counter(const Fields& fields) {
+    fields.allowOnly({"id", "group", "kind", "start", "rate"});
+    constexpr std::int64_t kLargestStart = 1'000'000'000'000'000;
+    return {fields.integer("start", 0, kLargestStart), fields.number("rate", 0, 1e9)};
+}
+
+Gauge gauge(const Fields& fields) {
+    fields.allowOnly({"id", "group", "kind", "low", "high", "period", "decimals"});
+    Gauge result{};
+    result.low = fields.number("low", -kLargestNumber, kLargestNumber);
+    result.high = fields.number("high", -kLargestNumber, kLargestNumber);
+    result.periodSeconds = fields.number("period", 1, 1e9);
+    result.decimals = fields.has("decimals") ? static_cast<int>(fields.integer("decimals", 0, 6)) : 0;
+    if (result.low > result.high) {
+        throw BadCatalogue(fields.place() + ": field \"low\" is above field \"high\"");
+    }
+    return result;
+}
+
+TimeText timeText(const Fields& fields) {
+    fields.allowOnly({"id", "group", "kind", "shows"});
+    const std::string shows = fields.text("shows");
+    if (shows != "now" && shows != "start") {
+        throw BadCatalogue(fields.place() + ": field \"shows\" is " + inQuotes(shows) +
+                           " where \"now\" or \"start\" belongs");
+    }
+    return {shows == "now" ? TimeText::Shows::now : TimeText::Shows::start};
+}
+
+ValueKind valueKind(const Fields& fields) {
+    const std::string kind = fields.text("kind");
+    if (kind == "text") {
+        return constantText(fields);
+    }
+    if (kind == "counter") {
+        return counter(fields);
+    }
+    if (kind == "gauge") {
+        return gauge(fields);
+    }
+    if (kind == "clock") {
+        return timeText(fields);
+    }
+    throw BadCatalogue(fields.place() + ": field \"kind\" is " + inQuotes(kind) +
+                       " where \"text\", \"counter\", \"gauge\" or \"clock\" belongs");
+}
+
+void addStatistic(Catalogue& catalogue, const Json& value, std::size_t index) {
+    const std::string place = "statistics[" + std::to_string(index) + "]";
+    const std::string id = Fields(value, place).text("id");
+    const Fields fields(value, place + " (" + inQuotes(id, 60) + ")");
+    checkId(id, kLongestStatisticId, place);
+    checkUnused(catalogue, id, place);
+    const std::string group = fields.text("group");
+    const auto found = catalogue.groupById.find(group);
+    if (found == catalogue.groupById.end()) {
+        throw BadCatalogue(fields.place() + ": the group " + inQuotes(group) + " is not among \"groups\"");
+    }
+    catalogue.groups[found->second].statistics.push_back(catalogue.statistics.size());
+    catalogue.statisticById.emplace(id, catalogue.statistics.size());
+    catalogue.statistics.push_back({id, found->second, valueKind(fields)});
+}
+
+Catalogue catalogueOf(const Json& document) {
+    const Fields fields(document, "the catalogue");
+    fields.allowOnly({"protocol", "groups", "statistics"});
+    Catalogue catalogue;
+    catalogue.protocol = fields.text("protocol");
+    if (catalogue.protocol.size() > kLongestText) {
+        throw BadCatalogue("field \"protocol\" has " + std::to_string(catalogue.protocol.size()) +
+                           " bytes where at most " + std::to_string(kLongestText) + " are allowed");
+    }
+    std::size_t index = 0;
+    for (const Json& group : fields.array("groups")) {
+        addGroup(catalogue, group, "groups[" + std::to_string(index++) + "]");
+    }
+    index = 0;
+    for (const Json& statistic : fields.array("statistics")) {
+        addStatistic(catalogue, statistic, index++);
+    }
+    return catalogue;
+}
+
+// The parser's own text without its leading error class in brackets.
+std::string parserMessage(const Json::exception& error) {
+    const std::string message = error.what();
+    const std::size_t end = message.find("] ");
+    return end == std::string::npos ? message : message.substr(end + 2);
+}
+
+}  // namespace
+
+std::string readCatalogueFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw BadCatalogue("catalogue " + inQuotes(path) + ": cannot open the file for reading");
+    }
+    std::string text(kLongestFile + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (file.bad() || (file.fail() && !file.eof())) {
+        throw BadCatalogue("catalogue " + inQuotes(path) + ": cannot read the file");
+    }
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    if (text.size() > kLongestFile) {
+        throw BadCatalogue("catalogue " + inQuotes(path) + ": the file is larger than " + std::to_string(kLongestFile) +
+                           " bytes");
+    }
+    return text;
+}
+
+Catalogue parseCatalogue(std::string_view text, const std::string& name) {
+    const std::string prefix = "catalogue " + inQuotes(name) + ": ";
+    try {
+        DuplicateFieldFinder duplicates;
+        const Json document = Json::parse(text, std::ref(duplicates));
+        if (duplicates.found().has_value()) {
+            throw BadCatalogue(*duplicates.found());
+        }
+        return catalogueOf(document);
+    } catch (const Json::exception& error) {
+        throw BadCatalogue(prefix + parserMessage(error));
+    } catch (const BadCatalogue& error) {
+        throw BadCatalogue(prefix + error.what());
+    }
+}
+
+}  // namespace gatewaysim

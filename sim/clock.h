@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace gatewaysim {
+
+using Instant = std::chrono::sys_time<std::chrono::milliseconds>;
+
+// "2024-05-06T07:08:09Z"
+std::string isoText(Instant instant);
+std::optional<Instant> parseIsoText(std::string_view text);
+
+// The time that the values are made from: the system's, or a frozen one that only queries move.
+class Clock {
+  public:
+    // The system's time.
+    Clock();
+    // On every connection the time stands at `start` and goes on by `stepPerQuery` after each query for statistics.
+    Clock(Instant start, std::chrono::seconds stepPerQuery);
+
+    Instant start() const {
+        return start_;
+    }
+    Instant now(std::uint32_t earlierQueries) const;
+
+  private:
+    bool frozen_;
+    Instant start_;
+    std::chrono::seconds stepPerQuery_{0};
+};
+
+}  // namespace gatewaysim

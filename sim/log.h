@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace gatewaysim {
+
+// The bytes in double quotes, everything but printable ASCII escaped, cut after a readable length.
+std::string inQuotes(std::string_view bytes, std::size_t longest = 120);
+
+// A message made fit for one line of a terminal: everything but printable ASCII escaped.
+std::string onOneLine(std::string_view message);
+
+// Lines on standard error, each by one write.
+class Log {
+  public:
+    explicit Log(bool verbose) : verbose_(verbose) {}
+
+    void always(std::string_view message);
+    void whenVerbose(std::string_view message);
+    bool verbose() const {
+        return verbose_;
+    }
+
+  private:
+    const bool verbose_;
+    std::mutex mutex_;
+};
+
+}  // namespace gatewaysim

@@ -1,0 +1,162 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+#include <string_view>
+
+#include "admin_service.h"
+#include "log.h"
+
+namespace gatewaysim {
+
+namespace {
+
+struct RawOptions {
+    std::string host = "127.0.0.1";
+    std::string port = "0";
+    std::string catalogueFile;
+    std::vector<std::string> faults;
+    std::string seed;
+    std::string frozenClock;
+    std::string clockStep;
+};
+
+std::int64_t numberInRange(const char* option, const std::string& text, std::int64_t lowest, std::int64_t highest) {
+    const auto number = parseNumber(text);
+    if (!number.has_value() || *number < lowest || *number > highest) {
+        throw BadOption(std::string(option) + " " + inQuotes(text) + " is not a number from " + std::to_string(lowest) +
+                        " to " + std::to_string(highest));
+    }
+    return *number;
+}
+
+bool isLoopback(const std::string& host) {
+    if (host == "::1") {
+        return true;
+    }
+    std::string_view rest(host);
+    for (int part = 0; part < 4; ++part) {
+        const std::size_t end = rest.find('.');
+        const std::string_view digits = rest.substr(0, end);
+        const auto number = parseNumber(digits);
+        const bool isLast = part == 3;
+        if (!number.has_value() || *number < 0 || *number > 255 || digits.size() > 3 || (part == 0 && *number != 127) ||
+            (end == std::string_view::npos) != isLast) {
+            return false;
+        }
+        rest.remove_prefix(isLast ? rest.size() : end + 1);
+    }
+    return true;
+}
+
+std::string checkedHost(const std::string& host) {
+    if (host == "localhost") {
+        return "127.0.0.1";
+    }
+    if (!isLoopback(host)) {
+        throw BadOption("--host " + inQuotes(host) + " is not a loopback address: use localhost, 127.0.0.1 or ::1");
+    }
+    return host;
+}
+
+std::string footer() {
+    return faultHelp() +
+           "\n"
+           "Queries: the ids of a query are separated by \":\". More than one id gives as many responses. GET_STATS takes\n"
+           "  groups and statistics alike, STAT_IDS takes groups. An unknown id gives a response with the code " +
+           std::to_string(kUnknownId) +
+           ".\n"
+           "  Without an id GET_STATS gives a response per group, STAT_IDS one of all statistics.\n"
+           "\n"
+           "Catalogue: a JSON object with \"protocol\" (the protocol version's text), \"groups\" (an array of ids) and\n"
+           "  \"statistics\" (an array of objects). A statistic has \"id\", \"group\" and \"kind\", and by its kind\n"
+           "    text     \"text\", and optionally \"repeat\" (how often the text stands in the value)\n"
+           "    counter  \"start\" and \"rate\" (growth per second)\n"
+           "    gauge    \"low\", \"high\", \"period\" (seconds), and optionally \"decimals\" (0 to 6)\n"
+           "    clock    \"shows\": \"now\" or \"start\" (of the simulator)\n"
+           "  --print-catalogue shows a whole one.\n"
+           "\n"
+           "Exit codes: 0 ended on request, 1 failed, 2 bad option, catalogue, fault or port.\n";
+}
+
+Options checked(const RawOptions& raw, Options options) {
+    options.host = checkedHost(raw.host);
+    options.port = static_cast<std::uint16_t>(numberInRange("--port", raw.port, 0, UINT16_MAX));
+    if (!raw.seed.empty()) {
+        options.seed = static_cast<std::uint64_t>(numberInRange("--seed", raw.seed, 0, INT64_MAX));
+    }
+    if (!raw.frozenClock.empty()) {
+        options.frozenClock = parseIsoText(raw.frozenClock);
+        if (!options.frozenClock.has_value()) {
+            throw BadOption("--frozen-clock " + inQuotes(raw.frozenClock) +
+                            " is not a time such as 2024-05-06T07:08:09Z");
+        }
+    }
+    if (!raw.clockStep.empty()) {
+        if (!options.frozenClock.has_value()) {
+            throw BadOption("--clock-step needs --frozen-clock");
+        }
+        options.clockStep = std::chrono::seconds(numberInRange("--clock-step", raw.clockStep, 0, 86400));
+    }
+    for (const std::string& fault : raw.faults) {
+        try {
+            options.faults.push_back(parseFault(fault));
+        } catch (const BadFault& error) {
+            throw BadOption(error.what());
+        }
+    }
+    return options;
+}
+
+// An option that was given an empty text is not an option that was left out.
+void refuseEmpty(const CLI::App& app) {
+    for (const CLI::Option* option : app.get_options()) {
+        for (const std::string& result : option->results()) {
+            if (result.empty()) {
+                throw BadOption(option->get_name() + " needs a value");
+            }
+        }
+    }
+}
+
+}  // namespace
+
+std::optional<Options> parseOptions(int count, const char* const* arguments) {
+    RawOptions raw;
+    Options options;
+    CLI::App app(
+        "gatewaysim: a stand-in Gateway daemon on loopback. Prints one line, \"gatewaysim listening on HOST:PORT\",\n"
+        "once it listens, and serves until SIGTERM or SIGINT (Ctrl+C). Every request that departs from the protocol in\n"
+        "any byte is named on standard error and its connection ended.",
+        "gatewaysim");
+    app.add_option("--host", raw.host, "Loopback address to listen on (127.0.0.1)");
+    app.add_option("--port", raw.port, "Port to listen on; 0 picks a free one (0)");
+    app.add_option("--catalogue", raw.catalogueFile, "JSON file of what to serve (a built-in one)");
+    app.add_flag("--print-catalogue", options.printCatalogue, "Print the catalogue and end");
+    app.add_option("--fault", raw.faults, "Answer wrongly, see below; may be given more than once")
+        ->expected(1)
+        ->take_all()
+        ->allow_extra_args(false);
+    app.add_option("--seed", raw.seed, "Number that decides all chance: gauges and opaque values (chance itself)");
+    app.add_option("--frozen-clock", raw.frozenClock, "Time at which the values stand, as 2024-05-06T07:08:09Z");
+    app.add_option("--clock-step", raw.clockStep, "Seconds that a frozen clock goes on after each GET_STATS (0)");
+    app.add_flag("--exit-with-stdin", options.exitWithStandardInput, "End at the end of standard input too");
+    app.add_flag("--verbose", options.verbose, "Log every exchange on standard error");
+    app.footer(footer());
+    try {
+        app.parse(count, arguments);
+    } catch (const CLI::CallForHelp&) {
+        std::cout << app.help() << std::flush;
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        throw BadOption(error.what());
+    }
+    refuseEmpty(app);
+    if (!raw.catalogueFile.empty()) {
+        options.catalogueFile = raw.catalogueFile;
+    }
+    return checked(raw, options);
+}
+
+}  // namespace gatewaysim

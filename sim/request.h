@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "bytes.h"
+#include "exchange.h"
+#include "transport.h"
+
+namespace gatewaysim {
+
+inline constexpr std::uint32_t kEyecatcher = 0x47617465;
+inline constexpr std::uint32_t kProtocolVersion = 0x00700000;
+
+// What is wrong with a request, in the words of a message.
+class Deviation : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Request {
+    Exchange exchange;
+    std::string serverProgram;
+    std::uint32_t flagsWord1;
+    // The second authorisation step.
+    Bytes credential;
+    Bytes qualifier;
+    // Attribute and invoke.
+    Bytes handle;
+    // Invoke.
+    std::string operation;
+    std::string argument;
+};
+
+// The next request, or nothing when the peer ended the connection between two requests. Throws Deviation.
+std::optional<Request> readRequest(Connection& connection);
+
+}  // namespace gatewaysim

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "admin_service.h"
+#include "fault.h"
+#include "log.h"
+#include "randomness.h"
+#include "reply.h"
+#include "request.h"
+#include "transport.h"
+
+namespace gatewaysim {
+
+// What all connections share; nothing of it changes.
+struct Simulation {
+    const AdminService& service;
+    const std::vector<Fault>& faults;
+    std::uint64_t seed;
+    Log& log;
+};
+
+// One connection from the handshake to its end.
+class Session {
+  public:
+    Session(Connection& connection, const Simulation& simulation, std::uint64_t number);
+
+    // Returns when the connection is to be closed. Throws Stopped.
+    void run();
+
+  private:
+    bool serve(const Request& request);
+    void checkOrder(Exchange exchange) const;
+    void checkOpaqueValues(const Request& request) const;
+    Bytes replyBody(const Request& request);
+    Bytes firstAuthorisation();
+    Bytes secondAuthorisation();
+    Bytes newHandle();
+    Bytes adminReply(std::uint32_t callType, const Bytes& payload);
+    Bytes invoke(const Request& request);
+    std::vector<Fault> faultsOf(Exchange exchange);
+    bool deliver(const Delivery& delivery);
+    void end();
+    std::string prefix() const;
+
+    Connection& connection_;
+    const Simulation& simulation_;
+    const std::uint64_t number_;
+    OpaqueValues opaqueValues_;
+    std::optional<Exchange> awaited_ = Exchange::handshake;  // nothing: administration requests
+    Bytes credential_;
+    Bytes qualifier_;
+    Bytes handle_;  // empty: none is waiting to be used
+    bool handleMayBeUnknown_ = false;
+    std::uint32_t statisticsQueries_ = 0;
+    std::uint32_t exchangesDone_ = 0;
+    std::map<Exchange, std::uint32_t> doneOfKind_;
+};
+
+}  // namespace gatewaysim

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+// The seam to the operating system: everything declared here is defined once in posix/ and once in windows/.
+namespace gatewaysim {
+
+// A socket, wide enough for every system.
+using NativeSocket = std::intptr_t;
+
+// Once raised it stays raised, and every wait that knows it ends.
+class StopSignal {
+  public:
+    StopSignal();
+    ~StopSignal();
+    StopSignal(const StopSignal&) = delete;
+    StopSignal& operator=(const StopSignal&) = delete;
+
+    // Safe in a signal handler.
+    void raise() noexcept;
+    bool isRaised() const noexcept {
+        return raised_.load();
+    }
+    NativeSocket waitHandle() const noexcept {
+        return readEnd_;
+    }
+
+  private:
+    NativeSocket readEnd_ = -1;
+    NativeSocket writeEnd_ = -1;
+    std::atomic<bool> raised_{false};
+};
+
+namespace native {
+
+enum class Interest { receive, send, stopOnly };
+enum class Waited { ready, stopped, timedOut };
+
+// Waits until the socket is ready, the signal is raised or the time is over; without a time, as long as it takes.
+Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
+            std::optional<std::chrono::milliseconds> atMost = std::nullopt);
+
+struct Transfer {
+    enum class Outcome { moved, ended, wouldBlock, failed };
+    Outcome outcome;
+    std::size_t count;
+    std::string failure;
+};
+
+Transfer receiveSome(NativeSocket socket, std::uint8_t* buffer, std::size_t size);
+Transfer sendSome(NativeSocket socket, const std::uint8_t* bytes, std::size_t size);
+void finishSending(NativeSocket socket) noexcept;
+void resetOnClose(NativeSocket socket) noexcept;
+void closeSocket(NativeSocket socket) noexcept;
+
+struct Listening {
+    NativeSocket socket;
+    std::uint16_t port;
+};
+
+// The host is a numeric address. Throws std::runtime_error.
+Listening listenOn(const std::string& host, std::uint16_t port);
+
+struct Accepted {
+    enum class Outcome { connected, nobody, outOfResources };
+    Outcome outcome;
+    NativeSocket socket;
+    std::string failure;
+};
+
+Accepted acceptOne(NativeSocket listener);
+
+}  // namespace native
+
+// To be called before anything else of this header.
+void prepareProcess();
+
+// Termination requests (signals, console control events) raise the signal, which must live as long as the process.
+void raiseOnTerminationRequest(StopSignal& stop);
+
+// Raises the signal at the end of standard input. To be called on a thread of its own; returns when the signal is
+// raised.
+void raiseAtEndOfStandardInput(StopSignal& stop);
+
+}  // namespace gatewaysim

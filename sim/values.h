@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "catalogue.h"
+#include "clock.h"
+
+namespace gatewaysim {
+
+// The text of a statistic's value, decided by these arguments alone.
+std::string valueText(const Statistic& statistic, std::uint64_t seed, Instant start, Instant now);
+
+}  // namespace gatewaysim

@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "conversation.h"
+#include "payload_readers.h"
+#include "temporary_file.h"
+
+namespace sim_test {
+
+namespace {
+
+using test_support::FinishedProgram;
+using test_support::GatewaySim;
+using test_support::runGatewaySim;
+
+// The path as a message shows it.
+std::string shownPath(const std::string& path) {
+    std::string text;
+    for (const char character : path) {
+        text += character == '\\' ? "\\\\" : std::string(1, character);
+    }
+    return "\"" + text + "\"";
+}
+
+struct BadContent {
+    const char* name;
+    std::string content;
+    std::string message;
+};
+
+void PrintTo(const BadContent& bad, std::ostream* stream) {
+    *stream << bad.name;
+}
+
+class BadCatalogue : public testing::TestWithParam<BadContent> {};
+
+TEST_P(BadCatalogue, GivesOneLineAndExitCode2) {
+    const TemporaryFile file(GetParam().content);
+    const FinishedProgram program = runGatewaySim(withCatalogue(file.path()));
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_EQ(program.standardOutput, "");
+    EXPECT_EQ(program.standardError,
+              "gatewaysim: catalogue " + shownPath(file.path()) + ": " + GetParam().message + "\n");
+}
+
+std::string withName(const testing::TestParamInfo<BadContent>& tested) {
+    return tested.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Json, BadCatalogue,
+    testing::Values(
+        BadContent{"Empty", "",
+                   "parse error at line 1, column 1: syntax error while parsing value - unexpected end of input; "
+                   "expected '[', '{', or a literal"},
+        BadContent{"CommaMissing", "{\"protocol\": \"1\"\n  \"groups\": []}",
+                   "parse error at line 2, column 10: syntax error while parsing object - unexpected string literal; "
+                   "expected '}'"},
+        BadContent{"EndMissing", "{\"protocol\": \"1\",\n\n",
+                   "parse error at line 3, column 1: syntax error while parsing object key - unexpected end of input; "
+                   "expected string literal"},
+        BadContent{"ControlCharacter", "{\"protocol\": \"\x1B\"}",
+                   "parse error at line 1, column 15: syntax error while parsing value - invalid string: control "
+                   "character U+001B (ESC) must be escaped to \\u001B; last read: '\"<U+001B>'"},
+        BadContent{"NumberTooLarge", "{\"protocol\": 1e999}", "number overflow parsing '1e999'"},
+        BadContent{"NoObject", "[]", "the catalogue is an array where an object belongs"}),
+    withName);
+
+std::string catalogueWith(const std::string& statistics) {
+    return R"({"protocol": "1", "groups": ["g", "h"], "statistics": [)" + statistics + "]}";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fields, BadCatalogue,
+    testing::Values(
+        BadContent{"ProtocolMissing", R"({"groups": [], "statistics": []})",
+                   "the catalogue: field \"protocol\" is missing"},
+        BadContent{"GroupsMissing", R"({"protocol": "1", "statistics": []})",
+                   "the catalogue: field \"groups\" is missing"},
+        BadContent{"StatisticsMissing", R"({"protocol": "1", "groups": []})",
+                   "the catalogue: field \"statistics\" is missing"},
+        BadContent{"UnknownField", R"({"protocol": "1", "groups": [], "statistics": [], "stats\u0007": 1})",
+                   "the catalogue: unknown field \"stats\\x07\"; known here: protocol, groups, statistics"},
+        BadContent{"FieldTwice", R"({"protocol": "1", "groups": [], "protocol": "2", "statistics": []})",
+                   "the catalogue: field \"protocol\" stands twice"},
+        BadContent{"ProtocolNoText", R"({"protocol": 1, "groups": [], "statistics": []})",
+                   "the catalogue: field \"protocol\" is the number 1 where a text belongs"},
+        BadContent{"ProtocolTooLong",
+                   "{\"protocol\": \"" + std::string(65536, 'v') + "\", \"groups\": [], \"statistics\": []}",
+                   "field \"protocol\" has 65536 bytes where at most 65535 are allowed"},
+        BadContent{"GroupsNoArray", R"({"protocol": "1", "groups": {}, "statistics": []})",
+                   "the catalogue: field \"groups\" is an object where an array belongs"},
+        BadContent{"GroupNoText", R"({"protocol": "1", "groups": ["a", null], "statistics": []})",
+                   "groups[1] is not a text"},
+        BadContent{"GroupEmpty", R"({"protocol": "1", "groups": [""], "statistics": []})",
+                   "groups[0]: the id is empty"},
+        BadContent{"GroupWithColon", R"({"protocol": "1", "groups": ["a:b"], "statistics": []})",
+                   "groups[0]: the id \"a:b\" contains \":\", which separates ids in a query"},
+        BadContent{"GroupNotPrintable", R"({"protocol": "1", "groups": ["a\u0001"], "statistics": []})",
+                   "groups[0]: the id \"a\\x01\" contains something else than printable ASCII"},
+        BadContent{"GroupTooLong",
+                   "{\"protocol\": \"1\", \"groups\": [\"" + std::string(65536, 'g') + "\"], \"statistics\": []}",
+                   "groups[0]: the id has 65536 bytes where at most 65535 are allowed"},
+        BadContent{"GroupTwice", R"({"protocol": "1", "groups": ["a", "a"], "statistics": []})",
+                   "groups[1]: the id \"a\" already names a group"}),
+    withName);
+
+INSTANTIATE_TEST_SUITE_P(
+    Statistics, BadCatalogue,
+    testing::Values(
+        BadContent{"NoObject", catalogueWith("3"), "statistics[0] is the number 3 where an object belongs"},
+        BadContent{"IdMissing", catalogueWith(R"({"group": "g", "kind": "text", "text": "x"})"),
+                   "statistics[0]: field \"id\" is missing"},
+        BadContent{"IdNotPrintable", catalogueWith(R"({"id": "\u00e9", "group": "g", "kind": "text", "text": "x"})"),
+                   "statistics[0]: the id \"\\xC3\\xA9\" contains something else than printable ASCII"},
+        BadContent{"IdTooLong",
+                   catalogueWith("{\"id\": \"" + std::string(32764, 's') +
+                                 "\", \"group\": \"g\", \"kind\": \"text\", \"text\": \"x\"}"),
+                   "statistics[0]: the id has 32764 bytes where at most 32763 are allowed"},
+        BadContent{"IdTwice", catalogueWith(R"({"id": "a", "group": "g", "kind": "text", "text": "x"},
+                                    {"id": "a", "group": "h", "kind": "text", "text": "x"})"),
+                   "statistics[1]: the id \"a\" already names a statistic"},
+        BadContent{"IdOfAGroup", catalogueWith(R"({"id": "h", "group": "g", "kind": "text", "text": "x"})"),
+                   "statistics[0]: the id \"h\" already names a group"},
+        BadContent{"FieldTwice", catalogueWith(R"({"id": "a", "group": "g", "kind": "text", "text": "x"},
+                                    {"id": "b", "group": "g", "kind": "text", "text": "x", "text": "y"})"),
+                   "statistics[1]: field \"text\" stands twice"},
+        BadContent{"GroupMissing", catalogueWith(R"({"id": "a", "kind": "text", "text": "x"})"),
+                   "statistics[0] (\"a\"): field \"group\" is missing"},
+        BadContent{"GroupUnknown", catalogueWith(R"({"id": "a", "group": "i", "kind": "text", "text": "x"})"),
+                   "statistics[0] (\"a\"): the group \"i\" is not among \"groups\""},
+        BadContent{"KindMissing", catalogueWith(R"({"id": "a", "group": "g", "text": "x"})"),
+                   "statistics[0] (\"a\"): field \"kind\" is missing"},
+        BadContent{"KindUnknown", catalogueWith(R"({"id": "a", "group": "g", "kind": "number"})"),
+                   "statistics[0] (\"a\"): field \"kind\" is \"number\" where \"text\", \"counter\", \"gauge\" or "
+                   "\"clock\" belongs"},
+        BadContent{"FieldOfAnotherKind",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", "start": 1, "rate": 1, "low": 1})"),
+                   "statistics[0] (\"a\"): unknown field \"low\"; known here: id, group, kind, start, rate"},
+        BadContent{"TextTooLong",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "text", "text": "xy", "repeat": 16384})"),
+                   "statistics[0] (\"a\"): the text has 32768 bytes where at most 32767 are allowed"},
+        BadContent{"RepeatZero",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "text", "text": "xy", "repeat": 0})"),
+                   "statistics[0] (\"a\"): field \"repeat\" is 0 where 1 to 32767 is allowed"},
+        BadContent{"StartNegative",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", "start": -1, "rate": 1})"),
+                   "statistics[0] (\"a\"): field \"start\" is -1 where 0 to 1000000000000000 is allowed"},
+        BadContent{"StartFraction",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", "start": 1.5, "rate": 1})"),
+                   "statistics[0] (\"a\"): field \"start\" is the number 1.5 where a whole number belongs"},
+        BadContent{
+            "StartTooLarge",
+            catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", "start": 18446744073709551615, "rate": 1})"),
+            "statistics[0] (\"a\"): field \"start\" is 18446744073709551615 where 0 to 1000000000000000 is allowed"},
+        BadContent{"RateNegative",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", "start": 1, "rate": -0.5})"),
+                   "statistics[0] (\"a\"): field \"rate\" is -0.5 where 0.0 to 1000000000.0 is allowed"},
+        BadContent{"RateNoNumber",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", "start": 1, "rate": true})"),
+                   "statistics[0] (\"a\"): field \"rate\" is a boolean where a number belongs"},
+        BadContent{"LowAboveHigh",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "gauge", "low": 2, "high": 1, "period": 5})"),
+                   "statistics[0] (\"a\"): field \"low\" is above field \"high\""},
+        BadContent{"PeriodZero",
+                   catalogueWith(R"({"id": "a", "group": "g", "kind": "gauge", "low": 1, "high": 2, "period": 0})"),
+                   "statistics[0] (\"a\"): field \"period\" is 0 where 1.0 to 1000000000.0 is allowed"},
+        BadContent{
+            "DecimalsTooMany",
+            catalogueWith(
+                R"({"id": "a", "group": "g", "kind": "gauge", "low": 1, "high": 2, "period": 5, "decimals": 7})"),
+            "statistics[0] (\"a\"): field \"decimals\" is 7 where 0 to 6 is allowed"},
+        BadContent{"ShowsUnknown", catalogueWith(R"({"id": "a", "group": "g", "kind": "clock", "shows": "then"})"),
+                   "statistics[0] (\"a\"): field \"shows\" is \"then\" where \"now\" or \"start\" belongs"}),
+    withName);
+
+TEST(Catalogue, AFileThatIsNotThereIsNamed) {
+    std::string path;
+    {
+        const TemporaryFile file("{}");
+        path = file.path();
+    }
+    const FinishedProgram program = runGatewaySim(withCatalogue(path));
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_EQ(program.standardError,
+              "gatewaysim: catalogue " + shownPath(path) + ": cannot open the file for reading\n");
+}
+
+TEST(Catalogue, AFolderIsNoCatalogue) {
+    const FinishedProgram program = runGatewaySim(withCatalogue(std::filesystem::temp_directory_path().string()));
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_EQ(program.standardOutput, "");
+    EXPECT_EQ(program.standardError.find("gatewaysim: catalogue "), 0U);
+    EXPECT_EQ(std::count(program.standardError.begin(), program.standardError.end(), '\n'), 1);
+}
+
+TEST(Catalogue, AnOversizedFileIsRefused) {
+    const TemporaryFile file(std::string((16U << 20) + 1, ' '));
+    const FinishedProgram program = runGatewaySim(withCatalogue(file.path()));
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_EQ(program.standardError,
+              "gatewaysim: catalogue " + shownPath(file.path()) + ": the file is larger than 16777216 bytes\n");
+}
+
+TEST(Catalogue, TheBuiltInOneIsPrintedAndMayBeGivenBack) {
+    const FinishedProgram printed = runGatewaySim({"--print-catalogue"});
+    EXPECT_EQ(printed.exitCode, 0);
+    EXPECT_EQ(printed.standardError, "");
+    const TemporaryFile file(printed.standardOutput);
+    std::vector<std::string> arguments = withCatalogue(file.path());
+    arguments.emplace_back("--print-catalogue");
+    EXPECT_EQ(runGatewaySim(arguments).standardOutput, printed.standardOutput);
+    const GatewaySim sim(withCatalogue(file.path()));
+    Conversation conversation(sim);
+    EXPECT_EQ(conversation.handshake().size(), 51U);
+}
+
+TEST(Catalogue, TheBuiltInOneIsLargeAndHasALongText) {
+    const GatewaySim sim;
+    Conversation conversation(sim);
+    conversation.open();
+    EXPECT_GE(idsByPosition(conversation.query("RESOURCE_GROUPS", "")).at(0).ids.size(), 8U);
+    std::size_t statistics = 0;
+    std::size_t longest = 0;
+    for (const Response& response : statisticsByPosition(conversation.query("GET_STATS", ""))) {
+        EXPECT_FALSE(response.statistics.empty()) << response.queryId;
+        statistics += response.statistics.size();
+        for (const auto& [id, value] : response.statistics) {
+            longest = std::max(longest, value.size());
+        }
+    }
+    EXPECT_GE(statistics, 120U);
+    EXPECT_GT(longest, 1100U);
+}
+
+}  // namespace
+
+}  // namespace sim_test

@@ -1,0 +1,11 @@
+# Target run_program: runs a program to its end for a test program that links it.
+include_guard(GLOBAL)
+if(WIN32)
+    set(run_program_of_this_system run_program_windows.cpp)
+else()
+    set(run_program_of_this_system run_program_posix.cpp)
+endif()
+add_library(run_program STATIC ${CMAKE_CURRENT_LIST_DIR}/${run_program_of_this_system})
+target_include_directories(run_program PUBLIC ${CMAKE_CURRENT_LIST_DIR})
+find_package(Threads REQUIRED)
+target_link_libraries(run_program PRIVATE project_warnings PUBLIC Threads::Threads)

@@ -1,0 +1,48 @@
+// Runs a program to its end, bounded in time, and tells what it wrote and how it ended.
+#ifndef TESTS_SUPPORT_RUN_PROGRAM_H
+#define TESTS_SUPPORT_RUN_PROGRAM_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace test_support {
+
+enum class OutputTarget {
+    Captured,    // a pipe, read to its end
+    ReaderGone,  // a pipe whose reader has gone before the program starts
+    File,        // the file that ProgramRun::outputFile names
+    Terminal,    // a pseudo-terminal, read to its end; POSIX only
+    Closed,      // no standard output at all; POSIX only
+};
+
+struct ProgramRun {
+    std::vector<std::string> arguments;
+    // Changes to this process's environment; no value takes the variable away.
+    std::vector<std::pair<std::string, std::optional<std::string>>> environment;
+    OutputTarget output = OutputTarget::Captured;
+    std::string outputFile;
+    std::chrono::seconds limit{60};
+};
+
+struct ProgramOutcome {
+    bool wasKilled = false;  // it did not end within the limit
+    int exitCode = -1;       // -1 also when a signal ended it
+    std::string standardOutput;
+    std::string standardError;
+};
+
+// Throws std::runtime_error when the program cannot be started. Standard input is empty.
+ProgramOutcome runProgram(const std::string& program, const ProgramRun& run);
+
+inline ProgramOutcome runProgram(const std::string& program, const std::vector<std::string>& arguments) {
+    ProgramRun run;
+    run.arguments = arguments;
+    return runProgram(program, run);
+}
+
+}  // namespace test_support
+
+#endif

@@ -1,0 +1,164 @@
+// The other end of a connection, in the test process: a listener on loopback whose connections are served by a script
+// on a thread of its own. Everything is bounded in time.
+#ifndef TESTS_SUPPORT_SCRIPTED_PEER_H
+#define TESTS_SUPPORT_SCRIPTED_PEER_H
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace test_support {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// What differs between the systems. Sockets are handled as the numbers that the library under test has for them.
+namespace peer_sockets {
+
+constexpr std::int32_t kNone = -1;
+
+struct Listener {
+    std::int32_t socket;
+    int port;
+};
+
+// On 127.0.0.1, on a port that the kernel chooses. Throws std::runtime_error, as does everything here that can fail.
+Listener listenOnLoopback(int backlog);
+// A port that is taken, but refuses connections.
+Listener refuseOnLoopback();
+std::int32_t acceptConnection(std::int32_t listener, int milliseconds);
+std::int32_t connectToLoopback(int port);
+// Starts a connect and returns without waiting for what comes of it.
+std::int32_t beginConnectToLoopback(int port);
+// Whether a connect that was begun ends, well or badly, within this time.
+bool hasConnectEnded(std::int32_t socket, int milliseconds);
+void sendAll(std::int32_t socket, const std::uint8_t* data, std::size_t size);
+// The number of bytes received, at least one within the time; 0 at the end of the stream or after a reset.
+std::size_t receiveSome(std::int32_t socket, std::uint8_t* data, std::size_t size, int milliseconds);
+// Bytes that have arrived at a socket and have not been received yet.
+std::size_t bytesWaiting(std::int32_t socket);
+void makeCloseReset(std::int32_t socket);
+void shutDown(std::int32_t socket);
+void closeSocket(std::int32_t socket);
+
+}  // namespace peer_sockets
+
+class ScriptedPeer;
+
+// One connection of a peer, for its script. Everything throws std::runtime_error when it fails or takes too long; the
+// exception ends the script and is what ScriptedPeer::finish then tells.
+class PeerConnection {
+  public:
+    // Receives exactly that many bytes, and records them as one request.
+    Bytes expect(std::size_t count);
+    // Receives a whole frame, header and body, and records it as one request. Empty when the stream has ended.
+    Bytes expectFrame();
+    // Receives until the other end closes, and records what came, unless that is nothing.
+    void expectEnd();
+    void send(const Bytes& bytes);
+    // Sends each piece when all before it have been received. The other end must be that of a ConnectedPeer.
+    void sendPieces(const std::vector<Bytes>& pieces);
+    void sendByteByByte(const Bytes& bytes);
+    // Waits until the other end has received all that was sent to it; as sendPieces.
+    void awaitDrained();
+    void close();
+    // Closes so that the other end sees a reset.
+    void reset();
+    // Tells the test that the script has come to this place.
+    void announce();
+    // Waits until the test calls release, or ends.
+    void stall();
+
+  private:
+    friend class ScriptedPeer;
+    PeerConnection(ScriptedPeer& peer, std::int32_t socket) : peer_(peer), socket_(socket) {}
+    std::size_t receiveUpTo(std::uint8_t* data, std::size_t count);
+
+    ScriptedPeer& peer_;
+    std::int32_t socket_;
+};
+
+class ScriptedPeer {
+  public:
+    using Script = std::function<void(PeerConnection&)>;
+
+    // Serves that many connections, one after the other, each by the script.
+    explicit ScriptedPeer(Script script, int connections = 1);
+    // Ends the script, wherever it is.
+    ~ScriptedPeer();
+    ScriptedPeer(const ScriptedPeer&) = delete;
+    ScriptedPeer& operator=(const ScriptedPeer&) = delete;
+
+    int port() const {
+        return listener_.port;
+    }
+    // Lets stall go on, now and from now on.
+    void release();
+    // Waits until the script has announced itself that many times; throws when it takes too long.
+    void awaitAnnouncement(int count = 1);
+    // Waits until the script has ended; empty when all went as it wanted, else what went wrong.
+    std::string finish();
+    // What the script has recorded.
+    std::vector<Bytes> requests();
+
+  private:
+    friend class PeerConnection;
+    friend class ConnectedPeer;
+    void run(int connections);
+    void serve(std::int32_t socket);
+    void closeCurrent(std::int32_t* socket, bool reset);
+    void stop();
+
+    Script script_;
+    peer_sockets::Listener listener_;
+    std::int32_t watched_ = peer_sockets::kNone;  // the other end, where it is known
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::int32_t current_ = peer_sockets::kNone;
+    bool stopping_ = false;
+    bool released_ = false;
+    bool ended_ = false;
+    int announcements_ = 0;
+    std::string failure_;
+    std::vector<Bytes> requests_;
+    std::thread thread_;
+};
+
+// A peer with one connection, of which the test holds the other end.
+class ConnectedPeer {
+  public:
+    explicit ConnectedPeer(ScriptedPeer::Script script);
+    ~ConnectedPeer();
+    ConnectedPeer(const ConnectedPeer&) = delete;
+    ConnectedPeer& operator=(const ConnectedPeer&) = delete;
+
+    std::int32_t socket() const {
+        return socket_;
+    }
+    // The socket, which the caller closes from now on.
+    std::int32_t takeSocket() {
+        return std::exchange(socket_, peer_sockets::kNone);
+    }
+    ScriptedPeer& peer() {
+        return peer_;
+    }
+    std::string finish() {
+        return peer_.finish();
+    }
+    std::vector<Bytes> requests() {
+        return peer_.requests();
+    }
+
+  private:
+    ScriptedPeer peer_;
+    std::int32_t socket_;
+};
+
+}  // namespace test_support
+
+#endif

@@ -1,0 +1,353 @@
+#include "answer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "id_list.h"
+
+namespace {
+
+using zulstat::Answer;
+using zulstat::askForIds;
+using zulstat::completeByGroup;
+using zulstat::Element;
+using zulstat::Entry;
+using zulstat::Failure;
+using zulstat::readIds;
+using zulstat::readStatistics;
+
+constexpr uint32_t endMark = 0x0E0F0E0F;
+
+// The bytes of a result set as the library lays them out, and the places in it that a walk hands out.
+class ResultSetBytes {
+  public:
+    size_t addNumber(const uint32_t number) {
+        bytes_.append(reinterpret_cast<const char*>(&number), sizeof number);
+        return bytes_.size();
+    }
+    size_t addText(const std::string& text) {
+        addNumber(static_cast<uint32_t>(text.size()));
+        bytes_ += text;
+        return bytes_.size() - text.size();
+    }
+    const char* at(const size_t place) const {
+        return bytes_.data() + place;
+    }
+
+  private:
+    std::string bytes_;
+};
+
+template <class Record>
+class ScriptedWalk {
+  public:
+    explicit ScriptedWalk(const int32_t endCode) : endCode_(endCode) {}
+    void add(const Record& record) {
+        records_.push_back(record);
+    }
+    int32_t operator()(Record& record) {
+        if (next_ == records_.size()) {
+            return endCode_;
+        }
+        record = records_[next_++];
+        return STAPI_RC_OK;
+    }
+    bool isUsedUp() const {
+        return next_ == records_.size();
+    }
+
+  private:
+    std::vector<Record> records_;
+    size_t next_ = 0;
+    int32_t endCode_;
+};
+
+IdData idRecord(const ResultSetBytes& bytes, const size_t element, const uint32_t elementLength, const int32_t code,
+                const size_t id, const uint32_t idLength) {
+    return {{'Z', 'U', 'L', 'I', 'D', 'S', 'E', 'T'}, bytes.at(element), elementLength, code, idLength, bytes.at(id)};
+}
+
+std::vector<std::string> idsOf(const Element& element) {
+    std::vector<std::string> ids;
+    for (const Entry& entry : element.entries) {
+        ids.push_back(entry.id);
+    }
+    return ids;
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(ReadIds, GathersTheIdsOfEachElement) {
+    ResultSetBytes bytes;
+    const size_t a = bytes.addText("A");
+    bytes.addNumber(0);
+    bytes.addNumber(2);
+    const size_t first = bytes.addText("a.one");
+    const size_t second = bytes.addText("");
+    const size_t b = bytes.addText("A");
+    bytes.addNumber(4);
+    bytes.addNumber(1);
+    const size_t third = bytes.addText("b.one");
+    ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
+    walk.add(idRecord(bytes, a, 1, 0, first, 5));
+    walk.add(idRecord(bytes, a, 1, 0, second, 0));
+    walk.add(idRecord(bytes, b, 1, 4, third, 5));
+
+    const Answer answer = readIds(std::ref(walk));
+    EXPECT_EQ(answer.code, STAPI_RC_OK);
+    EXPECT_FALSE(answer.cutShort);
+    ASSERT_EQ(answer.elements.size(), 2U) << "elements with the same text are two elements";
+    EXPECT_EQ(answer.elements[0].text, "A");
+    EXPECT_EQ(answer.elements[0].code, 0);
+    EXPECT_EQ(idsOf(answer.elements[0]), (Texts{"a.one", ""}));
+    EXPECT_EQ(answer.elements[1].code, 4);
+    EXPECT_EQ(idsOf(answer.elements[1]), (Texts{"b.one"}));
+}
+
+TEST(ReadIds, TakesNoEntryFromAFailedElement) {
+    ResultSetBytes bytes;
+    const size_t a = bytes.addText("A");
+    bytes.addNumber(0);
+    bytes.addNumber(1);
+    const size_t id = bytes.addText("a.one");
+    const size_t b = bytes.addText("BB");
+    ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
+    walk.add(idRecord(bytes, a, 1, 0, id, 5));
+    walk.add(idRecord(bytes, b, 2, -5, id, 5));
+
+    const Answer answer = readIds(std::ref(walk));
+    ASSERT_EQ(answer.elements.size(), 2U);
+    EXPECT_EQ(answer.elements[1].text, "BB");
+    EXPECT_EQ(answer.elements[1].code, -5);
+    EXPECT_TRUE(answer.elements[1].entries.empty());
+}
+
+TEST(ReadIds, TakesTheEndMarkAfterAnElementWithoutEntriesForTheEnd) {
+    ResultSetBytes bytes;
+    const size_t a = bytes.addText("A");
+    bytes.addNumber(0);
+    bytes.addNumber(0);
+    const size_t behind = bytes.addNumber(endMark);
+    ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
+    walk.add(idRecord(bytes, a, 1, 0, behind, endMark));
+
+    const Answer answer = readIds(std::ref(walk));
+    EXPECT_EQ(answer.code, STAPI_RC_OK);
+    EXPECT_FALSE(answer.cutShort);
+    ASSERT_EQ(answer.elements.size(), 1U);
+    EXPECT_TRUE(answer.elements[0].entries.empty());
+}
+
+TEST(ReadIds, StopsWhereTheNextElementIsTakenForAnEntry) {
+    ResultSetBytes bytes;
+    const size_t a = bytes.addText("A");
+    bytes.addNumber(0);
+    bytes.addNumber(0);
+    const size_t b = bytes.addText("BB");
+    ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
+    walk.add(idRecord(bytes, a, 1, 0, b, 2));
+    walk.add(idRecord(bytes, b, 2, 0, b, 2));
+
+    const Answer answer = readIds(std::ref(walk));
+    EXPECT_TRUE(answer.cutShort);
+    EXPECT_FALSE(walk.isUsedUp()) << "no step is made from there";
+    ASSERT_EQ(answer.elements.size(), 1U);
+    EXPECT_TRUE(answer.elements[0].entries.empty());
+}
+
+TEST(ReadIds, ReportsTheCodeOfAFailedStep) {
+    ScriptedWalk<IdData> walk(STAPI_RC_WRONG_CONTENT);
+    const Answer answer = readIds(std::ref(walk));
+    EXPECT_EQ(answer.code, STAPI_RC_WRONG_CONTENT);
+    EXPECT_EQ(answer.stage, Failure::Stage::Reading);
+}
+
+TEST(ReadStatistics, GathersIdsAndValuesWhateverBytesTheyHold) {
+    const std::string hostile("\0\x1B\xFF\n", 4);
+    ResultSetBytes bytes;
+    const size_t a = bytes.addText("A");
+    bytes.addNumber(0);
+    bytes.addNumber(2);
+    const size_t firstId = bytes.addText("one");
+    const size_t firstValue = bytes.addText(hostile);
+    const size_t secondId = bytes.addText("two");
+    const size_t secondValue = bytes.addText("");
+    ScriptedWalk<StatData> walk(STAPI_RC_END_OF_DATA);
+    walk.add({{}, bytes.at(a), 1, 0, 3, bytes.at(firstId), 4, bytes.at(firstValue)});
+    walk.add({{}, bytes.at(a), 1, 0, 3, bytes.at(secondId), 0, bytes.at(secondValue)});
+
+    const Answer answer = readStatistics(std::ref(walk));
+    ASSERT_EQ(answer.elements.size(), 1U);
+    ASSERT_EQ(answer.elements[0].entries.size(), 2U);
+    EXPECT_EQ(answer.elements[0].entries[0].id, "one");
+    EXPECT_EQ(answer.elements[0].entries[0].value, hostile);
+    EXPECT_EQ(answer.elements[0].entries[1].value, "");
+}
+
+TEST(ReadStatistics, StopsWhereTheNextElementIsTakenForAnEntry) {
+    ResultSetBytes bytes;
+    const size_t a = bytes.addText("A");
+    bytes.addNumber(0);
+    bytes.addNumber(0);
+    const size_t b = bytes.addText("BB");
+    const size_t behindCode = bytes.addNumber(0);
+    bytes.addNumber(1);
+    ScriptedWalk<StatData> walk(STAPI_RC_END_OF_DATA);
+    walk.add({{}, bytes.at(a), 1, 0, 2, bytes.at(b), 0, bytes.at(behindCode)});
+
+    const Answer answer = readStatistics(std::ref(walk));
+    EXPECT_TRUE(answer.cutShort);
+    ASSERT_EQ(answer.elements.size(), 1U);
+    EXPECT_TRUE(answer.elements[0].entries.empty());
+}
+
+// Answers each list with an element for every id, and remembers the lists.
+class ScriptedGateway {
+  public:
+    Answer operator()(const std::string& list) {
+        lists.push_back(list);
+        Answer answer;
+        for (size_t start = 0; start <= list.size() && !answer.cutShort && answer.code == STAPI_RC_OK;) {
+            const size_t end = std::min(list.find(':', start), list.size());
+            answerElement(answer, list.substr(start, end - start), end < list.size());
+            start = end + 1;
+        }
+        return answer;
+    }
+
+    Texts lists;
+    Texts withoutEntries;  // noticed as such, and the answer's end
+    Texts leftOut;         // not mentioned at all
+    std::string losesConnectionAt;
+
+  private:
+    static bool contains(const Texts& texts, const std::string& text) {
+        return std::find(texts.begin(), texts.end(), text) != texts.end();
+    }
+
+    void answerElement(Answer& answer, const std::string& id, const bool isFollowed) {
+        if (id == losesConnectionAt) {
+            answer = Answer{};
+            answer.code = STAPI_RC_SOCKET_ERROR;
+        } else if (contains(withoutEntries, id)) {
+            answer.elements.push_back({id, 0, {}});
+            answer.cutShort = isFollowed;
+        } else if (!contains(leftOut, id)) {
+            answer.elements.push_back({id, 0, {{id + ".x", ""}}});
+        }
+    }
+};
+
+Texts elementsOf(const Answer& answer) {
+    Texts texts;
+    for (const Element& element : answer.elements) {
+        texts.push_back(element.text + "/" + std::to_string(element.entries.size()));
+    }
+    return texts;
+}
+
+TEST(AskForIds, AsksForAllIdsInOneList) {
+    ScriptedGateway gateway;
+    const Answer answer = askForIds({"A", "B", "A"}, std::ref(gateway));
+    EXPECT_EQ(gateway.lists, (Texts{"A:B"}));
+    EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/1"}));
+}
+
+TEST(AskForIds, SplitsATooLongListAndKeepsTheOrder) {
+    ScriptedGateway gateway;
+    Texts ids;
+    for (char letter = 'a'; letter <= 'e'; ++letter) {
+        ids.emplace_back(10000, letter);
+    }
+    const Answer answer = askForIds(ids, std::ref(gateway));
+    ASSERT_EQ(gateway.lists.size(), 2U);
+    EXPECT_EQ(gateway.lists[0], ids[0] + ":" + ids[1] + ":" + ids[2]);
+    EXPECT_EQ(gateway.lists[1], ids[3] + ":" + ids[4]);
+    ASSERT_EQ(answer.elements.size(), 5U);
+    EXPECT_EQ(answer.elements[4].text, ids[4]);
+}
+
+TEST(AskForIds, AsksOneByOneForWhatAnElementWithoutEntriesHides) {
+    ScriptedGateway gateway;
+    gateway.withoutEntries = {"B"};
+    const Answer answer = askForIds({"A", "B", "C", "D"}, std::ref(gateway));
+    EXPECT_EQ(gateway.lists, (Texts{"A:B:C:D", "C", "D"}));
+    EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/0", "C/1", "D/1"}));
+    EXPECT_FALSE(answer.cutShort);
+}
+
+TEST(AskForIds, AsksOneByOneForWhatIsLeftOutAndThenTakesItAsWithoutEntries) {
+    ScriptedGateway gateway;
+    gateway.leftOut = {"B", "C"};
+    const Answer answer = askForIds({"A", "B", "C"}, std::ref(gateway));
+    EXPECT_EQ(gateway.lists, (Texts{"A:B:C", "B", "C"}));
+    EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/0", "C/0"}));
+}
+
+TEST(AskForIds, TakesASingleIdWithoutElementAsWithoutEntries) {
+    ScriptedGateway gateway;
+    gateway.leftOut = {"A"};
+    EXPECT_EQ(elementsOf(askForIds({"A"}, std::ref(gateway))), (Texts{"A/0"}));
+    EXPECT_EQ(gateway.lists.size(), 1U);
+}
+
+TEST(AskForIds, KeepsWhatWasAnsweredBeforeTheConnectionWasLost) {
+    ScriptedGateway gateway;
+    gateway.leftOut = {"B"};
+    gateway.losesConnectionAt = "C";
+    Texts ids{"A", "B"};
+    ids.emplace_back(32765, 'x');
+    ids.emplace_back("C");
+    ids.emplace_back("D");
+    const Answer answer = askForIds(ids, std::ref(gateway));
+    EXPECT_EQ(answer.code, STAPI_RC_SOCKET_ERROR);
+    EXPECT_EQ(answer.stage, Failure::Stage::Querying);
+    EXPECT_EQ(answer.elements.size(), 3U);
+}
+
+TEST(AskForIds, DoesNotAskAgainWhenTheGatewayNamesItsElementsOtherwise) {
+    int questions = 0;
+    const auto ask = [&](const std::string&) {
+        ++questions;
+        Answer answer;
+        answer.elements.push_back({"everything", 0, {{"x", ""}}});
+        return answer;
+    };
+    EXPECT_EQ(elementsOf(askForIds({"A", "B"}, ask)), (Texts{"everything/1"}));
+    EXPECT_EQ(questions, 1);
+}
+
+TEST(CompleteByGroup, AsksForTheGroupsThatWereNotReached) {
+    ScriptedGateway gateway;
+    Answer answer;
+    answer.elements = {{"A", 0, {{"A.x", "1"}}}, {"B", 0, {}}};
+    answer.cutShort = true;
+    completeByGroup(answer, {"A", "B", "C", "D"}, std::ref(gateway));
+    EXPECT_EQ(gateway.lists, (Texts{"C", "D"}));
+    EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/0", "C/1", "D/1"}));
+    EXPECT_FALSE(answer.cutShort);
+}
+
+TEST(CompleteByGroup, LeavesAnAnswerAloneWhoseElementsAreNoGroups) {
+    ScriptedGateway gateway;
+    Answer answer;
+    answer.elements = {{"everything", 0, {}}};
+    answer.cutShort = true;
+    completeByGroup(answer, {"A", "B"}, std::ref(gateway));
+    EXPECT_TRUE(gateway.lists.empty());
+    EXPECT_TRUE(answer.cutShort);
+}
+
+TEST(CompleteByGroup, LeavesAWholeAnswerAlone) {
+    ScriptedGateway gateway;
+    Answer answer;
+    answer.elements = {{"A", 0, {}}};
+    completeByGroup(answer, {"A", "B"}, std::ref(gateway));
+    EXPECT_TRUE(gateway.lists.empty());
+}
+
+}  // namespace

@@ -1,0 +1,66 @@
+#include "report_under_way.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+using std::chrono::seconds;
+using zulstat::Failure;
+using zulstat::Query;
+using zulstat::QueryKind;
+using zulstat::Report;
+using zulstat::ReportUnderWay;
+
+TEST(ReportUnderWay, HandsOverWhatAnotherThreadTells) {
+    ReportUnderWay underWay("gateway1", 7);
+    std::thread talker([&] {
+        underWay.connected("1.0");
+        underWay.asking(Query{});
+        underWay.addResult({Query{}, {{"A", 0, {}}}});
+        underWay.answered();
+        underWay.finished();
+    });
+    const Report report = underWay.waitForReport(seconds(0));
+    EXPECT_TRUE(underWay.waitUntilFinished(seconds(60)));
+    talker.join();
+    EXPECT_EQ(report.host, "gateway1");
+    EXPECT_EQ(report.port, 7);
+    EXPECT_EQ(report.protocolVersion, "1.0");
+    ASSERT_EQ(report.results.size(), 1U);
+    EXPECT_FALSE(report.failure.has_value());
+}
+
+TEST(ReportUnderWay, SaysThatConnectingTookTooLong) {
+    ReportUnderWay underWay("gateway1", 7);
+    const Report report = underWay.waitForReport(seconds(1));
+    ASSERT_TRUE(report.failure.has_value());
+    EXPECT_EQ(report.failure->stage, Failure::Stage::Connecting);
+    EXPECT_FALSE(report.failure->code.has_value());
+    EXPECT_EQ(report.failure->reason, "no answer within 1 s");
+    EXPECT_FALSE(underWay.isAnswered());
+}
+
+TEST(ReportUnderWay, KeepsWhatWasAnsweredWhenAQueryTakesTooLong) {
+    ReportUnderWay underWay("gateway1", 7);
+    underWay.connected("1.0");
+    underWay.addResult({});
+    underWay.asking(Query{QueryKind::Statistics, {}, {}});
+    const Report report = underWay.waitForReport(seconds(1));
+    ASSERT_TRUE(report.failure.has_value());
+    EXPECT_EQ(report.failure->stage, Failure::Stage::Querying);
+    ASSERT_TRUE(report.failure->query.has_value());
+    EXPECT_EQ(report.failure->query->kind, QueryKind::Statistics);
+    EXPECT_EQ(report.results.size(), 1U);
+}
+
+TEST(ReportUnderWay, DoesNotWaitForAnEndThatDoesNotCome) {
+    ReportUnderWay underWay("gateway1", 7);
+    underWay.answered();
+    EXPECT_TRUE(underWay.isAnswered());
+    EXPECT_FALSE(underWay.waitUntilFinished(seconds(0)));
+}
+
+}  // namespace

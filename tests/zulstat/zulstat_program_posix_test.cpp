@@ -1,0 +1,130 @@
+// What the built program does on a terminal, without standard output, with a full disk and with very long lists.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "zulstat_program.h"
+
+namespace {
+
+using test_support::OutputTarget;
+using test_support::ProgramOutcome;
+using test_support::ProgramRun;
+using zulstat_test::CatalogueGateway;
+using zulstat_test::runZulstat;
+using zulstat_test::smallCatalogue;
+using zulstat_test::Texts;
+using zulstat_test::zulstatRun;
+
+class ZulstatOnPosix : public ::testing::Test {
+  protected:
+    ProgramRun makeRun(const Texts& arguments, const OutputTarget output) const {
+        ProgramRun run = zulstatRun(gateway_.gateway().port(), arguments);
+        run.output = output;
+        return run;
+    }
+
+  private:
+    CatalogueGateway gateway_{smallCatalogue};
+};
+
+int countOf(const std::string& part, const std::string& text) {
+    int count = 0;
+    for (size_t place = text.find(part); place != std::string::npos; place = text.find(part, place + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+constexpr const char* colouredIds =
+    "\x1B[1mQUERY    STATISTIC\x1B[0m\r\n"
+    "beta     beta.size\r\n"
+    "\x1B[31mnowhere  failed, code -5\x1B[0m\r\n";
+
+constexpr const char* plainIds =
+    "QUERY    STATISTIC\r\n"
+    "beta     beta.size\r\n"
+    "nowhere  failed, code -5\r\n";
+
+TEST_F(ZulstatOnPosix, ColoursTheTableOnATerminal) {
+    const ProgramOutcome outcome = runZulstat(makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.standardOutput, colouredIds);
+}
+
+TEST_F(ZulstatOnPosix, HonoursNoColor) {
+    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal);
+    run.environment = {{"NO_COLOR", "1"}, {"TERM", "xterm"}};
+    EXPECT_EQ(runZulstat(run).standardOutput, plainIds);
+}
+
+TEST_F(ZulstatOnPosix, TakesAnEmptyNoColorForNone) {
+    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal);
+    run.environment = {{"NO_COLOR", ""}, {"TERM", "xterm"}};
+    EXPECT_EQ(runZulstat(run).standardOutput, colouredIds);
+}
+
+TEST_F(ZulstatOnPosix, DoesNotColourOnATerminalThatCannot) {
+    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal);
+    run.environment = {{"NO_COLOR", std::nullopt}, {"TERM", "dumb"}};
+    EXPECT_EQ(runZulstat(run).standardOutput, plainIds);
+}
+
+TEST_F(ZulstatOnPosix, NeverColoursJson) {
+    const ProgramOutcome outcome = runZulstat(makeRun({"groups", "--format", "json"}, OutputTarget::Terminal));
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.standardOutput.find('\x1B'), std::string::npos);
+    EXPECT_NE(outcome.standardOutput.find("\"alpha\""), std::string::npos);
+}
+
+// The connection is still open while the output is written: nothing of it may end up there.
+TEST(ZulstatWithoutStandardOutput, FailsAndSendsNoOutputToTheGateway) {
+    const CatalogueGateway gateway(smallCatalogue, {"--fault", "close:stall"});
+    ProgramRun run = zulstatRun(gateway.gateway().port(), {"groups"});
+    run.output = OutputTarget::Closed;
+    const ProgramOutcome outcome = runZulstat(run);
+    EXPECT_EQ(outcome.exitCode, 5);
+    EXPECT_NE(outcome.standardError.find("zulstat: the output cannot be written: "), std::string::npos);
+    EXPECT_EQ(gateway.gateway().standardError(), "");
+}
+
+TEST_F(ZulstatOnPosix, FailsWhenTheDiskIsFull) {
+    for (const Texts& arguments : {Texts{"groups"}, {"groups", "--format", "json"}, {"--help"}, {"--version"}}) {
+        ProgramRun run = makeRun(arguments, OutputTarget::File);
+        run.outputFile = "/dev/full";
+        const ProgramOutcome outcome = runZulstat(run);
+        EXPECT_EQ(outcome.exitCode, 5);
+        EXPECT_NE(outcome.standardError.find("zulstat: the output cannot be written: "), std::string::npos);
+    }
+}
+
+TEST_F(ZulstatOnPosix, PrefersTheOutputsFailureToEveryOther) {
+    ProgramRun run = makeRun({"ids", "nowhere"}, OutputTarget::File);
+    run.outputFile = "/dev/full";
+    EXPECT_EQ(runZulstat(run).exitCode, 5);
+}
+
+TEST(ZulstatLongLists, AreAskedForInSeveralQueriesAndShownInOrder) {
+    Texts groups;
+    nlohmann::json catalogue{{"protocol", "1"}};
+    std::string expected = "QUERY" + std::string(997, ' ') + "STATISTIC  VALUE\n";
+    for (int number = 10; number < 50; ++number) {
+        const std::string name = "s" + std::to_string(number);
+        const std::string group = "group" + std::to_string(number) + std::string(993, '.');
+        groups.push_back(group);
+        catalogue["statistics"].push_back({{"id", name}, {"group", group}, {"kind", "text"}, {"text", "v"}});
+        expected += group;
+        expected += "  " + name + "        v\n";
+    }
+    catalogue["groups"] = groups;
+    const CatalogueGateway gateway(catalogue.dump(), {"--verbose"});
+    Texts arguments{"stats", "--group"};
+    arguments.insert(arguments.end(), groups.begin(), groups.end());
+    const ProgramOutcome outcome = gateway.ask(arguments);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    EXPECT_EQ(outcome.standardOutput, expected);
+    EXPECT_EQ(countOf(" invoke GET_STATS ", gateway.gateway().standardError()), 2);
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+// Reading answers step by step, and asking again for what an answer left out. Nothing here calls the library: the steps
+// and the questions come in as functions.
+#ifndef ZULSTAT_ANSWER_H
+#define ZULSTAT_ANSWER_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "report.h"
+#include "zulstats64.h"
+
+namespace zulstat {
+
+struct Answer {
+    int32_t code = STAPI_RC_OK;
+    Failure::Stage stage = Failure::Stage::Querying;  // where `code` arose
+    std::vector<Element> elements;
+    // Elements follow that no further step reaches: the library takes the start of the next element for an entry when
+    // an element has no entries, and goes astray. The last of `elements` is the one without entries.
+    bool cutShort = false;
+};
+
+// Each call makes the next step of a walk, the first call the first step.
+using IdStep = std::function<int32_t(IdData&)>;
+using StatStep = std::function<int32_t(StatData&)>;
+
+Answer readIds(const IdStep& step);
+Answer readStatistics(const StatStep& step);
+
+// Sends one id list and reads the answer.
+using AskForList = std::function<Answer(const std::string& list)>;
+
+// Asks for all the ids in as few lists as possible. Elements that the answers leave out or cannot reach are asked for
+// one by one; an id that brings no element even so becomes one without entries. The order of the ids is kept.
+Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask);
+
+// Completes an answer about everything that was cut short, by asking for the groups that it has not reached. Leaves the
+// answer as it is when its elements are not groups.
+void completeByGroup(Answer& answer, const std::vector<std::string>& groups, const AskForList& askByGroup);
+
+}  // namespace zulstat
+
+#endif

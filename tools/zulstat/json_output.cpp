@@ -1,0 +1,126 @@
+#include "json_output.h"
+
+#include <nlohmann/json.hpp>
+
+#include "code_table.h"
+#include "messages.h"
+
+namespace zulstat {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int formatVersion = 1;
+
+std::string_view keyOf(const QueryKind kind) {
+    switch (kind) {
+        case QueryKind::ResourceGroups:
+            return "resourceGroups";
+        case QueryKind::StatisticIds:
+            return "statisticIds";
+        case QueryKind::Statistics:
+            break;
+    }
+    return "statistics";
+}
+
+std::string_view keyOf(const AskedBy by) {
+    switch (by) {
+        case AskedBy::Group:
+            return "group";
+        case AskedBy::StatisticId:
+            return "statisticId";
+        case AskedBy::All:
+            break;
+    }
+    return "all";
+}
+
+std::string_view keyOf(const Failure::Stage stage) {
+    switch (stage) {
+        case Failure::Stage::Querying:
+            return "query";
+        case Failure::Stage::Reading:
+            return "read";
+        case Failure::Stage::Connecting:
+            break;
+    }
+    return "connect";
+}
+
+Json statisticsToJson(const std::vector<Entry>& entries) {
+    Json list = Json::array();
+    for (const Entry& entry : entries) {
+        list.push_back(Json{{"id", entry.id}, {"value", entry.value}});
+    }
+    return list;
+}
+
+Json idsToJson(const std::vector<Entry>& entries) {
+    Json list = Json::array();
+    for (const Entry& entry : entries) {
+        list.push_back(entry.id);
+    }
+    return list;
+}
+
+Json elementToJson(const Element& element, const QueryKind kind) {
+    Json object{{"element", element.text}, {"code", element.code}};
+    if (isFailed(element)) {
+        object["error"] = Json{{"code", element.code}, {"message", "the gateway could not answer this query element"}};
+    } else if (kind == QueryKind::Statistics) {
+        object["statistics"] = statisticsToJson(element.entries);
+    } else {
+        object["ids"] = idsToJson(element.entries);
+    }
+    return object;
+}
+
+Json queryToJson(const QueryResult& result) {
+    Json elements = Json::array();
+    for (const Element& element : result.elements) {
+        elements.push_back(elementToJson(element, result.query.kind));
+    }
+    Json object{{"kind", keyOf(result.query.kind)}, {"by", keyOf(result.query.by)}};
+    object["asked"] = Json(result.query.ids);
+    object["elements"] = std::move(elements);
+    return object;
+}
+
+Json failureToJson(const Report& report) {
+    if (!report.failure) {
+        return nullptr;
+    }
+    const Failure& failure = *report.failure;
+    Json object{{"stage", keyOf(failure.stage)}, {"code", nullptr}, {"name", nullptr}};
+    if (failure.code) {
+        const CodeEntry* const entry = findCode(*failure.code);
+        object["code"] = *failure.code;
+        object["name"] = entry == nullptr ? Json(nullptr) : Json(entry->name);
+    }
+    object["message"] = describeFailure(failure, report.host, report.port);
+    return object;
+}
+
+}  // namespace
+
+std::string renderJson(const Report& report, const Versions& versions) {
+    constexpr int indentation = 2;
+    Json queries = Json::array();
+    for (const QueryResult& result : report.results) {
+        queries.push_back(queryToJson(result));
+    }
+    Json document;
+    document["format"] = formatVersion;
+    document["program"] = Json{{"name", "zulstat"}, {"version", versions.program}, {"apiVersion", versions.api}};
+    document["gateway"] = Json{{"host", report.host}, {"port", report.port}, {"protocolVersion", nullptr}};
+    if (report.protocolVersion) {
+        document["gateway"]["protocolVersion"] = *report.protocolVersion;
+    }
+    document["queries"] = std::move(queries);
+    document["failedElements"] = countFailedElements(report);
+    document["error"] = failureToJson(report);
+    return document.dump(indentation, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace zulstat

@@ -1,0 +1,104 @@
+#include "messages.h"
+
+#include <algorithm>
+
+#include "code_table.h"
+#include "text_escape.h"
+
+namespace zulstat {
+namespace {
+
+std::string_view nameOfSelection(const AskedBy by) {
+    switch (by) {
+        case AskedBy::Group:
+            return " by group";
+        case AskedBy::StatisticId:
+            return " by statistic id";
+        case AskedBy::All:
+            break;
+    }
+    return "";
+}
+
+std::string describeStage(const Failure& failure, const std::string& address) {
+    const std::string query = failure.query ? describeQuery(*failure.query) : std::string();
+    switch (failure.stage) {
+        case Failure::Stage::Connecting:
+            break;
+        case Failure::Stage::Querying:
+            return "the query for " + query + " at " + address + " failed";
+        case Failure::Stage::Reading:
+            return "the answer to the query for " + query + " at " + address + " cannot be read";
+    }
+    return "cannot connect to " + address;
+}
+
+bool hasNothingToShow(const QueryResult& result) {
+    return std::all_of(result.elements.begin(), result.elements.end(), [](const Element& element) {
+        return element.text.empty() && !isFailed(element) && element.entries.empty();
+    });
+}
+
+}  // namespace
+
+std::string formatAddress(const std::string_view host, const int32_t port) {
+    const std::string shown = escapeText(host);
+    const bool needsBrackets = shown.find(':') != std::string::npos && shown.front() != '[';
+    return (needsBrackets ? "[" + shown + "]" : shown) + ":" + std::to_string(port);
+}
+
+std::string formatCode(const int32_t code) {
+    const CodeEntry* const entry = findCode(code);
+    return (entry == nullptr ? std::string("code") : std::string(entry->name) + ",") + " " + std::to_string(code);
+}
+
+std::string describeCode(const int32_t code) {
+    const CodeEntry* const entry = findCode(code);
+    const std::string_view meaning =
+        entry == nullptr ? "the library gave a code that it does not document" : entry->meaning;
+    const std::string_view advice =
+        entry == nullptr ? "Trace it with --trace-level 5 --trace-file FILE." : entry->advice;
+    return std::string(meaning) + " (" + formatCode(code) + "). " + std::string(advice);
+}
+
+std::string_view nameOfEntries(const QueryKind kind) {
+    switch (kind) {
+        case QueryKind::ResourceGroups:
+            return "resource groups";
+        case QueryKind::StatisticIds:
+            return "statistic ids";
+        case QueryKind::Statistics:
+            break;
+    }
+    return "statistics";
+}
+
+std::string describeQuery(const Query& query) {
+    return std::string(nameOfEntries(query.kind)) + std::string(nameOfSelection(query.by));
+}
+
+std::string describeFailure(const Failure& failure, const std::string_view host, const int32_t port) {
+    const std::string reason = failure.code ? describeCode(*failure.code) : failure.reason + ". " + failure.advice;
+    return describeStage(failure, formatAddress(host, port)) + ": " + reason;
+}
+
+std::vector<std::string> describeRemarks(const Report& report) {
+    std::vector<std::string> remarks;
+    for (size_t index = 0; index < report.results.size(); ++index) {
+        const QueryResult& result = report.results[index];
+        const bool wasInterrupted = report.failure.has_value() && index + 1 == report.results.size();
+        if (hasNothingToShow(result) && !wasInterrupted) {
+            remarks.push_back(formatAddress(report.host, report.port) + " reports no " +
+                              std::string(nameOfEntries(result.query.kind)) + ".");
+        }
+        for (const Element& element : result.elements) {
+            if (element.code > 0) {
+                remarks.push_back("note: the gateway answered the query element " + quoteText(element.text) +
+                                  " with code " + std::to_string(element.code) + ".");
+            }
+        }
+    }
+    return remarks;
+}
+
+}  // namespace zulstat

@@ -1,0 +1,37 @@
+// What zulstat says on standard error.
+#ifndef ZULSTAT_MESSAGES_H
+#define ZULSTAT_MESSAGES_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "report.h"
+
+namespace zulstat {
+
+// "127.0.0.1:2980", "[::1]:2980"
+std::string formatAddress(std::string_view host, int32_t port);
+
+// "STAPI_RC_CONNECT_REFUSED, -135"
+std::string formatCode(int32_t code);
+
+// "connection refused (STAPI_RC_CONNECT_REFUSED, -135). Is the gateway running and listening on that port?"
+std::string describeCode(int32_t code);
+
+// "statistic ids by group"
+std::string describeQuery(const Query& query);
+
+// What there may be none of: "statistics", "resource groups".
+std::string_view nameOfEntries(QueryKind kind);
+
+// What failed, where, why and what to try, without the program's name.
+std::string describeFailure(const Failure& failure, std::string_view host, int32_t port);
+
+// What the output does not say, or says only quietly: empty answers, and elements with a code above 0.
+std::vector<std::string> describeRemarks(const Report& report);
+
+}  // namespace zulstat
+
+#endif
