@@ -97,9 +97,9 @@ void finishResultSet(ReplyParser* parser) {
     }
 }
 
-int32_t parserResult(const ReplyParser& parser) {
-    const int32_t intactRc = parser.malformed ? STAPI_RC_BAD_EYECATCHER : STAPI_RC_OK;
-    return parser.growthRc == STAPI_RC_OK ? intactRc : parser.growthRc;
+int32_t parserResult(ReplyParser* parser) {
+    const int32_t intactRc = isIntact(parser) ? STAPI_RC_OK : STAPI_RC_BAD_EYECATCHER;
+    return parser->growthRc == STAPI_RC_OK ? intactRc : parser->growthRc;
 }
 
 // Descriptions and the head of the block, up to the query id.
@@ -302,7 +302,7 @@ int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* re
         passIdResponse(&parser, index);
     }
     finishResultSet(&parser);
-    const int32_t rc = parserResult(parser);
+    const int32_t rc = parserResult(&parser);
     TRACE_EXIT(2229,
                "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
                static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, rc);
@@ -330,7 +330,7 @@ int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* 
     finishResultSet(&parser);
     TRACE_DEBUG(2241, "stapi_zul_statcomms.parseStatsData parsed data total = %d bytes \n",
                 static_cast<int32_t>(parser.written));
-    const int32_t rc = parserResult(parser);
+    const int32_t rc = parserResult(&parser);
     TRACE_EXIT(2223,
                "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
                static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, rc);

@@ -266,6 +266,14 @@ INSTANTIATE_TEST_SUITE_P(
         inStatIds("ParameterType", 151, text("java.lang.Object"),
                   "the parameter type is \"java.lang.Object\" where \"java.lang.String\" belongs"),
         afterInit(
+            "Variant",
+            [](const Bytes& handle) {
+                const Bytes request = attributeRequest(handle);
+                const Bytes longer = part(request, 0, 54) + hex("0001 56") + part(request, 56, request.size() - 56);
+                return with(with(longer, 30, u32(u32At(request, 30) + 1)), 42, u32(u32At(request, 42) + 1));
+            },
+            "the variant is \"V\" where \"\" belongs"),
+        afterInit(
             "ArgumentForResourceGroups",
             [](const Bytes& handle) { return invokeRequest(handle, "RESOURCE_GROUPS", "daemon"); },
             "the parameter value of RESOURCE_GROUPS is \"daemon\" where \"\" belongs"),

@@ -1,0 +1,18 @@
+// What a 64-bit little-endian ELF shared library exports and asks for.
+#ifndef TESTS_UNIT_ELF_IMAGE_H
+#define TESTS_UNIT_ELF_IMAGE_H
+
+#include <string>
+#include <vector>
+
+struct ElfImage {
+    std::vector<std::string> exportedFunctions;  // sorted
+    std::vector<std::string> otherExports;       // data and the like; version names left out
+    std::vector<std::string> neededLibraries;
+    std::string soname;
+};
+
+// Throws std::runtime_error when the bytes are not such a library.
+ElfImage readElfImage(const std::string& bytes);
+
+#endif

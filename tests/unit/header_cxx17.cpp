@@ -1,0 +1,1 @@
+#include "zulstats64.h"

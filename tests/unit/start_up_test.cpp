@@ -1,0 +1,234 @@
+// The first call into the library. Each case runs in a process of its own, because the library is set up only once.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "every_export.h"
+#include "run_program.h"
+#include "trace_text.h"
+
+namespace {
+
+using test_support::messagesOfPoint;
+using test_support::splitLines;
+using test_support::traceLines;
+
+constexpr const char* kTraceFailure =
+    "stapi_zul_impl.stapiInit() Initialization of zulstats API trace has failed. rc=-111";
+constexpr const char* kListFailure =
+    "stapi_zul_impl.stapiInit() Initialization of zulstats API Gateway Token List has failed. rc=1";
+
+struct ProbeReport {
+    std::vector<std::pair<std::string, int>> values;
+    std::string standardError;
+
+    // The values under a name, in order.
+    std::vector<int> all(const std::string& name) const {
+        std::vector<int> found;
+        for (const auto& [key, value] : values) {
+            if (key == name) {
+                found.push_back(value);
+            }
+        }
+        return found;
+    }
+
+    // The one value under a name.
+    int of(const std::string& name) const {
+        const std::vector<int> found = all(name);
+        EXPECT_EQ(found.size(), 1U) << name;
+        return found.empty() ? INT32_MIN : found.front();
+    }
+};
+
+ProbeReport probe(const std::vector<std::string>& arguments) {
+    const test_support::ProgramOutcome outcome = test_support::runProgram(START_UP_PROBE, arguments);
+    EXPECT_FALSE(outcome.wasKilled);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    ProbeReport report = {{}, outcome.standardError};
+    for (const std::string& line : splitLines(outcome.standardOutput)) {
+        std::istringstream fields(line);
+        std::string name;
+        int value = 0;
+        EXPECT_TRUE(fields >> name >> value) << line;
+        report.values.emplace_back(name, value);
+    }
+    return report;
+}
+
+TEST(StartUp, FirstCallSetsTheLibraryUpAndWritesNothing) {
+    const ProbeReport report = probe({"first-call"});
+    EXPECT_EQ(report.of("first"), 0);
+    EXPECT_EQ(report.of("first.stored"), 1);
+    EXPECT_EQ(report.of("level.before"), 0);
+    EXPECT_EQ(report.of("level.after"), 0);
+    EXPECT_EQ(report.of("second"), 0);
+    EXPECT_EQ(report.standardError, "");
+}
+
+TEST(StartUp, SetsUpTraceListLockAndVersion) {
+    const ProbeReport report = probe({"direct-start-up"});
+    EXPECT_EQ(report.of("init"), 0);
+    EXPECT_EQ(report.of("again"), 0);
+    for (const char* what : {"trace.lock", "list.lock", "stream", "name", "version", "list"}) {
+        EXPECT_EQ(report.of(what), 1) << what;
+    }
+    EXPECT_EQ(report.standardError, "");
+}
+
+TEST(StartUp, RepeatedSetUpOfTheTraceGivesZeroAndOfTheListOne) {
+    const ProbeReport report = probe({"direct-start-up"});
+    EXPECT_EQ(report.of("trace.again"), 0);
+    EXPECT_EQ(report.of("list.again"), 1);
+}
+
+TEST(StartUp, WithoutMemoryForTheTraceFailsAndLeavesTheLevelAtOne) {
+    const ProbeReport report = probe({"no-memory-then-success"});
+    EXPECT_EQ(report.of("first.struck"), 1);
+    EXPECT_EQ(report.of("first"), -111);
+    EXPECT_EQ(report.of("first.stored"), 0);
+    EXPECT_EQ(report.of("first.level"), 1);
+}
+
+TEST(StartUp, WithoutMemoryForTheTraceFailsAgainAtTheNextCall) {
+    const ProbeReport report = probe({"no-memory-then-success"});
+    EXPECT_EQ(report.of("second.struck"), 1);
+    EXPECT_EQ(report.of("second"), -111);
+    EXPECT_EQ(report.of("second.level"), 1);
+}
+
+TEST(StartUp, SucceedsOnceThereIsMemoryForTheTraceAgain) {
+    const ProbeReport report = probe({"no-memory-then-success"});
+    EXPECT_EQ(report.of("third"), 0);
+    EXPECT_EQ(report.of("third.stored"), 1);
+    EXPECT_EQ(report.of("third.level"), 0);
+    EXPECT_EQ(report.of("dump"), 0);
+    EXPECT_EQ(report.of("switch"), 0);
+    EXPECT_NE(
+        report.standardError.find("zulstats state dump: API Version=1_1_0_1 Trace Level=0 statAPITraceFile=stderr\n"),
+        std::string::npos)
+        << report.standardError;
+}
+
+TEST(StartUp, WithoutMemoryForTheTraceSaysSoOnStandardErrorWithoutTheLineFormat) {
+    const ProbeReport report = probe({"no-memory-then-success"});
+    const std::vector<std::string> lines = splitLines(report.standardError);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), kTraceFailure), 2) << report.standardError;
+    EXPECT_EQ(lines.at(0), kTraceFailure);
+}
+
+TEST(StartUp, WithoutMemoryEveryExportGivesThatCodeAndChecksNoArgument) {
+    const ProbeReport report = probe({"every-export-without-memory"});
+    for (const ExportCall& each : everyExport()) {
+        EXPECT_EQ(report.of(each.name), -111) << each.name;
+    }
+    EXPECT_EQ(report.values.size(), everyExport().size());
+    for (const std::string& line : splitLines(report.standardError)) {
+        EXPECT_EQ(line, kTraceFailure);
+    }
+}
+
+TEST(StartUp, WithTheListLockInitialisedBeforehandGivesOneAndTracesTheFailure) {
+    const ProbeReport report = probe({"list-lock-first"});
+    EXPECT_EQ(report.of("lock"), 0);
+    EXPECT_EQ(report.of("first"), 1);
+    EXPECT_EQ(report.of("first.stored"), 0);
+    EXPECT_EQ(report.of("first.level"), 1);
+    const std::vector<std::string> messages = messagesOfPoint(report.standardError, 1124);
+    ASSERT_FALSE(messages.empty()) << report.standardError;
+    EXPECT_EQ(messages.front(), kListFailure);
+}
+
+TEST(StartUp, RepeatedAttemptAfterAPartialStartUpGivesOneAgain) {
+    const ProbeReport report = probe({"list-lock-first"});
+    EXPECT_EQ(report.of("second"), 1);
+    EXPECT_EQ(report.of("second.stored"), 0);
+    EXPECT_EQ(report.of("second.level"), 1);
+    EXPECT_EQ(messagesOfPoint(report.standardError, 1124).size(), 2U) << report.standardError;
+}
+
+TEST(StartUp, AfterAPartialStartUpEveryExportGivesOneAndChecksNoArgument) {
+    const ProbeReport report = probe({"every-export-with-list-lock-first"});
+    for (const ExportCall& each : everyExport()) {
+        EXPECT_EQ(report.of(each.name), 1) << each.name;
+    }
+    const std::vector<test_support::TraceLine> lines = traceLines(report.standardError);
+    // The open function for the local machine tries once itself and once through the one that it calls.
+    EXPECT_EQ(lines.size(), everyExport().size() + 1) << report.standardError;
+    EXPECT_EQ(lines.size(), splitLines(report.standardError).size()) << report.standardError;
+    for (const test_support::TraceLine& line : lines) {
+        EXPECT_EQ(line.pointId, 1124) << line.message;
+    }
+}
+
+TEST(StartUp, WithTheTraceLockInitialisedBeforehandSucceeds) {
+    const ProbeReport report = probe({"trace-lock-first"});
+    EXPECT_EQ(report.of("lock"), 0);
+    EXPECT_EQ(report.of("first"), 0);
+    EXPECT_EQ(report.of("first.level"), 0);
+    EXPECT_EQ(report.of("dump"), 0);
+}
+
+TEST(StartUp, DumpStateAsTheFirstTraceLineHasAnEmptyTimeStampButItsIds) {
+    const ProbeReport report = probe({"dump-as-first-trace-line"});
+    EXPECT_EQ(report.of("dump"), 0);
+    const std::vector<test_support::TraceLine> lines = traceLines(report.standardError);
+    ASSERT_FALSE(lines.empty()) << report.standardError;
+    EXPECT_EQ(lines.front().pointId, 1106);
+    EXPECT_EQ(lines.front().timeStamp, "");
+    EXPECT_NE(lines.front().processId, "00000000");
+    EXPECT_NE(lines.front().threadId, "00000000");
+    EXPECT_EQ(report.standardError.substr(0, 4), " [0x");
+}
+
+TEST(StartUp, TraceLockThatIsNotSetUpYetIsReportedOnStandardError) {
+    const ProbeReport report = probe({"trace-lock-before-start-up"});
+    for (const char* call : {"request.off", "request.on", "release.on", "destroy.on"}) {
+        EXPECT_EQ(report.of(call), -1) << call;
+    }
+    std::vector<int> points;
+    for (const test_support::TraceLine& line : traceLines(report.standardError)) {
+        points.push_back(line.pointId);
+        EXPECT_NE(line.timeStamp, "");
+    }
+    EXPECT_EQ(points, (std::vector<int>{3104, 3108, 3112})) << report.standardError;
+}
+
+// Several rounds, because each has only one moment in which the threads can meet.
+class StartUpRace : public testing::TestWithParam<int> {};
+
+TEST_P(StartUpRace, OfEightFirstCallsGivesZeroOrOneAndLeavesTheLibraryUsable) {
+    const ProbeReport report = probe({"race-of-first-calls"});
+    const std::vector<int> codes = report.all("racer");
+    ASSERT_EQ(codes.size(), 8U);
+    for (const int code : codes) {
+        EXPECT_TRUE(code == 0 || code == 1) << code;
+    }
+    EXPECT_GE(std::count(codes.begin(), codes.end(), 0), 1);
+    EXPECT_EQ(report.of("afterwards"), 0);
+    EXPECT_EQ(report.of("afterwards.stored"), 1);
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(messagesOfPoint(report.standardError, 1124).size()) <=
+                  std::count(codes.begin(), codes.end(), 1),
+              true)
+        << report.standardError;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rounds, StartUpRace, testing::Range(1, 7));
+
+class StartUpExport : public testing::TestWithParam<ExportCall> {};
+
+TEST_P(StartUpExport, CanBeTheFirstCallOfTheProcess) {
+    const ProbeReport report = probe({"export-first", GetParam().name});
+    EXPECT_EQ(report.of(GetParam().name), GetParam().code);
+    EXPECT_EQ(report.standardError.empty(), !GetParam().writesAtEveryLevel) << report.standardError;
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, StartUpExport, testing::ValuesIn(everyExport()),
+                         [](const testing::TestParamInfo<ExportCall>& tested) { return tested.param.name; });
+
+}  // namespace

@@ -1,0 +1,51 @@
+// One exchange over a socket, as a caller of flow makes it.
+#pragma once
+
+#include <cstring>
+
+#include "comms/stapi_zul_socketcomms.h"
+#include "diag/stapi_zul_memory.h"
+#include "wire_bytes.h"
+
+namespace wire_test {
+
+constexpr std::uint8_t kUntouched = 0xEE;
+
+// A request whose content only the peer looks at.
+inline Bytes someRequest() {
+    return hex("A0 A1 A2 A3 A4 A5 A6 A7");
+}
+
+struct Exchange {
+    explicit Exchange(const Bytes& requestBytes = someRequest())
+        : request(libraryBlock(requestBytes)), data(request), length(static_cast<std::int32_t>(requestBytes.size())) {
+        std::memset(static_cast<void*>(&header), kUntouched, sizeof header);
+    }
+    ~Exchange() {
+        stapi::releaseMemory(data);
+    }
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
+    std::int32_t run(std::int32_t socket, const char* name = "BASE") {
+        return stapi::flow(socket, length, &data, name, &header, &reasons);
+    }
+    bool hasUntouchedHeader() const {
+        return bytesAt(&header, sizeof header) == Bytes(sizeof header, kUntouched);
+    }
+
+    std::uint8_t* const request;
+    std::uint8_t* data;
+    std::int32_t length;
+    stapi::HeaderRecord header;
+    stapi::ReasonsBlock reasons = {};
+};
+
+// The reasons block's fields in their order.
+inline std::vector<std::int32_t> fieldsOf(const stapi::ReasonsBlock& reasons) {
+    return {reasons.errno_, reasons.gwyRc, reasons.authRc, reasons.adminRc};
+}
+
+using Reasons = std::vector<std::int32_t>;
+
+}  // namespace wire_test

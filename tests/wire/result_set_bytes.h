@@ -1,0 +1,71 @@
+// Result-set buffers: those that parsers fill, and what a test expects in them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "comms/gateway_token.h"
+#include "diag/stapi_zul_memory.h"
+#include "wire_bytes.h"
+
+namespace wire_test {
+
+// A buffer as a connection has it: at the start it holds a terminator only.
+struct ResultBuffer {
+    explicit ResultBuffer(std::int32_t initialCapacity);
+    ~ResultBuffer();
+    ResultBuffer(const ResultBuffer&) = delete;
+    ResultBuffer& operator=(const ResultBuffer&) = delete;
+
+    // All up to and with the last terminator, behind which the buffer must hold zeros only.
+    Bytes content() const;
+
+    char* buffer;
+    std::int32_t capacity;
+};
+
+// A token with what asking for the protocol version needs.
+struct VersionToken {
+    explicit VersionToken(std::int32_t socket);
+    ~VersionToken();
+    VersionToken(const VersionToken&) = delete;
+    VersionToken& operator=(const VersionToken&) = delete;
+
+    GatewayToken token = {};
+};
+
+// What a buffer shall hold, in the host's byte order.
+class ResultSetBytes {
+  public:
+    ResultSetBytes(std::string_view eyecatcher, std::uint32_t count);
+    ResultSetBytes& word(std::uint32_t value);
+    // A length and the text.
+    ResultSetBytes& text(std::string_view text);
+    ResultSetBytes& raw(std::string_view text);
+    // With the terminator at the end.
+    Bytes terminated() const;
+
+  private:
+    Bytes bytes_;
+};
+
+inline ResultSetBytes idSet(std::uint32_t count) {
+    return {"ZULIDSET", count};
+}
+inline ResultSetBytes statSet(std::uint32_t count) {
+    return {"ZULSTSET", count};
+}
+
+using Parser = std::int32_t (*)(const std::uint8_t*, char**, std::int32_t*, std::size_t);
+
+// Parses a payload from a block of exactly its size.
+std::int32_t parse(Parser parser, const Bytes& payload, ResultBuffer* result);
+
+// The entries of a buffer as a walk from first to next hands them out, "id" or "id=value"; an element with a negative
+// code gives "(code)". Throws when the walk does not end.
+std::vector<std::string> walk(ResultBuffer* result, bool isStatistics);
+
+}  // namespace wire_test
