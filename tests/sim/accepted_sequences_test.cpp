@@ -183,7 +183,7 @@ TEST(VerboseLog, NamesEachExchangeOnALineOfItsOwn) {
     const GatewaySim sim({"--verbose"});
     Conversation conversation(sim);
     conversation.open();
-    conversation.query("STAT_IDS", "a\x1B:\"b");
+    conversation.query("STAT_IDS", "a\x1B:\"\x7F");
     conversation.close();
     conversation.client().finishSending();
     EXPECT_EQ(sim.standardError(),
@@ -192,7 +192,7 @@ TEST(VerboseLog, NamesEachExchangeOnALineOfItsOwn) {
               "gatewaysim: connection 1: auth0 answered with a body of 20 bytes\n"
               "gatewaysim: connection 1: auth1 answered with a body of 16 bytes\n"
               "gatewaysim: connection 1: init answered with a body of 12 bytes\n"
-              "gatewaysim: connection 1: invoke STAT_IDS \"a\\x1B:\\\"b\" answered with a body of 232 bytes\n"
+              "gatewaysim: connection 1: invoke STAT_IDS \"a\\x1B:\\\"\\x7F\" answered with a body of 232 bytes\n"
               "gatewaysim: connection 1: close answered with a body of 0 bytes\n");
 }
 
