@@ -1,6 +1,12 @@
 #include "allocation_faults.h"
 
+#include <atomic>
 #include <cstddef>
+
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -11,15 +17,51 @@ struct FaultState {
     std::int64_t allocations;
 };
 
-thread_local FaultState state = {};
+#if defined(_WIN32)
+// A thread_local variable is itself allocated on its first use there, which would come back here.
+constexpr std::size_t kMostThreads = 4096;
+FaultState states[kMostThreads];
+std::atomic<std::size_t> statesUsed{0};
+std::atomic<DWORD> stateSlot{TLS_OUT_OF_INDEXES};
+
+DWORD slotOfStates() {
+    DWORD slot = stateSlot.load();
+    if (slot == TLS_OUT_OF_INDEXES) {
+        const DWORD fresh = TlsAlloc();
+        if (stateSlot.compare_exchange_strong(slot, fresh)) {
+            slot = fresh;
+        } else {
+            TlsFree(fresh);
+        }
+    }
+    return slot;
+}
+
+FaultState& threadState() {
+    const DWORD lastError = GetLastError();  // which the calls below change
+    const DWORD slot = slotOfStates();
+    auto* found = static_cast<FaultState*>(TlsGetValue(slot));
+    if (found == nullptr) {
+        found = &states[statesUsed.fetch_add(1) % kMostThreads];
+        TlsSetValue(slot, found);
+    }
+    SetLastError(lastError);
+    return *found;
+}
+#else
+FaultState& threadState() {
+    thread_local FaultState state = {};
+    return state;
+}
+#endif
 
 bool shallFail() {
-    ++state.allocations;
-    bool fails = state.struck && state.andAllLater;
-    if (state.countdown > 0) {
-        --state.countdown;
-        if (state.countdown == 0) {
-            state.struck = true;
+    ++threadState().allocations;
+    bool fails = threadState().struck && threadState().andAllLater;
+    if (threadState().countdown > 0) {
+        --threadState().countdown;
+        if (threadState().countdown == 0) {
+            threadState().struck = true;
             fails = true;
         }
     }
@@ -49,24 +91,24 @@ void* __wrap_realloc(void* block, std::size_t size) {
 namespace test_support {
 
 AllocationFault::AllocationFault(std::int64_t n, bool andAllLater) {
-    state.countdown = n;
-    state.andAllLater = andAllLater;
-    state.struck = false;
+    threadState().countdown = n;
+    threadState().andAllLater = andAllLater;
+    threadState().struck = false;
 }
 
 AllocationFault::~AllocationFault() {
-    state.countdown = 0;
-    state.andAllLater = false;
-    state.struck = false;
+    threadState().countdown = 0;
+    threadState().andAllLater = false;
+    threadState().struck = false;
 }
 
 bool AllocationFault::hasStruck() const {
-    return state.struck;
+    return threadState().struck;
 }
 
 std::int64_t takeAllocationCount() {
-    const std::int64_t count = state.allocations;
-    state.allocations = 0;
+    const std::int64_t count = threadState().allocations;
+    threadState().allocations = 0;
     return count;
 }
 
