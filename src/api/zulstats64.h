@@ -119,6 +119,8 @@ typedef struct ResultSetToken ResultSetToken;
  * until the next query on the connection, until the connection is closed or, for a copy, until freeResultSet.
  * queryElementRC below 0 says that the gateway could not answer this query element: such a step carries no id, and
  * idLen and idPtr keep what they held before.
+ * Beware of a query element that was answered, but with no ids at all: the walk takes what follows it for one id, whose
+ * length may be any number and whose bytes may lie outside the result set. No genuine id is longer than 65,535 bytes.
  */
 typedef struct IdData {
     char eyecatcher[8];          /* "ZULIDSET", no NUL; set by the step that starts the walk */
@@ -196,7 +198,8 @@ ZULSTATS64_API int32_t openGatewayConnection(int32_t port, GatewayToken** gwTokP
  * STAPI_RC_HOST_UNKNOWN, STAPI_RC_CONNECT_REFUSED, STAPI_RC_CONNECT_TIMEOUT, STAPI_RC_HOST_UNREACHABLE,
  * STAPI_RC_CONNECT_FAILED (the handshake or the authorisation failed, every other connection failure, or another thread
  * closed all connections meanwhile); STAPI_RC_SOCKET_ERROR and STAPI_RC_BAD_EYECATCHER (connected, but the daemon did
- * not tell its protocol version); STAPI_RC_NO_MEMORY; STAPI_RC_GTL_CORRUPT. Any thread.
+ * not tell its protocol version, or another thread closed all connections while it was asked); STAPI_RC_NO_MEMORY;
+ * STAPI_RC_GTL_CORRUPT. Any thread.
  */
 ZULSTATS64_API int32_t openRemoteGatewayConnection(const char* hostname, int32_t port, GatewayToken** gwTokPtr,
                                                    char** protoColVersion);
