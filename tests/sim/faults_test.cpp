@@ -170,10 +170,9 @@ TEST_P(FaultOfAnyExchange, StallNeverAnswersAndKeepsTheConnection) {
     GatewaySim sim(arguments);
     Conversation conversation(sim);
     conversation.client().send(leadTo(GetParam(), conversation));
-    // Time for a wrong answer: the whole life of another connection.
+    // Time for a wrong answer: the way of another connection to the same place.
     Conversation other(sim);
-    other.client().send(hex("00000000"));
-    other.client().receiveToTheEnd();
+    other.client().send(leadTo(GetParam(), other));
     EXPECT_TRUE(conversation.client().hasNothingToRead());
     conversation.client().finishSending();
     EXPECT_EQ(shown(conversation.client().receiveToTheEnd()), "");
