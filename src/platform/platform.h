@@ -72,7 +72,8 @@ SocketResult sendBytes(int32_t socket, const void* data, size_t size);
 SocketResult waitReadable(int32_t socket);
 // One receive call; value is the number of bytes received, 0 at the end of the stream.
 SocketResult receiveBytes(int32_t socket, void* data, size_t size);
-// Cuts a connection off in both directions, so that a thread that waits on it wakes up. The descriptor stays open.
+// Cuts a connection off in both directions, so that a thread that waits on it wakes up and meets the end of the stream.
+// The descriptor stays open.
 void shutdownSocket(int32_t socket);
 // value 0, or -1.
 SocketResult closeSocket(int32_t socket);

@@ -247,6 +247,9 @@ ConnectedPeer::ConnectedPeer(ScriptedPeer::Script script)
 }
 
 ConnectedPeer::~ConnectedPeer() {
+    if (socket_ != peer_sockets::kNone) {
+        peer_sockets::shutDown(socket_);  // ends a script that waits for more
+    }
     peer_.stop();
     peer_.finish();
     if (socket_ != peer_sockets::kNone) {

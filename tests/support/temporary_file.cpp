@@ -4,6 +4,8 @@
 #include <random>
 #include <sstream>
 
+#include "line_ends.h"
+
 namespace test_support {
 
 namespace {
@@ -29,7 +31,7 @@ TemporaryFile::~TemporaryFile() {
 }
 
 std::string TemporaryFile::content() const {
-    return readFile(path_);
+    return withPlainLineEnds(readFile(path_));
 }
 
 std::string readFile(const std::filesystem::path& path) {

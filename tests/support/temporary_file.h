@@ -21,12 +21,14 @@ class TemporaryFile {
     std::string path() const {
         return path_.string();
     }
+    // As text: lines end with LF alone.
     std::string content() const;
 
   private:
     std::filesystem::path path_;
 };
 
+// The file's bytes as they are.
 std::string readFile(const std::filesystem::path& path);
 
 }  // namespace test_support

@@ -10,10 +10,10 @@ using test_support::GatewaySim;
 
 class ManyConnections : public SystemTest {
   protected:
-    static constexpr int kConnections = 40;
+    static constexpr int kConnections = 100;
 };
 
-TEST_F(ManyConnections, FortyOfOneThreadAnswerEachForItself) {
+TEST_F(ManyConnections, AHundredOfOneThreadAnswerEachForItself) {
     const GatewaySim sim;
     std::vector<std::unique_ptr<Connection>> connections;
     for (int index = 0; index < kConnections; ++index) {
@@ -33,7 +33,7 @@ TEST_F(ManyConnections, FortyOfOneThreadAnswerEachForItself) {
     EXPECT_EQ(sim.standardError(), "");
 }
 
-TEST_F(ManyConnections, FortyThreadsEachWithOneAtTheSameTime) {
+TEST_F(ManyConnections, AHundredThreadsEachWithOneAtTheSameTime) {
     const GatewaySim sim({"--frozen-clock", "2024-05-06T07:08:09Z", "--seed", "3"});
     const Connection reference(sim);
     ResultSetToken* result = nullptr;

@@ -21,6 +21,15 @@ void sendFails(ScenarioRun& run) {
     getStatsByStatId(token, "s.a", &result);
 }
 
+// The daemon cuts the connection off in the middle of its answer.
+void replyReset(ScenarioRun& run) {
+    GatewayToken* token = nullptr;
+    char* protocol = nullptr;
+    ResultSetToken* result = nullptr;
+    run.aside([&] { openGatewayConnection(run.daemon({"--fault", "invoke:reset"}).port(), &token, &protocol); });
+    getStatIds(token, &result);
+}
+
 void otherProcess(ScenarioRun& run) {
     const ScenarioConnection connection(run, run.daemon());
     ResultSetToken* ids = nullptr;
@@ -52,6 +61,7 @@ void noDescriptorLeft(ScenarioRun& run) {
 const std::vector<Scenario>& scenariosOfThisSystem() {
     static const std::vector<Scenario> all{
         {"send_fails", sendFails},
+        {"reply_reset", replyReset},
         {"other_process", otherProcess},
         {"no_descriptor_left", noDescriptorLeft},
     };

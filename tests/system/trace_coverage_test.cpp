@@ -78,9 +78,12 @@ bool isLineOf(const test_support::TraceLine& line, const TracePoint& point) {
 
 // Id and text as in the table, and the reason, parted by tabulators; lines that begin with # are remarks.
 std::map<std::string, std::string> unreachedPoints() {
+    std::string text = test_support::readFile(std::string(TEST_DATA_FOLDER) + "/unreached_by_scenarios.txt");
+#if defined(_WIN32)
+    text += test_support::readFile(std::string(TEST_DATA_FOLDER) + "/unreached_on_windows.txt");
+#endif
     std::map<std::string, std::string> reasons;
-    for (const std::string& line : test_support::splitLines(
-             test_support::readFile(std::string(TEST_DATA_FOLDER) + "/unreached_by_scenarios.txt"))) {
+    for (const std::string& line : test_support::splitLines(text)) {
         const std::size_t reasonStart = line.rfind('\t');
         if (!line.empty() && line.front() != '#') {
             reasons[line.substr(0, reasonStart)] = reasonStart == std::string::npos ? "" : line.substr(reasonStart + 1);

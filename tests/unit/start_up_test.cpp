@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "every_export.h"
+#include "line_ends.h"
 #include "run_program.h"
 #include "trace_text.h"
 
@@ -50,7 +51,7 @@ ProbeReport probe(const std::vector<std::string>& arguments) {
     const test_support::ProgramOutcome outcome = test_support::runProgram(START_UP_PROBE, arguments);
     EXPECT_FALSE(outcome.wasKilled);
     EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
-    ProbeReport report = {{}, outcome.standardError};
+    ProbeReport report = {{}, test_support::withPlainLineEnds(outcome.standardError)};
     for (const std::string& line : splitLines(outcome.standardOutput)) {
         std::istringstream fields(line);
         std::string name;

@@ -28,11 +28,7 @@ void TraceTest::setLevelSilently(int32_t level) {
 }
 
 std::string TraceTest::traced() const {
-    std::string text = file_.content();
-    for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", end)) {
-        text.erase(end, 1);
-    }
-    return text;
+    return file_.content();
 }
 
 void TraceTest::resetTrace() {

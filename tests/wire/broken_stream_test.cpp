@@ -22,16 +22,6 @@ test_support::ScriptedPeer::Script answerAndClose(const Bytes& bytes) {
     };
 }
 
-test_support::ScriptedPeer::Script answerAndReset(const Bytes& bytes) {
-    return [bytes](PeerConnection& connection) {
-        connection.expect(someRequest().size());
-        if (!bytes.empty()) {
-            connection.sendPieces({bytes});
-        }
-        connection.reset();
-    };
-}
-
 std::string receiveText(const char* kind, std::int32_t socket, std::int32_t size, const std::string& rest) {
     return std::string(kind) + " stapi_zul_socketcomms.readFromSocket recv(socketDesc=" + std::to_string(socket) +
            ", dataSize=" + std::to_string(size) + ", dataBuf=AAAAAAAAAAAAAAAA) " + rest;
@@ -205,30 +195,14 @@ TEST(BrokenStream, AReplyCodeIsNotLookedAtWhenTheBodyIsMissing) {
 
 // A reset takes the place of the reply; some systems report one that comes between two calls as the end of the stream.
 TEST(BrokenStream, AResetInsteadOfAReplyIsMinus122) {
-    ConnectedPeer peer(answerAndReset({}));
+    ConnectedPeer peer([](PeerConnection& connection) {
+        connection.expect(someRequest().size());
+        connection.reset();
+    });
     Exchange exchange;
     EXPECT_EQ(exchange.run(peer.socket()), -122);
     EXPECT_NE(exchange.reasons.errno_, 0);
     EXPECT_TRUE(exchange.hasUntouchedHeader());
-}
-
-TEST(BrokenStream, AResetInMidHeaderIsMinus122WithTheSocketsError) {
-    const TraceCapture trace(1);
-    ConnectedPeer peer(answerAndReset(hex("47617465 0070")));
-    Exchange exchange;
-    EXPECT_EQ(exchange.run(peer.socket()), -122);
-    EXPECT_GT(exchange.reasons.errno_, 0);
-    EXPECT_EQ(trace.lines(), (std::vector<std::string>{
-                                 "3242 *EXC* stapi_zul_socketcomms.readFromSocket read returned an error code: errno=" +
-                                 std::to_string(exchange.reasons.errno_)}));
-}
-
-TEST(BrokenStream, AResetInMidBodyIsMinus122WithTheSocketsError) {
-    ConnectedPeer peer(answerAndReset(replyHeader("BASE", 0, 100) + hex("01 02 03")));
-    Exchange exchange;
-    EXPECT_EQ(exchange.run(peer.socket()), -122);
-    EXPECT_GT(exchange.reasons.errno_, 0);
-    EXPECT_NE(exchange.data, exchange.request);
 }
 
 TEST(BrokenStream, AReplyOf10000StatisticsCostsFewReceives) {

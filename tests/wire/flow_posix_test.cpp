@@ -1,12 +1,13 @@
-// Exchanges whose system calls fail.
+// Calls that a signal interrupts, and resets.
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <string>
 
+#include "connecting.h"
 #include "exchange.h"
 #include "gateway_peer.h"
-#include "socket_faults_posix.h"
+#include "socket_faults.h"
 #include "trace_capture.h"
 
 namespace wire_test {
@@ -15,18 +16,14 @@ namespace {
 
 using test_support::ConnectedPeer;
 using test_support::PeerConnection;
+using test_support::ScriptedPeer;
 
-TEST(FlowPosix, AFailedWaitGivesItsOwnNegativeValueAndNothingElse) {
-    const TraceCapture trace(4);
-    ConnectedPeer peer([](PeerConnection& connection) { connection.expectEnd(); });
-    Exchange exchange;
-    const SocketFault fault(SocketCall::poll, 1, EINVAL);
-    EXPECT_EQ(exchange.run(peer.socket()), -1);
+TEST(ConnectingPosix, AnInterruptedConnectGoesOn) {
+    ScriptedPeer peer(gatewayScript());
+    const SocketFault fault(SocketCall::wait, 1, EINTR);
+    Connecting connecting;
+    EXPECT_EQ(connecting.run(peer.port()), 0);
     EXPECT_TRUE(fault.hasStruck());
-    EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{0, 0, 0, 0}));
-    EXPECT_EQ(exchange.data, exchange.request);
-    EXPECT_TRUE(exchange.hasUntouchedHeader());
-    EXPECT_EQ(trace.points(), (std::vector<int>{3225, 3226, 3238}));
 }
 
 TEST(FlowPosix, AnInterruptedWaitGoesOn) {
@@ -35,30 +32,37 @@ TEST(FlowPosix, AnInterruptedWaitGoesOn) {
         connection.send(reply("BASE", hex("01")));
     });
     Exchange exchange;
-    const SocketFault fault(SocketCall::poll, 1, EINTR);
+    const SocketFault fault(SocketCall::wait, 1, EINTR);
     EXPECT_EQ(exchange.run(peer.socket()), 0);
     EXPECT_TRUE(fault.hasStruck());
 }
 
-TEST(FlowPosix, AFailedSendKeepsTheSystemsError) {
-    const TraceCapture trace(1);
-    ConnectedPeer peer([](PeerConnection& connection) { connection.expectEnd(); });
-    Exchange exchange;
-    const SocketFault fault(SocketCall::send, 1, EPIPE);
-    EXPECT_EQ(exchange.run(peer.socket()), -1);
-    EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{EPIPE, 0, 0, 0}));
-    EXPECT_EQ(trace.points(), (std::vector<int>{3228, 3229}));
+// A peer that answers with these bytes and resets the connection once they have been received.
+ScriptedPeer::Script answerAndReset(const Bytes& bytes) {
+    return [bytes](PeerConnection& connection) {
+        connection.expect(someRequest().size());
+        connection.sendPieces({bytes});
+        connection.reset();
+    };
 }
 
-TEST(FlowPosix, AResetInMidMessageKeepsTheSystemsError) {
-    ConnectedPeer peer([](PeerConnection& connection) {
-        connection.expect(someRequest().size());
-        connection.sendPieces({replyHeader("BASE", 0, 10) + hex("01 02")});
-        connection.reset();
-    });
+TEST(FlowPosix, AResetInMidHeaderIsMinus122WithTheSystemsError) {
+    const TraceCapture trace(1);
+    ConnectedPeer peer(answerAndReset(hex("47617465 0070")));
     Exchange exchange;
     EXPECT_EQ(exchange.run(peer.socket()), -122);
     EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{ECONNRESET, 0, 0, 0}));
+    EXPECT_EQ(trace.lines(), (std::vector<std::string>{
+                                 "3242 *EXC* stapi_zul_socketcomms.readFromSocket read returned an error code: errno=" +
+                                 std::to_string(ECONNRESET)}));
+}
+
+TEST(FlowPosix, AResetInMidBodyIsMinus122WithTheSystemsError) {
+    ConnectedPeer peer(answerAndReset(replyHeader("BASE", 0, 100) + hex("01 02 03")));
+    Exchange exchange;
+    EXPECT_EQ(exchange.run(peer.socket()), -122);
+    EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{ECONNRESET, 0, 0, 0}));
+    EXPECT_NE(exchange.data, exchange.request);
 }
 
 }  // namespace

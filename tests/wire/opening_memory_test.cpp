@@ -65,9 +65,11 @@ TEST_F(OpeningMemoryOnce, AConnectionCanBeClosedWithoutMemoryForTheCloseRequest)
     ScriptedPeer peer(gatewayScript());
     OpenConnection connection(peer.port());
     ASSERT_EQ(connection.rc, 0);
-    const AllocationFault fault(1, true);
-    EXPECT_EQ(closeGatewayConnection(&connection.token), 0);
-    EXPECT_TRUE(fault.hasStruck());
+    {
+        const AllocationFault fault(1, true);
+        EXPECT_EQ(closeGatewayConnection(&connection.token), 0);
+        EXPECT_TRUE(fault.hasStruck());
+    }
     EXPECT_EQ(peer.finish(), "");
     EXPECT_EQ(peer.requests().size(), 5U);
 }

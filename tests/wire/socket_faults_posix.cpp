@@ -1,4 +1,4 @@
-#include "socket_faults_posix.h"
+#include "socket_faults.h"
 
 #include <fcntl.h>
 #include <netdb.h>
@@ -37,6 +37,8 @@ bool shallFail(SocketCall call) {
 }
 
 }  // namespace
+
+const SocketErrors kSocketErrors = {EMFILE, ENOBUFS, EPERM, EACCES, EINVAL, ENETUNREACH, ECONNREFUSED, EPIPE};
 
 SocketFault::SocketFault(SocketCall call, int n, int error) {
     state = {call, n, error, false};
@@ -95,7 +97,7 @@ int __wrap_fcntl(int descriptor, int command, ...) {
     va_start(arguments, command);
     const long argument = va_arg(arguments, long);
     va_end(arguments);
-    const bool fails = command == F_SETFL && shallFail(SocketCall::fcntlSet);
+    const bool fails = command == F_SETFL && shallFail(SocketCall::setMode);
     return fails ? -1 : __real_fcntl(descriptor, command, argument);
 }
 
@@ -104,7 +106,7 @@ int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length) {
 }
 
 int __wrap_poll(pollfd* descriptors, nfds_t count, int milliseconds) {
-    return shallFail(SocketCall::poll) ? -1 : __real_poll(descriptors, count, milliseconds);
+    return shallFail(SocketCall::wait) ? -1 : __real_poll(descriptors, count, milliseconds);
 }
 
 ssize_t __wrap_send(int descriptor, const void* data, size_t size, int flags) {

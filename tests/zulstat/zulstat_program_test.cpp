@@ -7,6 +7,7 @@
 #include <string>
 
 #include "closed_port.h"
+#include "line_ends.h"
 
 namespace {
 
@@ -14,6 +15,7 @@ using nlohmann::json;
 using test_support::GatewaySim;
 using test_support::OutputTarget;
 using test_support::ProgramOutcome;
+using test_support::withPlainLineEnds;
 using zulstat_test::CatalogueGateway;
 using zulstat_test::ClosedPort;
 using zulstat_test::runZulstat;
@@ -24,14 +26,6 @@ using zulstat_test::zulstatRun;
 
 bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
-}
-
-// Text mode on Windows ends lines in two characters.
-std::string withPlainLineEnds(std::string text) {
-    for (size_t place = text.find("\r\n"); place != std::string::npos; place = text.find("\r\n", place)) {
-        text.erase(place, 1);
-    }
-    return text;
 }
 
 std::string outputOf(const ProgramOutcome& outcome) {

@@ -58,6 +58,11 @@ fd_set setOf(SOCKET socket) {
     return set;
 }
 
+// What a call reports that shutdownSocket woke, or that comes after it.
+bool isCutOff(const SocketResult& result) {
+    return result.value < 0 && (result.error == WSA_OPERATION_ABORTED || result.error == WSAESHUTDOWN);
+}
+
 // Sockets of the library are not inherited by child programs.
 void keepFromChildren(SOCKET socket) {
     SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
@@ -182,15 +187,19 @@ SocketResult sendBytes(int32_t socket, const void* data, size_t size) {
 
 SocketResult waitReadable(int32_t socket) {
     fd_set readable = setOf(nativeSocket(socket));
-    return fromCall(select(0, &readable, nullptr, nullptr, nullptr));
+    const SocketResult selected = fromCall(select(0, &readable, nullptr, nullptr, nullptr));
+    return isCutOff(selected) ? SocketResult{1, 0} : selected;
 }
 
 SocketResult receiveBytes(int32_t socket, void* data, size_t size) {
-    return fromCall(recv(nativeSocket(socket), static_cast<char*>(data), callSize(size), 0));
+    const SocketResult received = fromCall(recv(nativeSocket(socket), static_cast<char*>(data), callSize(size), 0));
+    return isCutOff(received) ? SocketResult{0, 0} : received;
 }
 
 void shutdownSocket(int32_t socket) {
     shutdown(nativeSocket(socket), SD_BOTH);
+    // Calls that begin from here on fail; one that waits already is not always woken by the shutdown.
+    CancelIoEx(reinterpret_cast<HANDLE>(nativeSocket(socket)), nullptr);
 }
 
 SocketResult closeSocket(int32_t socket) {

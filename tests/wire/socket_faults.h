@@ -1,12 +1,26 @@
-// Makes system calls of the calling thread fail.
+// Makes socket calls of the calling thread fail.
 #pragma once
 
 namespace wire_test {
 
-enum class SocketCall { socket, setsockopt, fcntlSet, connect, poll, send };
+// setMode: switching between blocking and non-blocking. wait: the wait for a connect or for something to read.
+enum class SocketCall { socket, setsockopt, setMode, connect, wait, send };
 
-// While it lives, the calling thread's n-th call (from 1) of that kind fails with the error. One at a time in each
-// thread. fcntlSet counts only calls that set the flags of a descriptor.
+// Errors in the system's own numbers.
+struct SocketErrors {
+    int noDescriptors;
+    int noBuffers;
+    int notPermitted;
+    int notAllowed;
+    int invalid;
+    int unreachable;
+    int refused;
+    int cutOff;
+};
+extern const SocketErrors kSocketErrors;
+
+// While it lives, the calling thread's n-th call (from 1) of that kind fails with the error. One at a time in the
+// program.
 class SocketFault {
   public:
     SocketFault(SocketCall call, int n, int error);

@@ -1,10 +1,9 @@
-// Openings that fail by a system call.
-#include <cerrno>
+// Openings that fail by a socket call.
 #include <string>
 
 #include "open_connection.h"
 #include "platform/platform.h"
-#include "socket_faults_posix.h"
+#include "socket_faults.h"
 
 namespace wire_test {
 
@@ -37,19 +36,20 @@ TEST_P(OpeningFault, IsMappedAndTheTokenIsRemoved) {
     EXPECT_EQ(stapi::gtlHead, nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, OpeningFault,
-                         testing::Values(FaultCase{"no socket", SocketCall::socket, 1, EMFILE, -118},
-                                         FaultCase{"no options", SocketCall::setsockopt, 1, ENOBUFS, -118},
-                                         FaultCase{"no non-blocking mode", SocketCall::fcntlSet, 1, EPERM, -118},
-                                         FaultCase{"unreachable", SocketCall::connect, 1, ENETUNREACH, -136},
-                                         FaultCase{"refused", SocketCall::connect, 1, ECONNREFUSED, -135},
-                                         FaultCase{"not allowed", SocketCall::connect, 1, EACCES, -118},
-                                         FaultCase{"no blocking mode", SocketCall::fcntlSet, 2, EPERM, -118},
-                                         FaultCase{"handshake not sent", SocketCall::send, 1, EPIPE, -118},
-                                         FaultCase{"first step not sent", SocketCall::send, 2, EPIPE, -118},
-                                         FaultCase{"second step not sent", SocketCall::send, 3, EPIPE, -118},
-                                         FaultCase{"initialisation not sent", SocketCall::send, 4, EPIPE, -102},
-                                         FaultCase{"version request not sent", SocketCall::send, 5, EPIPE, -102}));
+INSTANTIATE_TEST_SUITE_P(
+    Calls, OpeningFault,
+    testing::Values(FaultCase{"no socket", SocketCall::socket, 1, kSocketErrors.noDescriptors, -118},
+                    FaultCase{"no options", SocketCall::setsockopt, 1, kSocketErrors.noBuffers, -118},
+                    FaultCase{"no non-blocking mode", SocketCall::setMode, 1, kSocketErrors.notPermitted, -118},
+                    FaultCase{"unreachable", SocketCall::connect, 1, kSocketErrors.unreachable, -136},
+                    FaultCase{"refused", SocketCall::connect, 1, kSocketErrors.refused, -135},
+                    FaultCase{"not allowed", SocketCall::connect, 1, kSocketErrors.notAllowed, -118},
+                    FaultCase{"no blocking mode", SocketCall::setMode, 2, kSocketErrors.notPermitted, -118},
+                    FaultCase{"handshake not sent", SocketCall::send, 1, kSocketErrors.cutOff, -118},
+                    FaultCase{"first step not sent", SocketCall::send, 2, kSocketErrors.cutOff, -118},
+                    FaultCase{"second step not sent", SocketCall::send, 3, kSocketErrors.cutOff, -118},
+                    FaultCase{"initialisation not sent", SocketCall::send, 4, kSocketErrors.cutOff, -102},
+                    FaultCase{"version request not sent", SocketCall::send, 5, kSocketErrors.cutOff, -102}));
 
 class OpeningTimeout : public ConnectionTest {};
 
