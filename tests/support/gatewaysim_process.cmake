@@ -1,5 +1,6 @@
 # Target gatewaysim_process: starts and ends gatewaysim for a test program that links it.
 include_guard(GLOBAL)
+include(${CMAKE_CURRENT_LIST_DIR}/peer_sockets.cmake)
 if(WIN32)
     set(child_program gatewaysim_process_windows.cpp)
 else()
@@ -7,9 +8,10 @@ else()
 endif()
 add_library(gatewaysim_process STATIC
     ${CMAKE_CURRENT_LIST_DIR}/gatewaysim_process.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/remote_child.cpp
     ${CMAKE_CURRENT_LIST_DIR}/${child_program})
 target_include_directories(gatewaysim_process PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_compile_definitions(gatewaysim_process PRIVATE GATEWAYSIM_PROGRAM="$<TARGET_FILE:gatewaysim>")
 find_package(Threads REQUIRED)
-target_link_libraries(gatewaysim_process PRIVATE project_warnings PUBLIC Threads::Threads)
+target_link_libraries(gatewaysim_process PRIVATE project_warnings peer_sockets PUBLIC Threads::Threads)
 add_dependencies(gatewaysim_process gatewaysim)

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "gatewaysim_process_child.h"
+#include "remote_child.h"
 
 namespace test_support {
 
@@ -15,6 +16,13 @@ constexpr std::chrono::seconds kAtMost{10};
 std::string programPath() {
     const char* const chosen = std::getenv("GATEWAYSIM_PROGRAM");
     return chosen != nullptr && *chosen != '\0' ? chosen : GATEWAYSIM_PROGRAM;
+}
+
+// On this system, or, for a test program under Wine, on the one outside.
+std::unique_ptr<ChildProgram> start(const std::vector<std::string>& arguments) {
+    const char* const launcherPort = std::getenv("GATEWAYSIM_LAUNCHER_PORT");
+    return launcherPort == nullptr ? startChildProgram(programPath(), arguments)
+                                   : startRemoteChild(std::stoi(launcherPort), arguments);
 }
 
 [[noreturn]] void fail(const std::string& what, const ChildProgram& program) {
@@ -43,7 +51,7 @@ int portIn(const std::string& line) {
 
 GatewaySim::GatewaySim(std::vector<std::string> arguments) {
     arguments.emplace_back("--exit-with-stdin");
-    program_ = std::make_unique<ChildProgram>(programPath(), arguments);
+    program_ = start(arguments);
     const std::optional<std::string> line = program_->firstLine(kAtMost);
     if (!line.has_value()) {
         fail("did not say where it listens", *program_);
@@ -77,9 +85,9 @@ FinishedProgram GatewaySim::waitForEnd() {
 }
 
 FinishedProgram runGatewaySim(const std::vector<std::string>& arguments) {
-    ChildProgram program(programPath(), arguments);
-    program.closeStandardInput();
-    return endOf(program);
+    const std::unique_ptr<ChildProgram> program = start(arguments);
+    program->closeStandardInput();
+    return endOf(*program);
 }
 
 }  // namespace test_support

@@ -17,8 +17,9 @@ struct FinishedProgram {
 
 // A gatewaysim of its own on a free port, ended at the end of the scope and with the test program, however that ends.
 // The program is the one that was built with the test, or the one that the environment variable GATEWAYSIM_PROGRAM
-// names. On Linux it also ends with the thread that started it. Every function here is bounded in time and throws
-// std::runtime_error, with what the program wrote to standard error, where it fails.
+// names; with GATEWAYSIM_LAUNCHER_PORT set, it is a gatewaysim of the system outside Wine that the gatewaysim_launcher
+// behind that port starts. On Linux it also ends with the thread that started it. Every function here is bounded in
+// time and throws std::runtime_error, with what the program wrote to standard error, where it fails.
 class GatewaySim {
   public:
     explicit GatewaySim(std::vector<std::string> arguments = {});

@@ -9,30 +9,28 @@
 
 namespace test_support {
 
-// A child process whose standard streams belong to the test: one definition per system.
+// A child process whose standard streams belong to the test.
 class ChildProgram {
   public:
-    // Throws std::runtime_error.
-    ChildProgram(const std::string& program, const std::vector<std::string>& arguments);
     // Kills it if it still runs.
-    ~ChildProgram();
-    ChildProgram(const ChildProgram&) = delete;
-    ChildProgram& operator=(const ChildProgram&) = delete;
+    virtual ~ChildProgram() = default;
 
-    std::int64_t processId() const;
-
+    virtual std::int64_t processId() const = 0;
     // The first line of standard output, without its end; nothing when the time is over or the output ends before.
-    std::optional<std::string> firstLine(std::chrono::milliseconds atMost);
-    void closeStandardInput();
+    virtual std::optional<std::string> firstLine(std::chrono::milliseconds atMost) = 0;
+    virtual void closeStandardInput() = 0;
     // The exit code; nothing when the time is over.
-    std::optional<int> waitForEnd(std::chrono::milliseconds atMost);
+    virtual std::optional<int> waitForEnd(std::chrono::milliseconds atMost) = 0;
     // All of both streams so far; of standard output what was taken while waiting.
-    std::string standardOutput() const;
-    std::string standardError() const;
-
-  private:
-    struct State;
-    std::unique_ptr<State> state_;
+    virtual std::string standardOutput() const = 0;
+    virtual std::string standardError() const = 0;
 };
+
+// One definition per system. Throws std::runtime_error.
+std::unique_ptr<ChildProgram> startChildProgram(const std::string& program, const std::vector<std::string>& arguments);
+
+// An argument as a program of the machine itself takes it: what names a file under Wine is the file's name outside.
+// One definition per system.
+std::string argumentOutside(const std::string& argument);
 
 }  // namespace test_support

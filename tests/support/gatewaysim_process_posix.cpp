@@ -69,9 +69,7 @@ void makePipe(Descriptor& readEnd, Descriptor& writeEnd) {
     _exit(kCannotExecute);
 }
 
-}  // namespace
-
-struct ChildProgram::State {
+struct State {
     pid_t process = -1;
     Descriptor input;
     Descriptor output;
@@ -109,7 +107,25 @@ struct ChildProgram::State {
     }
 };
 
-ChildProgram::ChildProgram(const std::string& program, const std::vector<std::string>& arguments)
+class LocalChild : public ChildProgram {
+  public:
+    LocalChild(const std::string& program, const std::vector<std::string>& arguments);
+    ~LocalChild() override;
+    LocalChild(const LocalChild&) = delete;
+    LocalChild& operator=(const LocalChild&) = delete;
+
+    std::int64_t processId() const override;
+    std::optional<std::string> firstLine(std::chrono::milliseconds atMost) override;
+    void closeStandardInput() override;
+    std::optional<int> waitForEnd(std::chrono::milliseconds atMost) override;
+    std::string standardOutput() const override;
+    std::string standardError() const override;
+
+  private:
+    std::unique_ptr<State> state_;
+};
+
+LocalChild::LocalChild(const std::string& program, const std::vector<std::string>& arguments)
     : state_(std::make_unique<State>()) {
     if (access(program.c_str(), X_OK) != 0) {
         failWithErrno("cannot execute " + program);
@@ -139,18 +155,18 @@ ChildProgram::ChildProgram(const std::string& program, const std::vector<std::st
     }
 }
 
-ChildProgram::~ChildProgram() {
+LocalChild::~LocalChild() {
     if (!state_->exitCode.has_value()) {
         kill(state_->process, SIGKILL);
         state_->reap();
     }
 }
 
-std::int64_t ChildProgram::processId() const {
+std::int64_t LocalChild::processId() const {
     return state_->process;
 }
 
-std::optional<std::string> ChildProgram::firstLine(std::chrono::milliseconds atMost) {
+std::optional<std::string> LocalChild::firstLine(std::chrono::milliseconds atMost) {
     const auto end = SteadyClock::now() + atMost;
     std::size_t lineEnd = state_->outputSoFar.find('\n');
     while (lineEnd == std::string::npos && !state_->outputEnded && state_->takeOutput(end)) {
@@ -159,11 +175,11 @@ std::optional<std::string> ChildProgram::firstLine(std::chrono::milliseconds atM
     return lineEnd == std::string::npos ? std::nullopt : std::optional(state_->outputSoFar.substr(0, lineEnd));
 }
 
-void ChildProgram::closeStandardInput() {
+void LocalChild::closeStandardInput() {
     state_->input.reset();
 }
 
-std::optional<int> ChildProgram::waitForEnd(std::chrono::milliseconds atMost) {
+std::optional<int> LocalChild::waitForEnd(std::chrono::milliseconds atMost) {
     const auto end = SteadyClock::now() + atMost;
     // The child alone holds the other end of its output, until it ends.
     while (!state_->outputEnded && state_->takeOutput(end)) {
@@ -177,17 +193,27 @@ std::optional<int> ChildProgram::waitForEnd(std::chrono::milliseconds atMost) {
     return state_->exitCode;
 }
 
-std::string ChildProgram::standardOutput() const {
+std::string LocalChild::standardOutput() const {
     return state_->outputSoFar;
 }
 
-std::string ChildProgram::standardError() const {
+std::string LocalChild::standardError() const {
     struct stat status {};
     fstat(state_->errors.get(), &status);
     std::string text(static_cast<std::size_t>(status.st_size), '\0');
     const ssize_t count = pread(state_->errors.get(), text.data(), text.size(), 0);
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return text;
+}
+
+}  // namespace
+
+std::unique_ptr<ChildProgram> startChildProgram(const std::string& program, const std::vector<std::string>& arguments) {
+    return std::make_unique<LocalChild>(program, arguments);
+}
+
+std::string argumentOutside(const std::string& argument) {
+    return argument;
 }
 
 }  // namespace test_support

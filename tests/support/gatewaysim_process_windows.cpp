@@ -2,6 +2,7 @@
 
 #include <array>
 #include <condition_variable>
+#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
@@ -114,9 +115,7 @@ class HandleList {
     std::vector<char> memory_;
 };
 
-}  // namespace
-
-struct ChildProgram::State {
+struct State {
     Handle process;
     Handle job;
     Handle input;
@@ -173,7 +172,25 @@ struct ChildProgram::State {
     }
 };
 
-ChildProgram::ChildProgram(const std::string& program, const std::vector<std::string>& arguments)
+class LocalChild : public ChildProgram {
+  public:
+    LocalChild(const std::string& program, const std::vector<std::string>& arguments);
+    ~LocalChild() override;
+    LocalChild(const LocalChild&) = delete;
+    LocalChild& operator=(const LocalChild&) = delete;
+
+    std::int64_t processId() const override;
+    std::optional<std::string> firstLine(std::chrono::milliseconds atMost) override;
+    void closeStandardInput() override;
+    std::optional<int> waitForEnd(std::chrono::milliseconds atMost) override;
+    std::string standardOutput() const override;
+    std::string standardError() const override;
+
+  private:
+    std::unique_ptr<State> state_;
+};
+
+LocalChild::LocalChild(const std::string& program, const std::vector<std::string>& arguments)
     : state_(std::make_unique<State>()) {
     Handle inputOfChild;
     Handle outputOfChild;
@@ -202,7 +219,7 @@ ChildProgram::ChildProgram(const std::string& program, const std::vector<std::st
     state_->reader = std::thread([state = state_.get()] { state->readOutput(); });
 }
 
-ChildProgram::~ChildProgram() {
+LocalChild::~LocalChild() {
     if (WaitForSingleObject(state_->process.get(), 0) != WAIT_OBJECT_0) {
         TerminateProcess(state_->process.get(), kKilled);
         WaitForSingleObject(state_->process.get(), INFINITE);
@@ -210,11 +227,11 @@ ChildProgram::~ChildProgram() {
     state_->reader.join();
 }
 
-std::int64_t ChildProgram::processId() const {
+std::int64_t LocalChild::processId() const {
     return state_->id;
 }
 
-std::optional<std::string> ChildProgram::firstLine(std::chrono::milliseconds atMost) {
+std::optional<std::string> LocalChild::firstLine(std::chrono::milliseconds atMost) {
     std::unique_lock lock(state_->mutex);
     std::size_t lineEnd = std::string::npos;
     state_->changed.wait_for(lock, atMost, [&] {
@@ -224,11 +241,11 @@ std::optional<std::string> ChildProgram::firstLine(std::chrono::milliseconds atM
     return lineEnd == std::string::npos ? std::nullopt : std::optional(state_->outputSoFar.substr(0, lineEnd));
 }
 
-void ChildProgram::closeStandardInput() {
+void LocalChild::closeStandardInput() {
     state_->input.reset();
 }
 
-std::optional<int> ChildProgram::waitForEnd(std::chrono::milliseconds atMost) {
+std::optional<int> LocalChild::waitForEnd(std::chrono::milliseconds atMost) {
     std::unique_lock lock(state_->mutex);
     if (!state_->changed.wait_for(lock, atMost, [&] { return state_->outputEnded; }) ||
         WaitForSingleObject(state_->process.get(), static_cast<DWORD>(atMost.count())) != WAIT_OBJECT_0) {
@@ -239,12 +256,12 @@ std::optional<int> ChildProgram::waitForEnd(std::chrono::milliseconds atMost) {
     return static_cast<int>(exitCode);
 }
 
-std::string ChildProgram::standardOutput() const {
+std::string LocalChild::standardOutput() const {
     const std::lock_guard lock(state_->mutex);
     return state_->outputSoFar;
 }
 
-std::string ChildProgram::standardError() const {
+std::string LocalChild::standardError() const {
     LARGE_INTEGER size{};
     GetFileSizeEx(state_->errors.get(), &size);
     std::string text(static_cast<std::size_t>(size.QuadPart), '\0');
@@ -253,6 +270,27 @@ std::string ChildProgram::standardError() const {
     ReadFile(state_->errors.get(), text.data(), static_cast<DWORD>(text.size()), &count, &fromTheStart);
     text.resize(count);
     return text;
+}
+
+}  // namespace
+
+std::unique_ptr<ChildProgram> startChildProgram(const std::string& program, const std::vector<std::string>& arguments) {
+    return std::make_unique<LocalChild>(program, arguments);
+}
+
+std::string argumentOutside(const std::string& argument) {
+    using UnixFileName = char*(CDECL*)(const wchar_t*);
+    const FARPROC found = GetProcAddress(GetModuleHandleA("kernel32.dll"), "wine_get_unix_file_name");
+    std::string result = argument;
+    if (found != nullptr && argument.size() > 2 && argument.compare(1, 2, ":\\") == 0) {
+        char* const name =
+            reinterpret_cast<UnixFileName>(reinterpret_cast<void*>(found))(std::filesystem::path(argument).c_str());
+        if (name != nullptr) {
+            result = name;
+            HeapFree(GetProcessHeap(), 0, name);
+        }
+    }
+    return result;
 }
 
 }  // namespace test_support

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -14,6 +13,7 @@
 #include "api/zulstats64.h"
 #include "diag/stapi_zul_diag.h"
 #include "gtl_test_list.h"
+#include "meeting_point.h"
 
 namespace {
 
@@ -31,11 +31,11 @@ class GtlThreads : public unit_test::GtlTest {
     // Runs the same code on several threads, which begin together.
     template <typename Action>
     static void onManyThreads(const Action& action) {
-        std::barrier start(threadCount);
+        test_support::MeetingPoint start(threadCount);
         std::vector<std::thread> threads;
         for (int number = 0; number < threadCount; ++number) {
             threads.emplace_back([&, number] {
-                start.arrive_and_wait();
+                start.arriveAndWait();
                 action(number);
             });
         }
@@ -48,16 +48,16 @@ class GtlThreads : public unit_test::GtlTest {
     template <typename Background, typename Action>
     static void beside(const Background& background, const Action& action) {
         std::atomic<bool> stop = false;
-        std::barrier start(2);
+        test_support::MeetingPoint start(2);
         std::thread thread([&] {
             background();
-            start.arrive_and_wait();
+            start.arriveAndWait();
             for (int round = 0; round < backgroundRounds && !stop; ++round) {
                 background();
                 std::this_thread::yield();
             }
         });
-        start.arrive_and_wait();
+        start.arriveAndWait();
         action();
         stop = true;
         thread.join();

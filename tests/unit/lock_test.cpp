@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <barrier>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "diag/stapi_zul_diag.h"
+#include "meeting_point.h"
 #include "trace_fixture.h"
 #include "trace_text.h"
 
@@ -25,12 +25,12 @@ using LockTest = TraceTest;
 
 template <typename Action>
 void runAtOnce(int threadCount, const Action& action) {
-    std::barrier start(threadCount);
+    test_support::MeetingPoint start(threadCount);
     std::vector<std::thread> threads;
     threads.reserve(static_cast<size_t>(threadCount));
     for (int index = 0; index < threadCount; ++index) {
         threads.emplace_back([&start, &action, index] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             action(index);
         });
     }
@@ -231,17 +231,17 @@ TEST_P(NotInitialisedLock, IsReportedWithoutTakingTheTraceLock) {
     traceToFile(1);
     LockRecord lock = {};
     // Another thread holds the trace lock until the call has come back: a call that took it would never do so.
-    std::barrier held(2);
-    std::barrier done(2);
+    test_support::MeetingPoint held(2);
+    test_support::MeetingPoint done(2);
     std::thread holder([&held, &done] {
         requestLock(&stapi::traceLock);
-        held.arrive_and_wait();
-        done.arrive_and_wait();
+        held.arriveAndWait();
+        done.arriveAndWait();
         releaseLock(&stapi::traceLock);
     });
-    held.arrive_and_wait();
+    held.arriveAndWait();
     EXPECT_EQ(GetParam().call(&lock), -1);
-    done.arrive_and_wait();
+    done.arriveAndWait();
     holder.join();
     setLevelSilently(0);
     EXPECT_EQ(test_support::messagesOfPoint(traced(), GetParam().pointId).size(), 1U);

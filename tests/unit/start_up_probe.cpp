@@ -1,6 +1,5 @@
 // Plays one case of the first call into the library, which happens once in a process, and prints what came of it as
 // lines of "name value" on standard output. The library's own words go to standard error.
-#include <barrier>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
@@ -17,6 +16,7 @@
 #include "every_export.h"
 #include "gateway/stapi_zul_gwytok.h"
 #include "impl/stapi_zul_impl.h"
+#include "meeting_point.h"
 
 namespace {
 
@@ -88,14 +88,14 @@ void traceLockFirst() {
 
 void raceOfFirstCalls() {
     constexpr int kThreads = 8;
-    std::barrier start(kThreads);
+    test_support::MeetingPoint start(kThreads);
     std::vector<int32_t> codes(kThreads, INT32_MIN);
     std::vector<std::thread> threads;
     threads.reserve(kThreads);
     for (int32_t& code : codes) {
         threads.emplace_back([&code, &start] {
             char* version = nullptr;
-            start.arrive_and_wait();
+            start.arriveAndWait();
             code = getStatsAPIVersion(&version);
         });
     }

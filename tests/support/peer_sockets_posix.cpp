@@ -12,7 +12,7 @@
 #include <string>
 #include <system_error>
 
-#include "scripted_peer.h"
+#include "peer_sockets.h"
 
 namespace test_support::peer_sockets {
 
@@ -111,6 +111,10 @@ bool hasConnectEnded(std::int32_t socket, int milliseconds) {
     return isReady(socket, POLLOUT, milliseconds);
 }
 
+bool isReadable(std::int32_t socket, int milliseconds) {
+    return isReady(socket, POLLIN, milliseconds);
+}
+
 void sendAll(std::int32_t socket, const std::uint8_t* data, std::size_t size) {
     std::size_t sent = 0;
     while (sent < size) {
@@ -124,7 +128,7 @@ void sendAll(std::int32_t socket, const std::uint8_t* data, std::size_t size) {
 }
 
 std::size_t receiveSome(std::int32_t socket, std::uint8_t* data, std::size_t size, int milliseconds) {
-    if (!isReady(socket, POLLIN, milliseconds)) {
+    if (!isReadable(socket, milliseconds)) {
         throw std::runtime_error("nothing comes");
     }
     const ssize_t count = recv(socket, data, size, 0);

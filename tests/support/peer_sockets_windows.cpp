@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-#include "scripted_peer.h"
+#include "peer_sockets.h"
 
 namespace test_support::peer_sockets {
 
@@ -62,14 +62,6 @@ timeval timeOf(int milliseconds) {
     return {milliseconds / 1000, milliseconds % 1000 * 1000};
 }
 
-bool isReadable(SOCKET socket, int milliseconds) {
-    fd_set readable;
-    FD_ZERO(&readable);
-    FD_SET(socket, &readable);
-    timeval atMost = timeOf(milliseconds);
-    return select(0, &readable, nullptr, nullptr, &atMost) > 0;
-}
-
 }  // namespace
 
 Listener refuseOnLoopback() {
@@ -92,7 +84,7 @@ Listener listenOnLoopback(int backlog) {
 }
 
 std::int32_t acceptConnection(std::int32_t listener, int milliseconds) {
-    if (!isReadable(handleOf(listener), milliseconds)) {
+    if (!isReadable(listener, milliseconds)) {
         throw std::runtime_error("nobody connects");
     }
     const SOCKET accepted = accept(handleOf(listener), nullptr, nullptr);
@@ -139,6 +131,14 @@ bool hasConnectEnded(std::int32_t socket, int milliseconds) {
     return select(0, nullptr, &writable, &failed, &atMost) > 0;
 }
 
+bool isReadable(std::int32_t socket, int milliseconds) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(handleOf(socket), &readable);
+    timeval atMost = timeOf(milliseconds);
+    return select(0, &readable, nullptr, nullptr, milliseconds < 0 ? nullptr : &atMost) > 0;
+}
+
 void sendAll(std::int32_t socket, const std::uint8_t* data, std::size_t size) {
     std::size_t sent = 0;
     while (sent < size) {
@@ -152,7 +152,7 @@ void sendAll(std::int32_t socket, const std::uint8_t* data, std::size_t size) {
 }
 
 std::size_t receiveSome(std::int32_t socket, std::uint8_t* data, std::size_t size, int milliseconds) {
-    if (!isReadable(handleOf(socket), milliseconds)) {
+    if (!isReadable(socket, milliseconds)) {
         throw std::runtime_error("nothing comes");
     }
     const int count = recv(handleOf(socket), reinterpret_cast<char*>(data), static_cast<int>(size), 0);

@@ -1,0 +1,13 @@
+# Target peer_sockets: sockets on loopback for the tests' own ends of connections.
+include_guard(GLOBAL)
+if(WIN32)
+    set(peer_sockets_of_this_system peer_sockets_windows.cpp)
+else()
+    set(peer_sockets_of_this_system peer_sockets_posix.cpp)
+endif()
+add_library(peer_sockets STATIC ${CMAKE_CURRENT_LIST_DIR}/${peer_sockets_of_this_system})
+target_include_directories(peer_sockets PUBLIC ${CMAKE_CURRENT_LIST_DIR})
+target_link_libraries(peer_sockets PRIVATE project_warnings)
+if(WIN32)
+    target_link_libraries(peer_sockets PUBLIC ws2_32)
+endif()
