@@ -215,6 +215,15 @@ Accepted acceptOne(NativeSocket listener) {
 
 namespace {
 
+void readToTheEnd(HANDLE input, StopSignal& stop) {
+    std::array<char, 256> ignored{};
+    DWORD count = 0;
+    while (!stop.isRaised() &&
+           ReadFile(input, ignored.data(), static_cast<DWORD>(ignored.size()), &count, nullptr) != 0 && count > 0) {
+    }
+    stop.raise();
+}
+
 // Waiting on a pipe's handle says nothing about its content, so a pipe is looked at again and again.
 void watchPipe(HANDLE input, StopSignal& stop) {
     std::array<char, 256> ignored{};
@@ -222,6 +231,9 @@ void watchPipe(HANDLE input, StopSignal& stop) {
            native::Waited::timedOut) {
         DWORD available = 0;
         if (PeekNamedPipe(input, nullptr, 0, nullptr, &available, nullptr) == 0) {
+            if (GetLastError() != ERROR_BROKEN_PIPE) {
+                readToTheEnd(input, stop);  // not a pipe of this system: under Wine, one that comes from outside
+            }
             stop.raise();
         } else if (available > 0) {
             DWORD count = 0;
@@ -242,15 +254,6 @@ void watchConsole(HANDLE input, StopSignal& stop) {
             ReadConsoleInputA(input, ignored.data(), static_cast<DWORD>(ignored.size()), &count);
         }
     }
-}
-
-void readToTheEnd(HANDLE input, StopSignal& stop) {
-    std::array<char, 256> ignored{};
-    DWORD count = 0;
-    while (!stop.isRaised() &&
-           ReadFile(input, ignored.data(), static_cast<DWORD>(ignored.size()), &count, nullptr) != 0 && count > 0) {
-    }
-    stop.raise();
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ enum class OutputTarget {
 };
 
 struct ProgramRun {
-    std::vector<std::string> arguments;
+    std::vector<std::string> arguments;  // in UTF-8
     // Changes to this process's environment; no value takes the variable away.
     std::vector<std::pair<std::string, std::optional<std::string>>> environment;
     OutputTarget output = OutputTarget::Captured;

@@ -147,6 +147,14 @@ std::string makeEnvironment(const ProgramRun& run) {
     return joined + '\0';
 }
 
+std::wstring fromUtf8(const std::string& text) {
+    std::wstring wide(text.size(), L'\0');
+    const int length = static_cast<int>(text.size());
+    const int count = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, wide.data(), length);
+    wide.resize(static_cast<size_t>(count));
+    return wide;
+}
+
 // The handles that a child inherits, and no others: a pipe end in a second child would keep the first one's pipe open.
 class InheritedHandles {
   public:
@@ -178,18 +186,19 @@ class InheritedHandles {
 Handle startChild(const std::string& program, const ProgramRun& run, const HANDLE input, const HANDLE output,
                   const HANDLE error) {
     InheritedHandles inherited({input, output, error});
-    STARTUPINFOEXA startup{};
+    STARTUPINFOEXW startup{};
     startup.StartupInfo.cb = sizeof startup;
     startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
     startup.StartupInfo.hStdInput = input;
     startup.StartupInfo.hStdOutput = output;
     startup.StartupInfo.hStdError = error;
     startup.lpAttributeList = inherited.list();
-    std::string commandLine = makeCommandLine(program, run);
+    std::wstring commandLine = fromUtf8(makeCommandLine(program, run));
     std::string environment = makeEnvironment(run);
     PROCESS_INFORMATION process{};
-    if (CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
-                       environment.data(), nullptr, &startup.StartupInfo, &process) == 0) {
+    if (CreateProcessW(fromUtf8(program).c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                       EXTENDED_STARTUPINFO_PRESENT, environment.data(), nullptr, &startup.StartupInfo,
+                       &process) == 0) {
         failWith("run " + program);
     }
     CloseHandle(process.hThread);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -205,6 +206,16 @@ TEST_F(SmallGateway, WritesTheTraceToAFile) {
     const ProgramOutcome outcome = ask({"groups", "--trace-level", "3", "--trace-file", trace.path()});
     expectSuccess(outcome, "RESOURCE GROUP\nalpha\nempty\nbeta\n");
     EXPECT_TRUE(contains(trace.content(), "API.getResourceGroupIds(")) << trace.content();
+}
+
+TEST_F(SmallGateway, WritesTheTraceToAFileWithALetterBeyondAscii) {
+    const TemporaryFile folder;
+    std::filesystem::path name = folder.path();
+    name += std::filesystem::path(u8"-\u00e9");
+    const ProgramOutcome outcome = ask({"groups", "--trace-level", "3", "--trace-file", name.string()});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    EXPECT_TRUE(std::filesystem::exists(name));
+    std::filesystem::remove(name);
 }
 
 TEST_F(SmallGateway, WritesTheTraceToStandardError) {

@@ -3,6 +3,7 @@
 #ifndef ZULSTAT_CONSOLE_H
 #define ZULSTAT_CONSOLE_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,10 @@ void prepareConsole();
 
 // In UTF-8, without the program's name.
 std::vector<std::string> programArguments(int argc, char** argv);
+
+// A file's name from the arguments as the library takes it, in the system's own character set. Nothing when that lacks
+// one of the name's characters.
+std::optional<std::string> fileNameForLibrary(const std::string& name);
 
 // On a terminal that shows colours, unless the environment variable NO_COLOR is set to anything.
 bool standardOutputTakesColour();

@@ -32,6 +32,10 @@ std::vector<std::string> programArguments(const int argc, char** const argv) {
     return argc < 2 ? std::vector<std::string>() : std::vector<std::string>(argv + 1, argv + argc);
 }
 
+std::optional<std::string> fileNameForLibrary(const std::string& name) {
+    return name;
+}
+
 bool standardOutputIsColourTerminal() {
     const char* const terminal = std::getenv("TERM");
     const bool showsColours = terminal != nullptr && std::strcmp(terminal, "dumb") != 0 && *terminal != '\0';

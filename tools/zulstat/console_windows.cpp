@@ -30,6 +30,14 @@ std::string toUtf8(const wchar_t* const text) {
     return converted;
 }
 
+std::wstring fromUtf8(const std::string& text) {
+    const int length = static_cast<int>(text.size());
+    std::wstring converted(text.size(), L'\0');
+    const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, converted.data(), length);
+    converted.resize(static_cast<size_t>(size));
+    return converted;
+}
+
 }  // namespace
 
 void prepareConsole() {
@@ -48,6 +56,20 @@ std::vector<std::string> programArguments(const int argc, char** const argv) {
     }
     LocalFree(wide);
     return arguments;
+}
+
+std::optional<std::string> fileNameForLibrary(const std::string& name) {
+    constexpr size_t mostBytesOfACharacter = 4;
+    const std::wstring wide = fromUtf8(name);
+    std::string converted(wide.size() * mostBytesOfACharacter, '\0');
+    // The code page for UTF-8 has every character, and takes no question about lacking ones.
+    BOOL lacksCharacter = FALSE;
+    const bool isUtf8 = GetACP() == CP_UTF8;
+    const int size = WideCharToMultiByte(
+        CP_ACP, isUtf8 ? 0 : WC_NO_BEST_FIT_CHARS, wide.data(), static_cast<int>(wide.size()), converted.data(),
+        static_cast<int>(converted.size()), nullptr, isUtf8 ? nullptr : &lacksCharacter);
+    converted.resize(static_cast<size_t>(size));
+    return lacksCharacter ? std::nullopt : std::optional(converted);
 }
 
 bool standardOutputIsColourTerminal() {

@@ -58,7 +58,8 @@ bool startTrace(const CommandLine& commandLine) {
     std::string action;
     if (commandLine.traceFile) {
         action = "trace to " + quoteText(*commandLine.traceFile);
-        code = setAPITraceFile(commandLine.traceFile->c_str());
+        const std::optional<std::string> name = fileNameForLibrary(*commandLine.traceFile);
+        code = name ? setAPITraceFile(name->c_str()) : STAPI_RC_TRACE_FILE_FAILED;
     }
     if (code == STAPI_RC_OK && commandLine.traceLevel) {
         action = "set the trace level";
