@@ -47,12 +47,7 @@ bool readText(ResultSetReader* reader, uint32_t length, const char** text) {
 }
 
 bool readLengthAndText(ResultSetReader* reader, uint32_t* length, const char** text) {
-    const size_t before = reader->position;
-    const bool there = readWord(reader, length) && readText(reader, *length, text);
-    if (!there) {
-        reader->position = before;
-    }
-    return there;
+    return readWord(reader, length) && readText(reader, *length, text);
 }
 
 }  // namespace stapi

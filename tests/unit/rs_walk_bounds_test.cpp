@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
@@ -233,6 +234,60 @@ TYPED_TEST(RsWalkBounds, AnyMixtureOfCallsOnDamagedBuffersStaysInside) {
         }
         EXPECT_TRUE(held.bufferIsUnchanged());
     }
+}
+
+// The terminator's number is also a length: in a buffer larger than that, what follows could be taken for a text.
+template <typename Kind>
+class RsHugeBuffer : public unit_test::TracedTest {
+  protected:
+    static constexpr std::size_t capacity = unit_test::endMark + std::size_t{4096};
+
+    explicit RsHugeBuffer() : block_(static_cast<char*>(std::calloc(capacity + unit_test::slackBehindCapacity, 1))) {}
+    ~RsHugeBuffer() override {
+        std::free(block_);
+    }
+
+    // What two steps over these bytes return, the first one by the function given.
+    std::vector<std::int32_t> steps(const SetBytes& set,
+                                    std::int32_t (*first)(ResultSetToken*, typename Kind::Record*)) {
+        std::memcpy(block_, set.bytes().data(), set.size());
+        ResultSetToken token = {};
+        token.owner = unit_test::userOwner;
+        token.resultSetBuf = block_;
+        token.resultSetBufLen = static_cast<std::int32_t>(capacity);
+        token.dataCursor = block_;
+        auto record = unit_test::unusedRecord<typename Kind::Record>();
+        const std::int32_t firstRc = first(&token, &record);
+        return {firstRc, Kind::next(&token, &record)};
+    }
+
+  private:
+    char* const block_;
+};
+
+TYPED_TEST_SUITE(RsHugeBuffer, unit_test::WalkKinds, unit_test::WalkKindName);
+
+TYPED_TEST(RsHugeBuffer, OfAnEmptySetIsAtItsEndAtOnce) {
+    SetBytes withoutCount;
+    withoutCount.raw(TypeParam::eyecatcher).end();
+    EXPECT_EQ(this->steps(withoutCount, &TypeParam::first).front(), STAPI_RC_END_OF_DATA);
+    EXPECT_EQ(this->steps(SetBytes(TypeParam::eyecatcher, 1).end(), &TypeParam::next).front(), STAPI_RC_END_OF_DATA);
+}
+
+TYPED_TEST(RsHugeBuffer, EndsWhereATerminatorStandsInThePlaceOfABlock) {
+    SetBytes set(TypeParam::eyecatcher, 2);
+    TypeParam::addEntry(set.block("Q", 0, 1), "one");
+    const std::vector<std::int32_t> endedAfterOne = {STAPI_RC_OK, STAPI_RC_END_OF_DATA};
+    EXPECT_EQ(this->steps(set.end(), &TypeParam::first), endedAfterOne);
+    EXPECT_EQ(this->steps(set, &TypeParam::next), endedAfterOne);
+}
+
+TYPED_TEST(RsHugeBuffer, EndsWhereATerminatorStandsInThePlaceOfAnEntry) {
+    SetBytes set(TypeParam::eyecatcher, 1);
+    TypeParam::addEntry(set.block("Q", 0, 2), "one");
+    const std::vector<std::int32_t> endedAfterOne = {STAPI_RC_OK, STAPI_RC_END_OF_DATA};
+    EXPECT_EQ(this->steps(set.end(), &TypeParam::first), endedAfterOne);
+    EXPECT_EQ(this->steps(set, &TypeParam::next), endedAfterOne);
 }
 
 }  // namespace

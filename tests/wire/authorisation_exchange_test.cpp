@@ -69,6 +69,14 @@ TEST(AuthorisationExchange, ASecondStepAnsweredAsSuchStoresTheResultByteForByte)
     EXPECT_EQ(step.record.step, 1U);
 }
 
+TEST(AuthorisationExchange, ASecondStepSendsCredentialQualifierAndTheWordBehindThem) {
+    Step step(1);
+    std::memset(step.record.extraWord, 0xE0, sizeof step.record.extraWord);
+    EXPECT_EQ(step.run(reply("Auth", hex("00000001 00000000 0102030405060708"))), 0);
+    const Bytes body(step.request.end() - 20, step.request.end());
+    EXPECT_EQ(body, hex("00000001 C0C0C0C0C0C0C0C0 D0D0D0D0 E0E0E0E0"));
+}
+
 class Refusal : public testing::TestWithParam<std::int32_t> {};
 
 TEST_P(Refusal, InAReplyOfStepZeroIsMinus2AndNamesTheFirstStep) {

@@ -36,6 +36,18 @@ TEST(FlowFaults, AFailedSendKeepsTheSystemsError) {
     EXPECT_EQ(trace.points(), (std::vector<int>{3228, 3229}));
 }
 
+TEST(FlowFaults, ARequestOfWhichOneByteIsTakenCountsAsSent) {
+    const TraceCapture trace(1);
+    ConnectedPeer peer([](PeerConnection& connection) {
+        connection.expect(1);
+        connection.send(reply("BASE", hex("01")));
+    });
+    Exchange exchange;
+    const ShortSends shortSends;
+    EXPECT_EQ(exchange.run(peer.socket()), 0);
+    EXPECT_EQ(trace.points(), std::vector<int>{});
+}
+
 }  // namespace
 
 }  // namespace wire_test

@@ -29,6 +29,17 @@ TEST(Flow, SendsTheRequestAsItStands) {
     EXPECT_EQ(peer.requests()[0], someRequest());
 }
 
+TEST(Flow, SendsARequestOfOneByte) {
+    const Bytes request = hex("A7");
+    ConnectedPeer peer([&request](PeerConnection& connection) {
+        connection.expect(request.size());
+        connection.send(reply("BASE", {}));
+    });
+    Exchange exchange(request);
+    EXPECT_EQ(exchange.run(peer.socket()), 0);
+    EXPECT_EQ(peer.requests(), std::vector<Bytes>{request});
+}
+
 TEST(Flow, PutsTheReplyBodyInThePlaceOfTheRequest) {
     ConnectedPeer peer(answer(reply("BASE", hex("01 02 03"))));
     Exchange exchange;

@@ -40,6 +40,14 @@ TEST_P(VersionLength, IsStoredWithATerminatorInAnAreaLargeEnough) {
 
 INSTANTIATE_TEST_SUITE_P(Lengths, VersionLength, testing::Values(0U, 1U, 3U, 62U, 63U, 64U, 65U, 1000U, 65535U));
 
+TEST(ProtocolVersion, ThatJustFitsIsStoredInTheAreaThatIsThere) {
+    VersionToken token(-1);
+    const char* const area = token.token.protocolVersion;
+    stapi::ReasonsBlock reasons = {};
+    EXPECT_EQ(askFor(versionReply(std::string(63, 'v')), &token.token, &reasons), 0);
+    EXPECT_EQ(token.token.protocolVersion, area);
+}
+
 TEST(ProtocolVersion, AnEmptyVersionIsAnEmptyString) {
     VersionToken token(-1);
     token.token.protocolVersion[0] = 'x';

@@ -296,7 +296,7 @@ TEST_P(ImpossibleDoubling, IsAFailedGrowth) {
     EXPECT_EQ(capacity, GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(Capacities, ImpossibleDoubling, testing::Values(0x40000000, 0x40000001, 0x7FFFFFFF));
+INSTANTIATE_TEST_SUITE_P(Capacities, ImpossibleDoubling, testing::Values(0, -1, 0x40000000, 0x40000001, 0x7FFFFFFF));
 
 TEST(ReallocResultsSetBuffer, FailsByMemoryAtTheLargestCapacityThatCanBeDoubled) {
     ResultBuffer result(16);

@@ -31,6 +31,15 @@ class SocketFault {
     bool hasStruck() const;
 };
 
+// While it lives, the calling thread's sends each take one byte only.
+class ShortSends {
+  public:
+    ShortSends();
+    ~ShortSends();
+    ShortSends(const ShortSends&) = delete;
+    ShortSends& operator=(const ShortSends&) = delete;
+};
+
 // While it lives, the calling thread's host look-ups give the host's first address twice: first with the port asked
 // for, then with this one.
 class SecondAddress {

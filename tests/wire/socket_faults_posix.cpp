@@ -22,6 +22,7 @@ struct FaultState {
 
 thread_local FaultState state = {};
 thread_local int secondPort = 0;
+thread_local bool sendsAreShort = false;
 
 bool shallFail(SocketCall call) {
     bool fails = false;
@@ -52,6 +53,14 @@ bool SocketFault::hasStruck() const {
     return state.struck;
 }
 
+ShortSends::ShortSends() {
+    sendsAreShort = true;
+}
+
+ShortSends::~ShortSends() {
+    sendsAreShort = false;
+}
+
 SecondAddress::SecondAddress(int port) {
     secondPort = port;
 }
@@ -63,6 +72,7 @@ SecondAddress::~SecondAddress() {
 }  // namespace wire_test
 
 using wire_test::secondPort;
+using wire_test::sendsAreShort;
 using wire_test::shallFail;
 using wire_test::SocketCall;
 
@@ -110,7 +120,7 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int milliseconds) {
 }
 
 ssize_t __wrap_send(int descriptor, const void* data, size_t size, int flags) {
-    return shallFail(SocketCall::send) ? -1 : __real_send(descriptor, data, size, flags);
+    return shallFail(SocketCall::send) ? -1 : __real_send(descriptor, data, sendsAreShort ? 1 : size, flags);
 }
 
 int __real_getaddrinfo(const char* host, const char* port, const addrinfo* hints, addrinfo** result);

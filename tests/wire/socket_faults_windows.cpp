@@ -25,6 +25,7 @@ struct FaultState {
 FaultState state = {};
 volatile DWORD secondPortThread = 0;
 int secondPort = 0;
+volatile DWORD shortSendsThread = 0;
 
 bool shallFail(SocketCall call) {
     bool fails = false;
@@ -56,6 +57,14 @@ bool SocketFault::hasStruck() const {
     return state.struck;
 }
 
+ShortSends::ShortSends() {
+    shortSendsThread = GetCurrentThreadId();
+}
+
+ShortSends::~ShortSends() {
+    shortSendsThread = 0;
+}
+
 SecondAddress::SecondAddress(int port) {
     secondPort = port;
     secondPortThread = GetCurrentThreadId();
@@ -70,6 +79,7 @@ SecondAddress::~SecondAddress() {
 using wire_test::secondPort;
 using wire_test::secondPortThread;
 using wire_test::shallFail;
+using wire_test::shortSendsThread;
 using wire_test::SocketCall;
 
 // The entries of the import table: those that the program uses, and the true ones. Their names are the linker's.
@@ -109,7 +119,8 @@ static int WSAAPI selectOrFault(int count, fd_set* readable, fd_set* writable, f
 }
 
 static int WSAAPI sendOrFault(SOCKET socket, const char* data, int size, int flags) {
-    return shallFail(SocketCall::send) ? SOCKET_ERROR : __real___imp_send(socket, data, size, flags);
+    const int taken = shortSendsThread == GetCurrentThreadId() ? 1 : size;
+    return shallFail(SocketCall::send) ? SOCKET_ERROR : __real___imp_send(socket, data, taken, flags);
 }
 
 static int WSAAPI getaddrinfoAndMore(const char* host, const char* port, const addrinfo* hints, addrinfo** result) {

@@ -101,6 +101,12 @@ TEST(SplitValue, AValueOneByteLongerThanItsBlockIsSplit) {
                                         "bytes "}));
 }
 
+TEST(SplitValue, TheLastByteMayComeInALongBlock) {
+    EXPECT_EQ(
+        parsed(oneResponse(2).firstBlock("ID", 5, 2 + 4 + 4, "1234").longBlock("5").endOfStat().shortStat("b", "2")),
+        oneElement(2).text("ID").text("12345").text("b").text("2").terminated());
+}
+
 TEST(SplitValue, AFirstBlockWithNothingOfTheValueIsAllowed) {
     EXPECT_EQ(parsed(oneResponse(2).firstBlock("ID", 3, 2 + 4, "").longBlock("123").endOfStat().shortStat("b", "2")),
               oneElement(2).text("ID").text("123").text("b").text("2").terminated());
