@@ -108,6 +108,28 @@ void raceOfFirstCalls() {
     reportVersionCall("afterwards");
 }
 
+// Two first calls of which the second overtakes the first: that one has seen that nothing is set up yet, and is then
+// held at the trace lock, which the second one's thread owns.
+void overtakenFirstCall() {
+    stapi::initializeLock(&stapi::traceLock);
+    stapi::requestLock(&stapi::traceLock);
+    report("level.before", stapi::traceLevel.load());
+    int32_t overtaken = INT32_MIN;
+    std::thread first([&overtaken] {
+        char* version = nullptr;
+        overtaken = getStatsAPIVersion(&version);
+    });
+    while (stapi::traceLevel.load() != 1) {
+        std::this_thread::yield();
+    }
+    reportVersionCall("overtaking");
+    reportLevel("overtaking.level");
+    stapi::releaseLock(&stapi::traceLock);
+    first.join();
+    report("overtaken", overtaken);
+    reportVersionCall("afterwards");
+}
+
 void dumpAsFirstTraceLine() {
     int32_t level = 0;
     report("first", getAPITraceLevel(&level));
@@ -136,6 +158,13 @@ void directStartUp() {
     report("list.again", stapi::initGTL());
 }
 
+void tracedListSetUp() {
+    stapi::stapiInit();
+    stapi::traceLevel.store(3);
+    report("list.again", stapi::initGTL());
+    stapi::traceLevel.store(0);
+}
+
 void exportFirst(const std::string& name) {
     for (const ExportCall& each : everyExport()) {
         if (each.name == name) {
@@ -153,9 +182,11 @@ const std::map<std::string, std::function<void()>>& cases() {
         {"every-export-with-list-lock-first", everyExportWithListLockFirst},
         {"trace-lock-first", traceLockFirst},
         {"race-of-first-calls", raceOfFirstCalls},
+        {"overtaken-first-call", overtakenFirstCall},
         {"dump-as-first-trace-line", dumpAsFirstTraceLine},
         {"trace-lock-before-start-up", traceLockBeforeStartUp},
         {"direct-start-up", directStartUp},
+        {"traced-list-set-up", tracedListSetUp},
     };
     return table;
 }

@@ -88,6 +88,14 @@ TEST(StartUp, RepeatedSetUpOfTheTraceGivesZeroAndOfTheListOne) {
     EXPECT_EQ(report.of("list.again"), 1);
 }
 
+TEST(StartUp, TracesTheSetUpOfTheListWhenTheLevelAllows) {
+    const ProbeReport report = probe({"traced-list-set-up"});
+    EXPECT_EQ(test_support::messagesOfPoint(report.standardError, 2030),
+              std::vector<std::string>{"stapi_zul_gwytok.initGTL()"});
+    EXPECT_EQ(test_support::messagesOfPoint(report.standardError, 2031),
+              std::vector<std::string>{"stapi_zul_gwytok.initGTL() initLockRc=1, rc=0"});
+}
+
 TEST(StartUp, WithoutMemoryForTheTraceFailsAndLeavesTheLevelAtOne) {
     const ProbeReport report = probe({"no-memory-then-success"});
     EXPECT_EQ(report.of("first.struck"), 1);
@@ -201,6 +209,15 @@ TEST(StartUp, TraceLockThatIsNotSetUpYetIsReportedOnStandardError) {
 }
 
 // Several rounds, because each has only one moment in which the threads can meet.
+TEST(StartUp, AFirstCallThatAnotherThreadsOvertakesGivesOneAndTheLibraryIsUsable) {
+    const ProbeReport report = probe({"overtaken-first-call"});
+    EXPECT_EQ(report.of("level.before"), 0);
+    EXPECT_EQ(report.of("overtaking"), 0);
+    EXPECT_EQ(report.of("overtaking.level"), 0);
+    EXPECT_EQ(report.of("overtaken"), 1);
+    EXPECT_EQ(report.of("afterwards"), 0);
+}
+
 class StartUpRace : public testing::TestWithParam<int> {};
 
 TEST_P(StartUpRace, OfEightFirstCallsGivesZeroOrOneAndLeavesTheLibraryUsable) {
