@@ -53,9 +53,9 @@ void serve(std::int32_t socket) {
         for (std::string& argument : arguments) {
             argument = receiveText(socket);
         }
-        const std::unique_ptr<ChildProgram> child = test_support::startChildProgram(GATEWAYSIM_PROGRAM, arguments);
+        test_support::LocalChild child(GATEWAYSIM_PROGRAM, arguments);
         while (peer_sockets::isReadable(socket, kForever) && peer_sockets::bytesWaiting(socket) > 0) {
-            sendText(socket, answerTo(receiveText(socket), *child));
+            sendText(socket, answerTo(receiveText(socket), child));
         }
     } catch (const std::exception& exception) {
         std::cerr << "gatewaysim_launcher: " << exception.what() << std::endl;

@@ -21,8 +21,8 @@ std::string programPath() {
 // On this system, or, for a test program under Wine, on the one outside.
 std::unique_ptr<ChildProgram> start(const std::vector<std::string>& arguments) {
     const char* const launcherPort = std::getenv("GATEWAYSIM_LAUNCHER_PORT");
-    return launcherPort == nullptr ? startChildProgram(programPath(), arguments)
-                                   : startRemoteChild(std::stoi(launcherPort), arguments);
+    return launcherPort != nullptr ? startRemoteChild(std::stoi(launcherPort), arguments)
+                                   : std::make_unique<LocalChild>(programPath(), arguments);
 }
 
 [[noreturn]] void fail(const std::string& what, const ChildProgram& program) {

@@ -26,8 +26,26 @@ class ChildProgram {
     virtual std::string standardError() const = 0;
 };
 
-// One definition per system. Throws std::runtime_error.
-std::unique_ptr<ChildProgram> startChildProgram(const std::string& program, const std::vector<std::string>& arguments);
+// A child of this very process: one definition per system.
+class LocalChild : public ChildProgram {
+  public:
+    // Throws std::runtime_error.
+    LocalChild(const std::string& program, const std::vector<std::string>& arguments);
+    ~LocalChild() override;
+    LocalChild(const LocalChild&) = delete;
+    LocalChild& operator=(const LocalChild&) = delete;
+
+    std::int64_t processId() const override;
+    std::optional<std::string> firstLine(std::chrono::milliseconds atMost) override;
+    void closeStandardInput() override;
+    std::optional<int> waitForEnd(std::chrono::milliseconds atMost) override;
+    std::string standardOutput() const override;
+    std::string standardError() const override;
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 // An argument as a program of the machine itself takes it: what names a file under Wine is the file's name outside.
 // One definition per system.

@@ -69,7 +69,9 @@ void makePipe(Descriptor& readEnd, Descriptor& writeEnd) {
     _exit(kCannotExecute);
 }
 
-struct State {
+}  // namespace
+
+struct LocalChild::State {
     pid_t process = -1;
     Descriptor input;
     Descriptor output;
@@ -105,24 +107,6 @@ struct State {
         }
         exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
-};
-
-class LocalChild : public ChildProgram {
-  public:
-    LocalChild(const std::string& program, const std::vector<std::string>& arguments);
-    ~LocalChild() override;
-    LocalChild(const LocalChild&) = delete;
-    LocalChild& operator=(const LocalChild&) = delete;
-
-    std::int64_t processId() const override;
-    std::optional<std::string> firstLine(std::chrono::milliseconds atMost) override;
-    void closeStandardInput() override;
-    std::optional<int> waitForEnd(std::chrono::milliseconds atMost) override;
-    std::string standardOutput() const override;
-    std::string standardError() const override;
-
-  private:
-    std::unique_ptr<State> state_;
 };
 
 LocalChild::LocalChild(const std::string& program, const std::vector<std::string>& arguments)
@@ -204,12 +188,6 @@ std::string LocalChild::standardError() const {
     const ssize_t count = pread(state_->errors.get(), text.data(), text.size(), 0);
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return text;
-}
-
-}  // namespace
-
-std::unique_ptr<ChildProgram> startChildProgram(const std::string& program, const std::vector<std::string>& arguments) {
-    return std::make_unique<LocalChild>(program, arguments);
 }
 
 std::string argumentOutside(const std::string& argument) {

@@ -115,7 +115,9 @@ class HandleList {
     std::vector<char> memory_;
 };
 
-struct State {
+}  // namespace
+
+struct LocalChild::State {
     Handle process;
     Handle job;
     Handle input;
@@ -170,24 +172,6 @@ struct State {
         ResumeThread(started.hThread);
         CloseHandle(started.hThread);
     }
-};
-
-class LocalChild : public ChildProgram {
-  public:
-    LocalChild(const std::string& program, const std::vector<std::string>& arguments);
-    ~LocalChild() override;
-    LocalChild(const LocalChild&) = delete;
-    LocalChild& operator=(const LocalChild&) = delete;
-
-    std::int64_t processId() const override;
-    std::optional<std::string> firstLine(std::chrono::milliseconds atMost) override;
-    void closeStandardInput() override;
-    std::optional<int> waitForEnd(std::chrono::milliseconds atMost) override;
-    std::string standardOutput() const override;
-    std::string standardError() const override;
-
-  private:
-    std::unique_ptr<State> state_;
 };
 
 LocalChild::LocalChild(const std::string& program, const std::vector<std::string>& arguments)
@@ -270,12 +254,6 @@ std::string LocalChild::standardError() const {
     ReadFile(state_->errors.get(), text.data(), static_cast<DWORD>(text.size()), &count, &fromTheStart);
     text.resize(count);
     return text;
-}
-
-}  // namespace
-
-std::unique_ptr<ChildProgram> startChildProgram(const std::string& program, const std::vector<std::string>& arguments) {
-    return std::make_unique<LocalChild>(program, arguments);
 }
 
 std::string argumentOutside(const std::string& argument) {
