@@ -1,5 +1,6 @@
 #include "gateway/stapi_zul_gwytok.h"
 
+#include <cstddef>
 #include <cstring>
 
 #include "comms/stapi_zul_socketcomms.h"
@@ -17,6 +18,10 @@ GatewayToken* gtlTail = nullptr;
 LockRecord gtlLock = {};
 
 namespace {
+
+// The trace tells the size of the record proper, as it tells the capacity of a result-set buffer without its slack.
+constexpr auto kTracedTokenSize = static_cast<int32_t>(offsetof(GatewayToken, busy));
+static_assert(kTracedTokenSize == 72);
 
 struct TokenText {
     char text[kTokenTextArea];
@@ -165,12 +170,11 @@ void discardOpeningToken(GatewayToken* token) {
 }
 
 GatewayToken* allocateToken(int32_t port) {
-    constexpr auto kTokenSize = static_cast<int32_t>(sizeof(GatewayToken));
     auto* const token = static_cast<GatewayToken*>(allocateMemory(sizeof(GatewayToken)));
-    TRACE_DEBUG(2038, "stapi_zul_gwytok.createGatewayToken Called malloc for %d bytes. rc=%p\n", kTokenSize,
+    TRACE_DEBUG(2038, "stapi_zul_gwytok.createGatewayToken Called malloc for %d bytes. rc=%p\n", kTracedTokenSize,
                 static_cast<void*>(token));
     if (token == nullptr) {
-        TRACE_EXC(2039, "stapi_zul_gwytok.createGatewayToken Failed to allocate %d bytes\n", kTokenSize);
+        TRACE_EXC(2039, "stapi_zul_gwytok.createGatewayToken Failed to allocate %d bytes\n", kTracedTokenSize);
     } else {
         std::memcpy(token->eyecatcher, kGatewayEyecatcher, sizeof token->eyecatcher);
         token->port = port;
