@@ -8,6 +8,7 @@
 #include <system_error>
 #include <thread>
 
+#include "create_process_windows.h"
 #include "gatewaysim_process_child.h"
 
 namespace test_support {
@@ -161,9 +162,12 @@ struct LocalChild::State {
         startup.StartupInfo.hStdError = streams[2];
         startup.lpAttributeList = inherited.get();
         PROCESS_INFORMATION started{};
-        if (CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                           EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr, nullptr, &startup.StartupInfo,
-                           &started) == 0) {
+        const auto create = [&] {
+            return CreateProcessA(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                                  EXTENDED_STARTUPINFO_PRESENT | CREATE_SUSPENDED, nullptr, nullptr,
+                                  &startup.StartupInfo, &started);
+        };
+        if (!createProcessAtLast(create)) {
             failWithLastError("cannot execute " + program);
         }
         process.reset(started.hProcess);

@@ -14,6 +14,7 @@
 #include <thread>
 #include <utility>
 
+#include "create_process_windows.h"
 #include "run_program.h"
 
 namespace test_support {
@@ -196,9 +197,12 @@ Handle startChild(const std::string& program, const ProgramRun& run, const HANDL
     std::wstring commandLine = fromUtf8(makeCommandLine(program, run));
     std::string environment = makeEnvironment(run);
     PROCESS_INFORMATION process{};
-    if (CreateProcessW(fromUtf8(program).c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                       EXTENDED_STARTUPINFO_PRESENT, environment.data(), nullptr, &startup.StartupInfo,
-                       &process) == 0) {
+    const auto create = [&] {
+        return CreateProcessW(fromUtf8(program).c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                              EXTENDED_STARTUPINFO_PRESENT, environment.data(), nullptr, &startup.StartupInfo,
+                              &process);
+    };
+    if (!createProcessAtLast(create)) {
         failWith("run " + program);
     }
     CloseHandle(process.hThread);
