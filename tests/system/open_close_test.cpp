@@ -1,8 +1,8 @@
 // Opening and closing connections.
 #include <cstring>
 
+#include "closed_port.h"
 #include "system_fixture.h"
-#include "unusable_ports.h"
 
 namespace system_test {
 
@@ -76,7 +76,7 @@ TEST_F(OpenClose, ProtocolVersionTooLongToCopyIsNoMemory) {
 }
 
 TEST_F(OpenClose, FailedOpenLeavesCallersVariablesUntouched) {
-    const ClosedPort closed;
+    const test_support::ClosedPort closed;
     char one = 'o';
     auto* const before = reinterpret_cast<GatewayToken*>(&one);
     GatewayToken* token = before;

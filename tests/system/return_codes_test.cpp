@@ -6,7 +6,7 @@
 #include <regex>
 #include <set>
 
-#include "unusable_ports.h"
+#include "closed_port.h"
 
 namespace system_test {
 
@@ -336,7 +336,7 @@ TEST_F(ReturnCodes, STAPI_RC_NULL_ARGUMENT) {
 }
 
 TEST_F(ReturnCodes, STAPI_RC_CONNECT_REFUSED) {
-    const ClosedPort closed;
+    const test_support::ClosedPort closed;
     GatewayToken* token = nullptr;
     char* protocol = nullptr;
     EXPECT_EQ(openGatewayConnection(closed.port(), &token, &protocol), STAPI_RC_CONNECT_REFUSED);

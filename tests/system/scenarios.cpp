@@ -1,7 +1,7 @@
 #include "scenarios.h"
 
+#include "closed_port.h"
 #include "other_thread.h"
-#include "unusable_ports.h"
 
 namespace system_test {
 
@@ -95,7 +95,7 @@ void openProtocolTooLong(ScenarioRun& run) {
 }
 
 void openRefused(ScenarioRun&) {
-    const ClosedPort closed;
+    const test_support::ClosedPort closed;
     openAndFail("127.0.0.1", closed.port());
 }
 

@@ -13,12 +13,12 @@
 namespace {
 
 using nlohmann::json;
+using test_support::ClosedPort;
 using test_support::GatewaySim;
 using test_support::OutputTarget;
 using test_support::ProgramOutcome;
 using test_support::withPlainLineEnds;
 using zulstat_test::CatalogueGateway;
-using zulstat_test::ClosedPort;
 using zulstat_test::runZulstat;
 using zulstat_test::smallCatalogue;
 using zulstat_test::TemporaryFile;
