@@ -3,30 +3,12 @@
 
 #include <string>
 
-#include "comms/stapi_zul_statcomms.h"
-#include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "one_stats_response.h"
 #include "trace_capture.h"
 
 namespace wire_test {
 
 namespace {
-
-constexpr std::int32_t kCapacity = 262144;
-
-Bytes parsed(const ReplyPayload& payload, std::int32_t expectedRc = 0) {
-    ResultBuffer result(kCapacity);
-    EXPECT_EQ(parse(stapi::parseStatsData, payload.bytes(), &result), expectedRc);
-    EXPECT_EQ(result.capacity, kCapacity);
-    return result.content();
-}
-
-ReplyPayload oneResponse(std::uint32_t statistics) {
-    return ReplyPayload().single().statsResponse("Q", 0, statistics);
-}
-ResultSetBytes oneElement(std::uint32_t statistics) {
-    return statSet(1).text("Q").word(0).word(statistics);
-}
 
 std::string digits(std::size_t count) {
     std::string text(count, ' ');

@@ -3,9 +3,7 @@
 #include <climits>
 #include <string>
 
-#include "comms/stapi_zul_statcomms.h"
-#include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "one_stats_response.h"
 #include "trace_capture.h"
 
 namespace wire_test {
@@ -13,23 +11,6 @@ namespace wire_test {
 namespace {
 
 using Entries = std::vector<std::string>;
-
-constexpr std::int32_t kCapacity = 131072;
-
-Bytes parsed(const ReplyPayload& payload, std::int32_t expectedRc = 0) {
-    ResultBuffer result(kCapacity);
-    EXPECT_EQ(parse(stapi::parseStatsData, payload.bytes(), &result), expectedRc);
-    EXPECT_EQ(result.capacity, kCapacity);
-    return result.content();
-}
-
-// One response "Q" of code 0 with the statistics that follow.
-ReplyPayload oneResponse(std::uint32_t statistics) {
-    return ReplyPayload().single().statsResponse("Q", 0, statistics);
-}
-ResultSetBytes oneElement(std::uint32_t statistics) {
-    return statSet(1).text("Q").word(0).word(statistics);
-}
 
 TEST(StatsReply, ShortBlocksBecomeIdsAndValues) {
     EXPECT_EQ(parsed(oneResponse(2).shortStat("GW_S", "17").shortStat("GW_LONG", "a text")),
@@ -184,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(Values, NegativeLength, testing::Values(0x8000U, 0xFFFF
 TEST(StatsReply, WhatStandsBeforeAMalformedLengthIsKeptAndTerminated) {
     const ReplyPayload payload = oneResponse(3).shortStat("a", "1").raw(
         BytesWriter().fill(5, 0).raw("w").u8(0x20).u16(0x8000).fill(100, 0x41).bytes());
-    ResultBuffer result(kCapacity);
+    ResultBuffer result(kRoomyCapacity);
     EXPECT_EQ(parse(stapi::parseStatsData, payload.bytes(), &result), -122);
     EXPECT_EQ(result.content(), oneElement(3).text("a").text("1").terminated());
     // The count promises more than there is: the walk ends at the terminator, inside the buffer.
@@ -195,7 +176,7 @@ TEST(StatsReply, TheTwoBytesBehindTheLastStatisticMayBeMissing) {
     for (const std::size_t missing : {1U, 2U}) {
         Bytes cut = oneResponse(1).shortStat("a", "1").bytes();
         cut.resize(cut.size() - missing);
-        ResultBuffer result(kCapacity);
+        ResultBuffer result(kRoomyCapacity);
         EXPECT_EQ(parse(stapi::parseStatsData, cut, &result), 0);
         EXPECT_EQ(result.content(), oneElement(1).text("a").text("1").terminated());
     }
@@ -207,14 +188,14 @@ TEST(StatsReply, WhatIsSkippedBehindACountOfZeroMayBeMissing) {
     for (std::size_t missing = 1; missing <= skipped; ++missing) {
         Bytes cut = whole;
         cut.resize(cut.size() - missing);
-        ResultBuffer result(kCapacity);
+        ResultBuffer result(kRoomyCapacity);
         EXPECT_EQ(parse(stapi::parseStatsData, cut, &result), 0) << missing << " bytes missing";
         EXPECT_EQ(result.content(), oneElement(0).terminated());
     }
 }
 
 TEST(StatsReply, IsWalkedStatisticByStatistic) {
-    ResultBuffer result(kCapacity);
+    ResultBuffer result(kRoomyCapacity);
     EXPECT_EQ(parse(stapi::parseStatsData,
                     ReplyPayload()
                         .multi(3)
@@ -246,7 +227,7 @@ TEST(StatsReply, TracesItsCountsTagsAndLengths) {
     }
     EXPECT_EQ(lines, (std::vector<std::string>{
                          "2220 ENTRY stapi_zul_statcomms.parseStatsData(rawData=AAAAAAAAAAAAAAAA, "
-                         "*resultSetBuffer=AAAAAAAAAAAAAAAA, *resultSetBufferLen=131072)",
+                         "*resultSetBuffer=AAAAAAAAAAAAAAAA, *resultSetBufferLen=262144)",
                          "2221 DEBUG stapi_zul_statcomms.parseStatsData received 2 responses from the Gateway",
                          "2222 DEBUG stapi_zul_statcomms.parseStatsData reading 2 stats for result 0",
                          "2231 DEBUG stapi_zul_statcomms.parseStatsData block type=000000FF ",
@@ -259,7 +240,7 @@ TEST(StatsReply, TracesItsCountsTagsAndLengths) {
                          "2240 DEBUG stapi_zul_statcomms.parseStatsData running total of parsed data = 57 bytes ",
                          "2241 DEBUG stapi_zul_statcomms.parseStatsData parsed data total = 66 bytes ",
                          "2223 EXIT stapi_zul_statcomms.parseStatsData(rawData=AAAAAAAAAAAAAAAA, "
-                         "*resultSetBuffer=AAAAAAAAAAAAAAAA, *resultSetBufferLen=131072) rc=0"}));
+                         "*resultSetBuffer=AAAAAAAAAAAAAAAA, *resultSetBufferLen=262144) rc=0"}));
 }
 
 }  // namespace

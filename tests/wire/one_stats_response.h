@@ -1,0 +1,29 @@
+// Statistics replies of one response "Q" of code 0, and what the parser makes of them.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "comms/stapi_zul_statcomms.h"
+#include "reply_payload.h"
+#include "result_set_bytes.h"
+
+namespace wire_test {
+
+// Large enough for every reply that is parsed here.
+constexpr std::int32_t kRoomyCapacity = 262144;
+
+inline Bytes parsed(const ReplyPayload& payload, std::int32_t expectedRc = 0) {
+    ResultBuffer result(kRoomyCapacity);
+    EXPECT_EQ(parse(stapi::parseStatsData, payload.bytes(), &result), expectedRc);
+    EXPECT_EQ(result.capacity, kRoomyCapacity);
+    return result.content();
+}
+
+inline ReplyPayload oneResponse(std::uint32_t statistics) {
+    return ReplyPayload().single().statsResponse("Q", 0, statistics);
+}
+inline ResultSetBytes oneElement(std::uint32_t statistics) {
+    return statSet(1).text("Q").word(0).word(statistics);
+}
+
+}  // namespace wire_test
