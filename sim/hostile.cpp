@@ -237,7 +237,8 @@ constexpr std::array kRows{
 
     // Replies of another exchange.
     Row{"auth0-says-step-7", "auth0", kNotConnected, "auth0:call-type=7", "the first authorisation says it is step 7"},
-    Row{"auth1-says-step-0", "auth1", kHarmless, "auth1:call-type=0", "the second authorisation says it is step 0"},
+    Row{"auth1-says-step-0", "auth1", kNotConnected, "auth1:call-type=0",
+        "the second authorisation says it is step 0, whose reply is longer"},
     Row{"init-says-invoke", "init", kQueryFails, "init#2:call-type=5", "the init of a query says it is an invoke"},
     Row{"invoke-says-init", "invoke", kQueryFails, "invoke:call-type=0", "an answer says it is an init"},
     Row{"invoke-says-unknown", "invoke", kHarmless, "invoke:call-type=0xFFFFFFFF",
