@@ -5,6 +5,8 @@
 #include "gateway/stapi_zul_gwytok.h"
 #include "impl/stapi_zul_impl.h"
 
+using stapi::at;
+
 namespace {
 
 // A connection's buffer while a query fills it; the query may move and enlarge it.
@@ -108,21 +110,19 @@ int32_t getResourceGroupIds(GatewayToken* gwTok, ResultSetToken** resGrpIdRSPtr)
         },
         [](const GatewayToken* token) {
             TRACE_EXC(1012, "API.getResourceGroupIds(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
+                      at(token));
         },
         [](const char*) { TRACE_EVENT(1128, "API.getResourceGroupIds Getting Resource Group Ids\n"); },
         [](const ResultSetToken* resultSet, const char* buffer) {
-            TRACE_DEBUG(1010, "API.getResourceGroupIds() result set pointer (%p)\n",
-                        static_cast<const void*>(resultSet));
-            TRACE_DEBUG(1011, "API.getResourceGroupIds() result set buffer (%p)\n", static_cast<const void*>(buffer));
+            TRACE_DEBUG(1010, "API.getResourceGroupIds() result set pointer (%p)\n", at(resultSet));
+            TRACE_DEBUG(1011, "API.getResourceGroupIds() result set buffer (%p)\n", at(buffer));
         },
         [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1013, "API.getResourceGroupIds Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
+            TRACE_EVENT(1013, "API.getResourceGroupIds Removing GatewayToken %p due to comms failure %d\n", at(token),
+                        failure);
         }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1009, "API.getResourceGroupIds(gwTok=%p resGrpIdRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<void*>(resGrpIdRSPtr));
+    TRACE_ENTRY(1009, "API.getResourceGroupIds(gwTok=%p resGrpIdRSPtr=%p)\n", at(gwTok), at(resGrpIdRSPtr));
     if (rc == STAPI_RC_OK) {
         rc = runQuery(query, gwTok, nullptr, resGrpIdRSPtr);
     }
@@ -138,23 +138,21 @@ int32_t getStatIds(GatewayToken* gwTok, ResultSetToken** rs) {
             return stapi::commsStatIds(socket, &result->buffer, &result->length);
         },
         [](const GatewayToken* token) {
-            TRACE_EXC(1022, "API.getStatIds(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
+            TRACE_EXC(1022, "API.getStatIds(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n", at(token));
         },
         [](const char*) { TRACE_EVENT(1130, "API.getStatIds Getting Stat Ids from the Gateway\n"); },
         [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1021, "API.getStatIds() result set pointer (%p)\n", static_cast<const void*>(resultSet));
+            TRACE_DEBUG(1021, "API.getStatIds() result set pointer (%p)\n", at(resultSet));
         },
         [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1023, "API.getStatIds Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
+            TRACE_EVENT(1023, "API.getStatIds Removing GatewayToken %p due to comms failure %d\n", at(token), failure);
         }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1020, "API.getStatIds(gwTok=%p,rs=%p)\n", static_cast<void*>(gwTok), static_cast<void*>(rs));
+    TRACE_ENTRY(1020, "API.getStatIds(gwTok=%p,rs=%p)\n", at(gwTok), at(rs));
     if (rc == STAPI_RC_OK) {
         rc = runQuery(query, gwTok, nullptr, rs);
     }
-    TRACE_EXIT(1024, "API.getStatIds(gwTok=%p,rs=%p) rc=%d\n", static_cast<void*>(gwTok), static_cast<void*>(rs), rc);
+    TRACE_EXIT(1024, "API.getStatIds(gwTok=%p,rs=%p) rc=%d\n", at(gwTok), at(rs), rc);
     return rc;
 }
 
@@ -167,27 +165,26 @@ int32_t getStatIdsByStatGroupId(GatewayToken* gwTok, const char* providerIdsPtr,
         },
         [](const GatewayToken* token) {
             TRACE_EXC(1017, "API.getStatIdsByStatGroupId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
+                      at(token));
         },
         [](const char* ids) {
             TRACE_EVENT(1129, "API.getStatIdsByStatGroupId Getting Stat Ids for Stat Group Ids %s\n", ids);
         },
         [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1016, "API.getStatIdsByStatGroupId() result set pointer (%p)\n",
-                        static_cast<const void*>(resultSet));
+            TRACE_DEBUG(1016, "API.getStatIdsByStatGroupId() result set pointer (%p)\n", at(resultSet));
         },
         [](const GatewayToken* token, int32_t failure) {
             TRACE_EVENT(1018, "API.getStatIdsByStatGroupId Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
+                        at(token), failure);
         }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1015, "API.getStatIdsByStatGroupId(gwTok=%p,providerIdsPtr=%p,statIdRsPtr=%p)\n",
-                static_cast<void*>(gwTok), static_cast<const void*>(providerIdsPtr), static_cast<void*>(statIdRsPtr));
+    TRACE_ENTRY(1015, "API.getStatIdsByStatGroupId(gwTok=%p,providerIdsPtr=%p,statIdRsPtr=%p)\n", at(gwTok),
+                at(providerIdsPtr), at(statIdRsPtr));
     if (rc == STAPI_RC_OK) {
         rc = runQuery(query, gwTok, providerIdsPtr, statIdRsPtr);
     }
-    TRACE_EXIT(1019, "API.getStatIdsByStatGroupId(gwTok=%p,query=%s,rs=%p) rc=%d\n", static_cast<void*>(gwTok),
-               providerIdsPtr, static_cast<void*>(statIdRsPtr), rc);
+    TRACE_EXIT(1019, "API.getStatIdsByStatGroupId(gwTok=%p,query=%s,rs=%p) rc=%d\n", at(gwTok), providerIdsPtr,
+               at(statIdRsPtr), rc);
     return rc;
 }
 
@@ -199,25 +196,21 @@ int32_t getStats(GatewayToken* gwTok, ResultSetToken** statRSPtr) {
             return stapi::commsStats(socket, &result->buffer, &result->length);
         },
         [](const GatewayToken* token) {
-            TRACE_EXC(1027, "API.getStats(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
+            TRACE_EXC(1027, "API.getStats(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n", at(token));
         },
         [](const char*) { TRACE_EVENT(1130, "API.getStats Getting all Stats from the Gateway Daemon\n"); },
         [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1026, "API.getStats() result set pointer (%p)\n", static_cast<const void*>(resultSet));
+            TRACE_DEBUG(1026, "API.getStats() result set pointer (%p)\n", at(resultSet));
         },
         [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1028, "API.getStats Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
+            TRACE_EVENT(1028, "API.getStats Removing GatewayToken %p due to comms failure %d\n", at(token), failure);
         }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1025, "API.getStats(gwTok=%p,statRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<void*>(statRSPtr));
+    TRACE_ENTRY(1025, "API.getStats(gwTok=%p,statRSPtr=%p)\n", at(gwTok), at(statRSPtr));
     if (rc == STAPI_RC_OK) {
         rc = runQuery(query, gwTok, nullptr, statRSPtr);
     }
-    TRACE_EXIT(1029, "API.getStats(gwTok=%p,rs=%p) rc=%d\n", static_cast<void*>(gwTok), static_cast<void*>(statRSPtr),
-               rc);
+    TRACE_EXIT(1029, "API.getStats(gwTok=%p,rs=%p) rc=%d\n", at(gwTok), at(statRSPtr), rc);
     return rc;
 }
 
@@ -230,24 +223,24 @@ int32_t getStatsByStatId(GatewayToken* gwTok, const char* statIdsPtr, ResultSetT
         },
         [](const GatewayToken* token) {
             TRACE_EXC(1032, "API.getStatsByStatId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
+                      at(token));
         },
         [](const char* ids) { TRACE_EVENT(1131, "API.getStatsByStatId Getting Stats for Stat Ids %s\n", ids); },
         [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1031, "API.getStatsByStatId() result set pointer (%p)\n", static_cast<const void*>(resultSet));
+            TRACE_DEBUG(1031, "API.getStatsByStatId() result set pointer (%p)\n", at(resultSet));
         },
         [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1033, "API.getStatsByStatId Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
+            TRACE_EVENT(1033, "API.getStatsByStatId Removing GatewayToken %p due to comms failure %d\n", at(token),
+                        failure);
         }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1030, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<const void*>(statIdsPtr), static_cast<void*>(statRSPtr));
+    TRACE_ENTRY(1030, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p)\n", at(gwTok), at(statIdsPtr),
+                at(statRSPtr));
     if (rc == STAPI_RC_OK) {
         rc = runQuery(query, gwTok, statIdsPtr, statRSPtr);
     }
-    TRACE_EXIT(1034, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p) rc=%d\n", static_cast<void*>(gwTok),
-               static_cast<const void*>(statIdsPtr), static_cast<void*>(statRSPtr), rc);
+    TRACE_EXIT(1034, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p) rc=%d\n", at(gwTok), at(statIdsPtr),
+               at(statRSPtr), rc);
     return rc;
 }
 
@@ -260,26 +253,25 @@ int32_t getStatsByStatGroupId(GatewayToken* gwTok, const char* providerIdPtr, Re
         },
         [](const GatewayToken* token) {
             TRACE_EXC(1037, "API.getStatsByStatGroupId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
+                      at(token));
         },
         [](const char* ids) {
             TRACE_EVENT(1132, "API.getStatsByStatGroupId Getting Stats for Stat Group Ids %s\n", ids);
         },
         [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1036, "API.getStatsByStatGroupId() result set pointer (%p)\n",
-                        static_cast<const void*>(resultSet));
+            TRACE_DEBUG(1036, "API.getStatsByStatGroupId() result set pointer (%p)\n", at(resultSet));
         },
         [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1038, "API.getStatsByStatGroupId Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
+            TRACE_EVENT(1038, "API.getStatsByStatGroupId Removing GatewayToken %p due to comms failure %d\n", at(token),
+                        failure);
         }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1035, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<const void*>(providerIdPtr), static_cast<void*>(statRSPtr));
+    TRACE_ENTRY(1035, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p)\n", at(gwTok),
+                at(providerIdPtr), at(statRSPtr));
     if (rc == STAPI_RC_OK) {
         rc = runQuery(query, gwTok, providerIdPtr, statRSPtr);
     }
-    TRACE_EXIT(1039, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p) rc=%d\n",
-               static_cast<void*>(gwTok), static_cast<const void*>(providerIdPtr), static_cast<void*>(statRSPtr), rc);
+    TRACE_EXIT(1039, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p) rc=%d\n", at(gwTok),
+               at(providerIdPtr), at(statRSPtr), rc);
     return rc;
 }

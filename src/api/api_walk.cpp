@@ -4,6 +4,8 @@
 #include "diag/stapi_zul_diag.h"
 #include "impl/stapi_zul_impl.h"
 
+using stapi::at;
+
 namespace {
 
 using stapi::ResultSetContent;
@@ -18,21 +20,11 @@ int32_t checkWalkArguments(const ResultSetToken* rsPtr, const void* record, int3
     return rc;
 }
 
-// The internal walkers fill the same records under the library's own names; public_contract.cpp proves them the same.
-stapi::IdData* internalRecord(IdData* record) {
-    return reinterpret_cast<stapi::IdData*>(record);
-}
-
-stapi::StatData* internalRecord(StatData* record) {
-    return reinterpret_cast<stapi::StatData*>(record);
-}
-
 }  // namespace
 
 int32_t getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1150, "API.getFirstId(rsPtr=%p,idDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(idDataPtr));
+    TRACE_ENTRY(1150, "API.getFirstId(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));
     if (rc == STAPI_RC_OK) {
         rc = checkWalkArguments(rsPtr, idDataPtr, STAPI_RC_NULL_ID_DATA);
     }
@@ -44,7 +36,7 @@ int32_t getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr) {
         rc = stapi::verifyResultSetOwner(rsPtr);
     }
     if (rc == STAPI_RC_OK) {
-        rc = stapi::getFirstIdInternal(rsPtr, internalRecord(idDataPtr));
+        rc = stapi::getFirstIdInternal(rsPtr, idDataPtr);
     }
     TRACE_EXIT(1152, "API.getFirstId() zulStatRc=%d\n", rc);
     return rc;
@@ -52,8 +44,7 @@ int32_t getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr) {
 
 int32_t getNextId(ResultSetToken* rsPtr, IdData* idDataPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1153, "API.getNextId(rsPtr=%p,idDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(idDataPtr));
+    TRACE_ENTRY(1153, "API.getNextId(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));
     if (rc == STAPI_RC_OK) {
         rc = checkWalkArguments(rsPtr, idDataPtr, STAPI_RC_NULL_ID_DATA);
     }
@@ -65,7 +56,7 @@ int32_t getNextId(ResultSetToken* rsPtr, IdData* idDataPtr) {
         rc = stapi::verifyResultSetOwner(rsPtr);
     }
     if (rc == STAPI_RC_OK) {
-        rc = stapi::getNextIdInternal(rsPtr, internalRecord(idDataPtr));
+        rc = stapi::getNextIdInternal(rsPtr, idDataPtr);
     }
     TRACE_EXIT(1155, "API.getNextId() rc=%d\n", rc);
     return rc;
@@ -73,8 +64,7 @@ int32_t getNextId(ResultSetToken* rsPtr, IdData* idDataPtr) {
 
 int32_t getFirstStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1156, "API.getFirstStat(rsPtr=%p,statDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(statDataPtr));
+    TRACE_ENTRY(1156, "API.getFirstStat(rsPtr=%p,statDataPtr=%p)\n", at(rsPtr), at(statDataPtr));
     if (rc == STAPI_RC_OK) {
         rc = checkWalkArguments(rsPtr, statDataPtr, STAPI_RC_NULL_STAT_DATA);
     }
@@ -86,7 +76,7 @@ int32_t getFirstStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
         rc = stapi::verifyResultSetOwner(rsPtr);
     }
     if (rc == STAPI_RC_OK) {
-        rc = stapi::getFirstStatInternal(rsPtr, internalRecord(statDataPtr));
+        rc = stapi::getFirstStatInternal(rsPtr, statDataPtr);
     }
     TRACE_EXIT(1158, "API.getFirstStat() rc=%d\n", rc);
     return rc;
@@ -94,8 +84,7 @@ int32_t getFirstStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
 
 int32_t getNextStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1159, "API.getNextStat(rsPtr=%p,statDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(statDataPtr));
+    TRACE_ENTRY(1159, "API.getNextStat(rsPtr=%p,statDataPtr=%p)\n", at(rsPtr), at(statDataPtr));
     if (rc == STAPI_RC_OK) {
         rc = checkWalkArguments(rsPtr, statDataPtr, STAPI_RC_NULL_STAT_DATA);
     }
@@ -107,7 +96,7 @@ int32_t getNextStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
         rc = stapi::verifyResultSetOwner(rsPtr);
     }
     if (rc == STAPI_RC_OK) {
-        rc = stapi::getNextStatInternal(rsPtr, internalRecord(statDataPtr));
+        rc = stapi::getNextStatInternal(rsPtr, statDataPtr);
     }
     TRACE_EXIT(1161, "API.getNextStat() rc=%d\n", rc);
     return rc;

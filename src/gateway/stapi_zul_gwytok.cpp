@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstring>
 
+#include "api/zulstats64.h"
 #include "comms/stapi_zul_socketcomms.h"
 #include "comms/stapi_zul_statcomms.h"
-#include "diag/return_codes.h"
 #include "diag/stapi_zul_diag.h"
 #include "diag/stapi_zul_memory.h"
 #include "gateway/stapi_zul_gwycon.h"
@@ -65,13 +65,13 @@ void releaseTokenContents(GatewayToken* token) {
     }
     if (token->resultSetBuf != nullptr) {
         TRACE_DEBUG(2043, "stapi_zul_gwytok.deleteGatewayToken About to free resultSetBuffer (%p)\n",
-                    static_cast<void*>(token->resultSetBuf));
+                    at(token->resultSetBuf));
         releaseMemory(token->resultSetBuf);
         token->resultSetBuf = nullptr;
     }
     if (token->protocolVersion != nullptr) {
         TRACE_DEBUG(2044, "stapi_zul_gwytok.deleteGatewayToken About to free protocolVersion String (%p)\n",
-                    static_cast<void*>(token->protocolVersion));
+                    at(token->protocolVersion));
         releaseMemory(token->protocolVersion);
         token->protocolVersion = nullptr;
     }
@@ -79,13 +79,13 @@ void releaseTokenContents(GatewayToken* token) {
 
 void releaseToken(GatewayToken** tokenPtr) {
     GatewayToken* const token = *tokenPtr;
-    TRACE_DEBUG(2010, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Free gateway token(%p) \n",
-                static_cast<void*>(tokenPtr), static_cast<void*>(token));
+    TRACE_DEBUG(2010, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Free gateway token(%p) \n", at(tokenPtr),
+                at(token));
     const void* const released = token;
     releaseMemory(token);
     *tokenPtr = nullptr;
-    TRACE_DEBUG(2011, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Freed gateway token(%p) \n",
-                static_cast<void*>(tokenPtr), released);
+    TRACE_DEBUG(2011, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Freed gateway token(%p) \n", at(tokenPtr),
+                released);
 }
 
 // Takes a token that its owner is using away from everybody else. Its owner wakes up, and releases it.
@@ -130,14 +130,14 @@ int32_t lookUpToken(GatewayToken* token, const TokenOwner& caller, bool hold, To
 
 int32_t verifyToken(GatewayToken* token, bool hold) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2006, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p)\n", static_cast<void*>(token));
+    TRACE_ENTRY(2006, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p)\n", at(token));
     TokenOwner caller = {};
     TokenOwner owner = {};
     getPidTid(&caller.pid, &caller.tid);
     const int32_t findRc = lookUpToken(token, caller, hold, &owner);
     if (findRc != GTL_RC_FOUND) {
         TRACE_EXC(2007, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p) Gateway token not found - findRc=%d\n",
-                  static_cast<void*>(token), findRc);
+                  at(token), findRc);
         rc = STAPI_RC_TOKEN_NOT_FOUND;
     } else if (caller.pid != owner.pid) {
         TRACE_EXC(2032, "stapi_zul_gwytok.verifyGatewayToken PID mismatch: currentPid=%d, owningPid=%d\n", caller.pid,
@@ -148,7 +148,7 @@ int32_t verifyToken(GatewayToken* token, bool hold) {
                   owner.tid);
         rc = STAPI_RC_WRONG_THREAD;
     }
-    TRACE_EXIT(2008, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p) rc=%d\n", static_cast<void*>(token), rc);
+    TRACE_EXIT(2008, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p) rc=%d\n", at(token), rc);
     return rc;
 }
 
@@ -172,7 +172,7 @@ void discardOpeningToken(GatewayToken* token) {
 GatewayToken* allocateToken(int32_t port) {
     auto* const token = static_cast<GatewayToken*>(allocateMemory(sizeof(GatewayToken)));
     TRACE_DEBUG(2038, "stapi_zul_gwytok.createGatewayToken Called malloc for %d bytes. rc=%p\n", kTracedTokenSize,
-                static_cast<void*>(token));
+                at(token));
     if (token == nullptr) {
         TRACE_EXC(2039, "stapi_zul_gwytok.createGatewayToken Failed to allocate %d bytes\n", kTracedTokenSize);
     } else {
@@ -203,7 +203,7 @@ int32_t attachBuffers(GatewayToken* token) {
         token->protocolVersionSize = kProtocolVersionArea;
         token->resultSetBuf = static_cast<char*>(allocateMemory(resultSetAllocation(kInitialResultSetCapacity)));
         TRACE_DEBUG(2040, "stapi_zul_gwytok.createGatewayToken Called malloc for %d bytes. rc=%p\n",
-                    kInitialResultSetCapacity, static_cast<void*>(token->resultSetBuf));
+                    kInitialResultSetCapacity, at(token->resultSetBuf));
         if (token->resultSetBuf == nullptr) {
             TRACE_EXC(2041, "stapi_zul_gwytok.createGatewayToken Failed to allocate %d bytes.\n",
                       kInitialResultSetCapacity);
@@ -226,7 +226,7 @@ int32_t fetchProtocolVersion(GatewayToken* token) {
     if (exchangeRc != STAPI_RC_OK) {
         rc = isConnectionGone(exchangeRc, reasons) ? STAPI_RC_SOCKET_ERROR : STAPI_RC_BAD_EYECATCHER;
         TRACE_EVENT(2042, "stapi_zul_gwytok.createGatewayToken Removing GatewayToken %p due to comms failure %d\n",
-                    static_cast<void*>(token), exchangeRc);
+                    at(token), exchangeRc);
     }
     return rc;
 }
@@ -265,10 +265,9 @@ void dumpToken(const GatewayToken* token, int32_t number) {
     writeTraceDirect("Gateway Token List entry -%4.4d- : %s\n", number, describeToken(token).text);
     const ResultSetToken* const resultSet = token->connRSToken;
     if (resultSet != nullptr) {
-        writeTraceDirect("Dump of ResultSet(%p) owner(%s) buffer(%p) cursor(%p)\n", static_cast<const void*>(resultSet),
-                         resultSet->owner == OWNER_GATEWAY ? "API" : "USR",
-                         static_cast<const void*>(resultSet->resultSetBuf),
-                         static_cast<const void*>(loadDataCursor(resultSet)));
+        writeTraceDirect("Dump of ResultSet(%p) owner(%s) buffer(%p) cursor(%p)\n", at(resultSet),
+                         resultSet->owner == OWNER_GATEWAY ? "API" : "USR", at(resultSet->resultSetBuf),
+                         at(loadDataCursor(resultSet)));
         writeDashLine();
         if (!token->busy && resultSet->resultSetBuf != nullptr) {
             dumpResultSetBuffer(resultSet->resultSetBuf, resultSet->resultSetBufLen);
@@ -289,7 +288,7 @@ int32_t initGTL() {
 
 int32_t chainGatewayToken(GatewayToken* token) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2019, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p)\n", static_cast<void*>(token));
+    TRACE_ENTRY(2019, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p)\n", at(token));
     if (token == nullptr) {
         TRACE_EXC(2021, "stapi_zul_gwytok.chainGatewayToken() Chain request was for a null token\n");
         rc = STAPI_RC_NULL_TOKEN_POINTER;
@@ -303,24 +302,23 @@ int32_t chainGatewayToken(GatewayToken* token) {
             gtlTail = token;
         } else {
             TRACE_EXC(2020, "stapi_zul_gwytok.chainGatewayToken() GTL state is corrupt - head(%p) tail (%p)\n",
-                      static_cast<void*>(gtlHead), static_cast<void*>(gtlTail));
+                      at(gtlHead), at(gtlTail));
             rc = STAPI_RC_GTL_CORRUPT;
         }
     }
-    TRACE_EXIT(2022, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p) rc=%d\n", static_cast<void*>(token), rc);
+    TRACE_EXIT(2022, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p) rc=%d\n", at(token), rc);
     return rc;
 }
 
 int32_t findGatewayToken(const GatewayToken* target, GatewayToken** parentPtr) {
     int32_t rc = GTL_RC_NOT_FOUND;
-    TRACE_ENTRY(2023, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p)\n", static_cast<const void*>(target),
-                static_cast<void*>(parentPtr));
+    TRACE_ENTRY(2023, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p)\n", at(target), at(parentPtr));
     if (target == nullptr) {
         TRACE_EXC(2028, "stapi_zul_gwytok.findGatewayToken() Target was a null token\n");
         rc = GTL_RC_NULL_TARGET;
     } else if (gtlHead == nullptr) {
-        TRACE_EXC(2027, "stapi_zul_gwytok.findGatewayToken() GTL state is corrupt - head(%p) tail (%p)\n",
-                  static_cast<void*>(gtlHead), static_cast<void*>(gtlTail));
+        TRACE_EXC(2027, "stapi_zul_gwytok.findGatewayToken() GTL state is corrupt - head(%p) tail (%p)\n", at(gtlHead),
+                  at(gtlTail));
         rc = GTL_RC_EMPTY;
     } else {
         int32_t counter = 0;
@@ -345,15 +343,14 @@ int32_t findGatewayToken(const GatewayToken* target, GatewayToken** parentPtr) {
         } else if (counter != kGtlRunawayLimit) {
             TRACE_DEBUG(
                 2025, "stapi_zul_gwytok.findGatewayToken() Target token not found. GTL entries(%d) head(%p) last(%p)\n",
-                counter, static_cast<void*>(gtlHead), static_cast<void*>(current));
+                counter, at(gtlHead), at(current));
         } else {
             TRACE_EXC(2024, "stapi_zul_gwytok.findGatewayToken() GTL iteration has hit RUNAWAY limit %d.....\n",
                       kGtlRunawayLimit);
             rc = GTL_RC_RUNAWAY;
         }
     }
-    TRACE_EXIT(2029, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p) rc=%d\n",
-               static_cast<const void*>(target), static_cast<void*>(parentPtr), rc);
+    TRACE_EXIT(2029, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p) rc=%d\n", at(target), at(parentPtr), rc);
     return rc;
 }
 
@@ -395,8 +392,8 @@ int32_t endGatewayUse(GatewayToken* token) {
 
 int32_t deleteGatewayToken(GatewayToken** tokenPtr, int32_t lockRequired) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2009, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d)\n",
-                static_cast<void*>(tokenPtr), lockRequired);
+    TRACE_ENTRY(2009, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d)\n", at(tokenPtr),
+                lockRequired);
     if (tokenPtr == nullptr) {
         rc = STAPI_RC_NULL_TOKEN_POINTER;
     } else if (*tokenPtr == nullptr) {
@@ -412,8 +409,8 @@ int32_t deleteGatewayToken(GatewayToken** tokenPtr, int32_t lockRequired) {
     } else {
         deleteListedToken(tokenPtr, nullptr);
     }
-    TRACE_EXIT(2012, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d) rc=%d\n",
-               static_cast<void*>(tokenPtr), lockRequired, rc);
+    TRACE_EXIT(2012, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d) rc=%d\n", at(tokenPtr),
+               lockRequired, rc);
     return rc;
 }
 
@@ -430,8 +427,8 @@ int32_t deleteGatewayTokens() {
         }
         while (token != nullptr && count < kGtlRunawayLimit) {
             ++count;
-            TRACE_EVENT(2034, "stapi_zul_gwytok.deleteGatewayTokens(indexToken=%p) GTL entry %4.4d: %s\n",
-                        static_cast<void*>(token), count, describeToken(token).text);
+            TRACE_EVENT(2034, "stapi_zul_gwytok.deleteGatewayTokens(indexToken=%p) GTL entry %4.4d: %s\n", at(token),
+                        count, describeToken(token).text);
             GatewayToken* const successor = token->nextGwyTokPtr;
             deleteGatewayToken(&token, 0);
             token = successor;
@@ -488,16 +485,14 @@ int32_t formatGatewayToken(const GatewayToken* token, char* buffer) {
         traceSprintf(
             buffer, kTokenTextArea,
             "GatwayToken(%p) eyecatcher(%8.8s) port(%d) connStatus(%d) socket(%d) connRSToken(%p) resultSetBuf(%p) owningPid(%8.8X) owningTid(%8.8X) nextGwyTokPtr(%p)",
-            static_cast<const void*>(token), token->eyecatcher, token->port, token->connStatus, token->socket,
-            static_cast<const void*>(token->connRSToken), static_cast<const void*>(token->resultSetBuf),
-            token->owningPid, token->owningTid, static_cast<const void*>(token->nextGwyTokPtr));
+            at(token), token->eyecatcher, token->port, token->connStatus, token->socket, at(token->connRSToken),
+            at(token->resultSetBuf), token->owningPid, token->owningTid, at(token->nextGwyTokPtr));
     }
     return rc;
 }
 
 int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_t port) {
-    TRACE_ENTRY(2000, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d)\n", static_cast<void*>(gwTokPtr),
-                port);
+    TRACE_ENTRY(2000, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d)\n", at(gwTokPtr), port);
     GatewayToken* token = allocateToken(port);
     int32_t rc = token == nullptr ? STAPI_RC_NO_MEMORY : STAPI_RC_OK;
     bool listed = false;
@@ -518,7 +513,7 @@ int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_
         rc = fetchProtocolVersion(token);
     }
     if (rc == STAPI_RC_OK) {
-        TRACE_EVENT(2033, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p) %s\n", static_cast<void*>(gwTokPtr),
+        TRACE_EVENT(2033, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p) %s\n", at(gwTokPtr),
                     describeToken(token).text);
         *gwTokPtr = token;
     } else if (listed) {
@@ -526,15 +521,14 @@ int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_
     } else if (token != nullptr) {
         discardUnlistedToken(token);
     }
-    TRACE_EXIT(2001, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d) rc=%d\n", static_cast<void*>(gwTokPtr),
-               port, rc);
+    TRACE_EXIT(2001, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d) rc=%d\n", at(gwTokPtr), port, rc);
     return rc;
 }
 
 int32_t openStatsSocket(GatewayToken* gwTokPtr, const char* hostname, int32_t port) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2002, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p) Attempting to connect to %s:%d\n",
-                static_cast<void*>(gwTokPtr), hostname == nullptr ? "NULL" : hostname, port);
+    TRACE_ENTRY(2002, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p) Attempting to connect to %s:%d\n", at(gwTokPtr),
+                hostname == nullptr ? "NULL" : hostname, port);
     int32_t socket = platform::kNoSocket;
     const int32_t connectRc = connectToGateway(port, hostname, &socket);
     if (connectRc == STAPI_RC_OK) {
@@ -547,8 +541,8 @@ int32_t openStatsSocket(GatewayToken* gwTokPtr, const char* hostname, int32_t po
                   hostname, static_cast<uint32_t>(port), connectRc);
         rc = mapConnectCode(connectRc);
     }
-    TRACE_EXIT(2005, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p, hostname=%s, port=%d) rc=%d\n",
-               static_cast<void*>(gwTokPtr), hostname == nullptr ? "NULL" : hostname, port, rc);
+    TRACE_EXIT(2005, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p, hostname=%s, port=%d) rc=%d\n", at(gwTokPtr),
+               hostname == nullptr ? "NULL" : hostname, port, rc);
     return rc;
 }
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "diag/return_codes.h"
+#include "api/zulstats64.h"
 #include "diag/stapi_zul_diag.h"
 #include "diag/stapi_zul_memory.h"
 #include "gateway/stapi_zul_gwytok.h"
@@ -74,8 +74,7 @@ void libraryUnloading() {
 
 int32_t dup2ASCIIString(const char* dataPtr, char** outputPtr) {
     int32_t rc = 0;
-    TRACE_ENTRY(1108, "stapi_zul_impl.dup2ASCIIString(dataPtr=%p, &outputPtr=%p) \n", static_cast<const void*>(dataPtr),
-                static_cast<void*>(outputPtr));
+    TRACE_ENTRY(1108, "stapi_zul_impl.dup2ASCIIString(dataPtr=%p, &outputPtr=%p) \n", at(dataPtr), at(outputPtr));
     const int32_t size = duplicationSize(dataPtr);
     if (!isDuplicable(dataPtr, outputPtr, size)) {
         TRACE_EXC(1114, "stapi_zul_impl.dup2ASCIIString() supplied input data pointer was NULL or overlength\n");
@@ -83,14 +82,13 @@ int32_t dup2ASCIIString(const char* dataPtr, char** outputPtr) {
     } else {
         releaseMemory(*outputPtr);
         *outputPtr = static_cast<char*>(allocateMemory(static_cast<size_t>(size)));
-        TRACE_DEBUG(1109, "stapi_zul_impl.dup2ASCIIString() called malloc for %d bytes. rc=%p\n", size,
-                    static_cast<void*>(*outputPtr));
+        TRACE_DEBUG(1109, "stapi_zul_impl.dup2ASCIIString() called malloc for %d bytes. rc=%p\n", size, at(*outputPtr));
         if (*outputPtr == nullptr) {
             TRACE_EXC(1113, "stapi_zul_impl.dup2ASCIIString() malloc failed for %d bytes\n", size);
             rc = kDuplicationNoMemory;
         } else {
             TRACE_DEBUG(1112, "stapi_zul_impl.dup2ASCIIString() using memcpy() on writePtr(%p) bytes(%d)\n",
-                        static_cast<void*>(*outputPtr), size);
+                        at(*outputPtr), size);
             std::memcpy(*outputPtr, dataPtr, static_cast<size_t>(size));
         }
     }
@@ -100,8 +98,8 @@ int32_t dup2ASCIIString(const char* dataPtr, char** outputPtr) {
 
 int32_t dup2NativeString(const char* dataPtr, char** outputPtr) {
     int32_t rc = 0;
-    TRACE_ENTRY(1116, "stapi_zul_impl.dup2NativeString(source dataPtr=%p, &outputPtr=%p) \n",
-                static_cast<const void*>(dataPtr), static_cast<void*>(outputPtr));
+    TRACE_ENTRY(1116, "stapi_zul_impl.dup2NativeString(source dataPtr=%p, &outputPtr=%p) \n", at(dataPtr),
+                at(outputPtr));
     const int32_t size = duplicationSize(dataPtr);
     if (!isDuplicable(dataPtr, outputPtr, size)) {
         TRACE_EXC(1122, "stapi_zul_impl.dup2NativeString() supplied input data pointer was NULL or overlength\n");
@@ -109,7 +107,7 @@ int32_t dup2NativeString(const char* dataPtr, char** outputPtr) {
     } else {
         *outputPtr = static_cast<char*>(allocateMemory(static_cast<size_t>(size)));
         TRACE_DEBUG(1117, "stapi_zul_impl.dup2NativeString() called strdup for %d bytes. rc=0x%p\n", size,
-                    static_cast<void*>(*outputPtr));
+                    at(*outputPtr));
         if (*outputPtr == nullptr) {
             TRACE_EXC(1121, "stapi_zul_impl.dup2NativeString() malloc failed for %d bytes\n", size);
             rc = kDuplicationNoMemory;

@@ -3,7 +3,7 @@
 // where a query element's entries end.
 #include <cstring>
 
-#include "diag/return_codes.h"
+#include "api/zulstats64.h"
 #include "diag/stapi_zul_diag.h"
 #include "impl/stapi_zul_impl.h"
 #include "resultset/result_set_reader.h"
@@ -154,8 +154,7 @@ int32_t commitStep(bool complete, const Walk& walk, const Record& filled, Result
 }  // namespace
 
 int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    TRACE_ENTRY(1043, "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(idDataPtr));
+    TRACE_ENTRY(1043, "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));
     Walk walk = loadWalk(rsPtr);
     IdData filled = *idDataPtr;
     bool complete = false;
@@ -168,12 +167,12 @@ int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         TRACE_DEBUG(
             1045,
             "stapi_zul_impl.getFirstIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+            walk.queryIndex, walk.queryHeaderCount, at(rsPtr), cursorOf(walk), walk.queryElementLen,
+            at(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             TRACE_EVENT(1046,
                         "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n",
-                        static_cast<void*>(rsPtr), static_cast<void*>(idDataPtr), walk.queryElementRC);
+                        at(rsPtr), at(idDataPtr), walk.queryElementRC);
             leaveBlock(&walk);
         } else {
             complete = readEntryCount(&walk) && readIdEntry(&walk, &filled);
@@ -183,13 +182,13 @@ int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         TRACE_DEBUG(
             1047,
             "stapi_zul_impl.getFirstIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
-            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
+            walk.queryIndex, walk.elementResultIndex, at(rsPtr), cursorOf(walk), filled.idLen);
         if (countEntry(&walk)) {
             TRACE_DEBUG(1048, "stapi_zul_impl.getFirstIdInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
+                        walk.queryIndex, at(rsPtr));
         }
         TRACE_EVENT(1137, "stapi_zul_impl.getFirstIdInternal Successfully retrieved first Id from resultset %p\n",
-                    static_cast<void*>(rsPtr));
+                    at(rsPtr));
     }
     const int32_t rc = commitStep(complete, walk, filled, rsPtr, idDataPtr);
     TRACE_EXIT(1049, "stapi_zul_impl.getFirstIdInternal() endOfResults=%d zulStatRc=%d\n", endOfResults ? 1 : 0, rc);
@@ -197,8 +196,7 @@ int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
 }
 
 int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    TRACE_ENTRY(1050, "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(idDataPtr));
+    TRACE_ENTRY(1050, "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));
     Walk walk = loadWalk(rsPtr);
     IdData filled = *idDataPtr;
     bool complete = true;
@@ -206,7 +204,7 @@ int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         complete = startWalk(rsPtr, &walk);
         takeEyecatcher(rsPtr, &filled);
         TRACE_DEBUG(1052, "stapi_zul_impl.getNextIdInternal No getFirstId() called on Resultset=%p. Datacursor=%p\n",
-                    static_cast<void*>(rsPtr), cursorOf(walk));
+                    at(rsPtr), cursorOf(walk));
     }
     bool readable = false;
     complete = complete && !isAtTerminator(walk.reader, &readable) && readable;
@@ -221,12 +219,12 @@ int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         TRACE_DEBUG(
             1053,
             "stapi_zul_impl.getNextIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+            walk.queryIndex, walk.queryHeaderCount, at(rsPtr), cursorOf(walk), walk.queryElementLen,
+            at(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             TRACE_EVENT(1054,
                         "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n",
-                        static_cast<void*>(rsPtr), static_cast<void*>(idDataPtr), walk.queryElementRC);
+                        at(rsPtr), at(idDataPtr), walk.queryElementRC);
             leaveBlock(&walk);
         } else {
             complete = readEntryCount(&walk);
@@ -240,13 +238,13 @@ int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
         TRACE_DEBUG(
             1055,
             "stapi_zul_impl.getNextIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
-            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
+            walk.queryIndex, walk.elementResultIndex, at(rsPtr), cursorOf(walk), filled.idLen);
         if (countEntry(&walk)) {
             TRACE_DEBUG(1056, "stapi_zul_impl.getNextIdInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
+                        walk.queryIndex, at(rsPtr));
         }
         TRACE_EVENT(1138, "stapi_zul_impl.getNextIdInternal Successfully retrieved the next Id from resultset %p\n",
-                    static_cast<void*>(rsPtr));
+                    at(rsPtr));
     }
     const int32_t rc = commitStep(complete, walk, filled, rsPtr, idDataPtr);
     TRACE_EXIT(1057, "stapi_zul_impl.getNextIdInternal() rc=%d\n", rc);
@@ -254,8 +252,7 @@ int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
 }
 
 int32_t getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    TRACE_ENTRY(1058, "stapi_zul_impl.getFirstStatInternal(rsPtr=%p,statDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(statDataPtr));
+    TRACE_ENTRY(1058, "stapi_zul_impl.getFirstStatInternal(rsPtr=%p,statDataPtr=%p)\n", at(rsPtr), at(statDataPtr));
     Walk walk = loadWalk(rsPtr);
     StatData filled = *statDataPtr;
     bool complete = false;
@@ -268,13 +265,12 @@ int32_t getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
         TRACE_DEBUG(
             1060,
             "stapi_zul_impl.getFirstStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+            walk.queryIndex, walk.queryHeaderCount, at(rsPtr), cursorOf(walk), walk.queryElementLen,
+            at(walk.queryElementPtr), walk.queryElementRC);
         TRACE_DEBUG(
             1061,
             "stapi_zul_impl.getFirstStatInternal Caching new query element details. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+            at(rsPtr), cursorOf(walk), walk.queryElementLen, at(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             leaveBlock(&walk);
         } else {
@@ -284,10 +280,10 @@ int32_t getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
     if (complete && walk.queryElementRC >= 0) {
         if (countEntry(&walk)) {
             TRACE_DEBUG(1062, "stapi_zul_impl.getFirstStatInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
+                        walk.queryIndex, at(rsPtr));
         }
         TRACE_EVENT(1139, "stapi_zul_impl.getFirstStatInternal Successfully retrieved first stat from resultset %p\n",
-                    static_cast<void*>(rsPtr));
+                    at(rsPtr));
     }
     const int32_t rc = commitStep(complete, walk, filled, rsPtr, statDataPtr);
     TRACE_EXIT(1063, "stapi_zul_impl.getFirstStatInternal() last=%d rc=%d\n", endOfResults ? 1 : 0, rc);
@@ -295,8 +291,7 @@ int32_t getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
 }
 
 int32_t getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    TRACE_ENTRY(1064, "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(statDataPtr));
+    TRACE_ENTRY(1064, "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p)\n", at(rsPtr), at(statDataPtr));
     Walk walk = loadWalk(rsPtr);
     StatData filled = *statDataPtr;
     bool complete = true;
@@ -305,7 +300,7 @@ int32_t getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
         takeEyecatcher(rsPtr, &filled);
         TRACE_DEBUG(1066,
                     "stapi_zul_impl.getNextStatInternal No getFirstStat() called on Resultset=%p. Datacursor=%p\n",
-                    static_cast<void*>(rsPtr), cursorOf(walk));
+                    at(rsPtr), cursorOf(walk));
     }
     bool readable = false;
     complete = complete && !isAtTerminator(walk.reader, &readable) && readable;
@@ -320,12 +315,12 @@ int32_t getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
         TRACE_DEBUG(
             1067,
             "stapi_zul_impl.getNextStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
+            walk.queryIndex, walk.queryHeaderCount, at(rsPtr), cursorOf(walk), walk.queryElementLen,
+            at(walk.queryElementPtr), walk.queryElementRC);
         if (walk.queryElementRC < 0) {
             TRACE_EVENT(
                 1068, "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p) Found negative queryElementRC(%d)\n",
-                static_cast<void*>(rsPtr), static_cast<void*>(statDataPtr), walk.queryElementRC);
+                at(rsPtr), at(statDataPtr), walk.queryElementRC);
             leaveBlock(&walk);
         } else {
             complete = readEntryCount(&walk);
@@ -339,13 +334,13 @@ int32_t getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
         TRACE_DEBUG(
             1069,
             "stapi_zul_impl.getNextStatInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, statIdLen=%d\n",
-            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.statIdLen);
+            walk.queryIndex, walk.elementResultIndex, at(rsPtr), cursorOf(walk), filled.statIdLen);
         if (countEntry(&walk)) {
             TRACE_DEBUG(1070, "stapi_zul_impl.getNextStatInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
+                        walk.queryIndex, at(rsPtr));
         }
         TRACE_EVENT(1140, "stapi_zul_impl.getNextStatInternal Successfully retrieved the next stat from resultset %p\n",
-                    static_cast<void*>(rsPtr));
+                    at(rsPtr));
     }
     const int32_t rc = commitStep(complete, walk, filled, rsPtr, statDataPtr);
     TRACE_EXIT(1071, "stapi_zul_impl.getNextStatInternal() rc=%d\n", rc);

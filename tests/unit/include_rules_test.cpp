@@ -47,6 +47,9 @@ const Names& standardHeaders() {
     return headers;
 }
 
+// The one statement of codes and records, which every layer may include.
+constexpr const char* kPublicHeader = "api/zulstats64.h";
+
 std::string folderOf(const std::string& path) {
     const std::string inSource = path.substr(path.find('/') + 1);
     return inSource.substr(0, inSource.find('/'));
@@ -101,7 +104,8 @@ TEST(IncludeRules, NothingOfTheLibraryPointsUpwards) {
         if (!each.isSystem) {
             const std::string from = folderOf(each.file);
             const std::string to = each.target.substr(0, each.target.find('/'));
-            const bool allowed = from == to || allowedFolders().at(from).count(to) == 1 ||
+            const bool allowed = from == to || each.target == kPublicHeader ||
+                                 allowedFolders().at(from).count(to) == 1 ||
                                  exceptions().count({each.file, each.target}) == 1;
             EXPECT_TRUE(allowed) << describe(each);
         }
@@ -111,7 +115,7 @@ TEST(IncludeRules, NothingOfTheLibraryPointsUpwards) {
 TEST(IncludeRules, FoldersDoNotIncludeEachOtherInACircle) {
     std::map<std::string, Names> uses;
     for (const Inclusion& each : inclusionsBelow("src")) {
-        if (!each.isSystem) {
+        if (!each.isSystem && each.target != kPublicHeader) {
             uses[folderOf(each.file)].insert(each.target.substr(0, each.target.find('/')));
         }
     }

@@ -313,9 +313,9 @@ std::optional<std::vector<Argument>> readArguments(const std::vector<Token>& tok
     return std::nullopt;
 }
 
-// What stands before the text's own arguments: id and text, and for DATA the memory that is dumped behind the line.
-std::size_t leadingArgumentCount(const std::string_view word) {
-    return word == "DATA" ? 3 : 2;
+// What stands before the text and its arguments: the id, and for DATA the memory that is dumped behind the line.
+std::size_t argumentsBeforeText(const std::string_view word) {
+    return word == "DATA" ? 2 : 1;
 }
 
 bool isTraceMacroName(const std::string_view name) {
@@ -341,19 +341,46 @@ void scanCall(const std::vector<Token>& tokens, const std::size_t index, const s
         return;
     }
     const std::string idText = arguments->front().front().text;
-    const bool hasText =
-        arguments->size() >= 2 && (*arguments)[1].size() == 1 && (*arguments)[1].front().kind == TokenKind::string;
+    const std::size_t textAt = argumentsBeforeText(known->second);
+    const bool hasText = arguments->size() > textAt && (*arguments)[textAt].size() == 1 &&
+                         (*arguments)[textAt].front().kind == TokenKind::string;
     if (!hasText) {
         result.malformed.push_back(where + ": point " + idText + " has no text that is one plain string literal");
         return;
     }
-    const std::size_t leading = leadingArgumentCount(known->second);
-    if (arguments->size() < leading) {
-        result.malformed.push_back(where + ": point " + idText + " names no memory to dump behind its text");
+    result.calls.push_back({parseId(idText).value_or(0), macro, known->second, (*arguments)[textAt].front().text,
+                            arguments->size() - textAt - 1, where});
+}
+
+const std::map<std::string, std::string, std::less<>>& wordOfPoint() {
+    static const std::map<std::string, std::string, std::less<>> words = {
+        {"exception", "EXC"}, {"event", "EVENT"}, {"entry", "ENTRY"},
+        {"exit", "EXIT"},     {"debug", "DEBUG"}, {"data", "DATA"},
+    };
+    return words;
+}
+
+// A point that stands as a value: {TraceWord::entry, 1043, "text"}. The compiler has counted its arguments.
+void scanPoint(const std::vector<Token>& tokens, const std::size_t index, const std::string& file, ScanResult& result) {
+    constexpr std::size_t wordAt = 3;
+    constexpr std::size_t idAt = 5;
+    constexpr std::size_t textAt = 7;
+    const auto tokenAt = [&tokens, index](const std::size_t offset) {
+        return index + offset < tokens.size() ? tokens[index + offset] : Token{};
+    };
+    const auto word = wordOfPoint().find(tokenAt(wordAt).text);
+    const std::optional<std::int32_t> id = parseId(tokenAt(idAt).text);
+    if (word == wordOfPoint().end() || tokenAt(wordAt + 1).text != "," || !id) {
         return;
     }
-    result.calls.push_back({parseId(idText).value_or(0), macro, known->second, (*arguments)[1].front().text,
-                            arguments->size() - leading, where});
+    const std::string where = file + ":" + std::to_string(tokens[index].line);
+    if (tokenAt(textAt).kind != TokenKind::string || tokenAt(textAt + 1).text != "}") {
+        result.malformed.push_back(where + ": point " + std::to_string(*id) +
+                                   " has no text that is one plain string literal");
+        return;
+    }
+    const std::string& text = tokens[index + textAt].text;
+    result.calls.push_back({*id, "TracePoint", word->second, text, countConversions(text).value_or(0), where});
 }
 
 void scanSource(const std::string_view source, const std::string& file, ScanResult& result) {
@@ -363,6 +390,8 @@ void scanSource(const std::string_view source, const std::string& file, ScanResu
                             tokens[index + 1].kind == TokenKind::mark && tokens[index + 1].text == "(";
         if (isCall) {
             scanCall(tokens, index, file, result);
+        } else if (tokens[index].kind == TokenKind::word && tokens[index].text == "TraceWord") {
+            scanPoint(tokens, index, file, result);
         }
     }
 }
@@ -690,7 +719,7 @@ TEST(TraceScanner, ReportsWhatIsNoPlainTraceCall) {
 }
 
 TEST(TraceScanner, CountsTheMemoryToDumpApartFromTheArgumentsOfADataText) {
-    const ScanResult result = scanText("TRACE_DATA(3226, \"%p %d\\n\", areaOf(data, 4), data, 4);");
+    const ScanResult result = scanText("TRACE_DATA(3226, areaOf(data, 4), \"%p %d\\n\", data, 4);");
     ASSERT_EQ(result.calls.size(), 1U);
     EXPECT_EQ(result.calls.front().argumentCount, 2U);
     EXPECT_EQ(scanText("TRACE_DATA(3226, \"a\\n\");").malformed.size(), 1U);
@@ -700,13 +729,27 @@ TEST(TraceScanner, TakesTheWordFromTheMacro) {
     const ScanResult result = scanText(
         "TRACE_EXC(1, \"a\\n\"); TRACE_EXC_UNLOCKED(2, \"a\\n\"); TRACE_EVENT(3, \"a\\n\"); TRACE_ENTRY(4, \"a\\n\");"
         "TRACE_ENTRY_STALE_TIME(5, \"a\\n\"); TRACE_EXIT(6, \"a\\n\"); TRACE_DEBUG(7, \"a\\n\");"
-        "TRACE_DATA(8, \"a\\n\", area);");
+        "TRACE_DATA(8, area, \"a\\n\");");
     std::vector<std::string> words;
     for (const TraceCall& call : result.calls) {
         words.push_back(call.word);
     }
     EXPECT_EQ(words, (std::vector<std::string>{"EXC", "EXC", "EVENT", "ENTRY", "ENTRY", "EXIT", "DEBUG", "DATA"}));
     EXPECT_EQ(idsUsing(result.calls, "TRACE_EXC_UNLOCKED"), (std::set<std::int32_t>{2}));
+}
+
+TEST(TraceScanner, ReadsAPointThatStandsAsAValue) {
+    const ScanResult result = scanText(
+        "constexpr Points kPoints = {.entry = {TraceWord::entry, 1043, \"f(%p)\\n\"},\n"
+        ".data = {TraceWord::data, 2312, \"%p %d\\n\"}};\n"
+        "TraceWord word = TraceWord::exit; writeTraceLine(TraceWord::exception, mode, id, text);");
+    ASSERT_EQ(result.calls.size(), 2U);
+    EXPECT_EQ(result.calls.front().id, 1043);
+    EXPECT_EQ(result.calls.front().word, "ENTRY");
+    EXPECT_EQ(result.calls.front().message, "f(%p)\\n");
+    EXPECT_EQ(result.calls.back().word, "DATA");
+    EXPECT_TRUE(result.malformed.empty());
+    EXPECT_EQ(scanText("{TraceWord::entry, 1043, \"split \" \"text\\n\"}").malformed.size(), 1U);
 }
 
 TEST(TraceScanner, CountsConversions) {

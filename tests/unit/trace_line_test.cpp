@@ -157,10 +157,10 @@ TEST_F(TraceLineTest, ArgumentsOfDataAreEvaluatedOnlyWhenTheirLevelIsOn) {
         return stapi::HexDumpArea{"abcd", 4, 0, 4};
     };
     traceToFile(3);
-    TRACE_DATA(1, "evaluated\n", area());
+    TRACE_DATA(1, area(), "evaluated\n");
     EXPECT_EQ(evaluated, 0);
     setLevelSilently(4);
-    TRACE_DATA(1, "evaluated\n", area());
+    TRACE_DATA(1, area(), "evaluated\n");
     EXPECT_EQ(evaluated, 1);
 }
 
@@ -176,7 +176,7 @@ struct WordCase {
 
 void writeData() {
     const stapi::HexDumpArea area = {"ab", 2, 0, 2};
-    TRACE_DATA(9, "point\n", area);
+    TRACE_DATA(9, area, "point\n");
 }
 
 const std::vector<WordCase>& wordCases() {

@@ -31,7 +31,7 @@ std::string textOf(const ResultBuffer& result, const char* text, std::uint32_t l
 }
 
 // An element without ids hands out the word behind its count as the length of one, whatever that word is.
-std::string idOf(const ResultBuffer& result, const ResultSetToken& token, const stapi::IdData& data) {
+std::string idOf(const ResultBuffer& result, const ResultSetToken& token, const IdData& data) {
     const bool isBogus = token.elementResultCount <= 0 && !isInside(result, data.idPtr, data.idLen);
     return isBogus ? "(bogus)" : textOf(result, data.idPtr, data.idLen);
 }
@@ -105,7 +105,7 @@ std::vector<std::string> walk(ResultBuffer* result, bool isStatistics) {
             throw std::runtime_error("the walk does not end");
         }
         if (isStatistics) {
-            stapi::StatData data = {};
+            StatData data = {};
             rc = step == 0 ? stapi::getFirstStatInternal(&token, &data) : stapi::getNextStatInternal(&token, &data);
             if (rc == 0) {
                 entries.push_back(data.queryElementRC < 0 ? "(" + std::to_string(data.queryElementRC) + ")"
@@ -113,7 +113,7 @@ std::vector<std::string> walk(ResultBuffer* result, bool isStatistics) {
                                                                 textOf(*result, data.statValuePtr, data.statValueLen));
             }
         } else {
-            stapi::IdData data = {};
+            IdData data = {};
             rc = step == 0 ? stapi::getFirstIdInternal(&token, &data) : stapi::getNextIdInternal(&token, &data);
             if (rc == 0) {
                 entries.push_back(data.queryElementRC < 0 ? "(" + std::to_string(data.queryElementRC) + ")"
