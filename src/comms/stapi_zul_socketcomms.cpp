@@ -512,9 +512,15 @@ int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock
     return rc;
 }
 
-bool isConnectionGone(int32_t exchangeRc, const ReasonsBlock& reasons) {
-    return exchangeRc == kExchangeNotSent ||
-           (exchangeRc == kGatewayCommsFailure && reasons.gwyRc == kGatewayConnectionGone);
+int32_t mapExchangeCode(int32_t exchangeRc, const ReasonsBlock& reasons) {
+    int32_t rc = STAPI_RC_OK;
+    if (exchangeRc == kExchangeNotSent ||
+        (exchangeRc == kGatewayCommsFailure && reasons.gwyRc == kGatewayConnectionGone)) {
+        rc = STAPI_RC_SOCKET_ERROR;
+    } else if (exchangeRc != STAPI_RC_OK) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    }
+    return rc;
 }
 
 }  // namespace stapi
