@@ -13,5 +13,5 @@ function(stage_header_only_library target folder probe package)
     target_include_directories(${target} SYSTEM INTERFACE ${staged})
 endfunction()
 
-stage_header_only_library(header_only_cli11 CLI CLI.hpp libcli11-dev)
-stage_header_only_library(header_only_json nlohmann json.hpp nlohmann-json3-dev)
+stage_header_only_library(zulstats_cli11 CLI CLI.hpp libcli11-dev)
+stage_header_only_library(zulstats_json nlohmann json.hpp nlohmann-json3-dev)
