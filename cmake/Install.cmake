@@ -24,22 +24,26 @@ endif()
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zulstats64Config.cmake.in
     ${PROJECT_BINARY_DIR}/zulstats64Config.cmake
     INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/zulstats64ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zulstats64ConfigVersion.cmake
+    VERSION ${ZULSTATS_PACKAGE_VERSION} COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zulstats64Config.cmake ${PROJECT_BINARY_DIR}/zulstats64ConfigVersion.cmake
     DESTINATION ${package_folder} COMPONENT zulstats_development)
 install(EXPORT zulstats64Targets NAMESPACE zulstats64::
     DESTINATION ${package_folder} COMPONENT zulstats_development)
 
-# pkg-config knows the folder of its file; from there the others are found.
-function(path_from_pkg_config_file folder result)
-    cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY /prefix)
-    set(here ${pkg_config_folder})
-    cmake_path(ABSOLUTE_PATH here BASE_DIRECTORY /prefix)
-    cmake_path(RELATIVE_PATH folder BASE_DIRECTORY ${here})
-    set(${result} "\${pcfiledir}/${folder}" PARENT_SCOPE)
-endfunction()
-path_from_pkg_config_file("${CMAKE_INSTALL_INCLUDEDIR}" pkg_config_includedir)
-path_from_pkg_config_file("${CMAKE_INSTALL_LIBDIR}" pkg_config_libdir)
+# pkg-config knows the folder of its file; from there the others are found, unless they are to be in a fixed place.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(pkg_config_prefix "${CMAKE_INSTALL_PREFIX}")
+else()
+    file(RELATIVE_PATH pkg_config_prefix "/prefix/${pkg_config_folder}" /prefix/.)
+    string(REGEX REPLACE "/$" "" pkg_config_prefix "\${pcfiledir}/${pkg_config_prefix}")
+endif()
+foreach(folder INCLUDEDIR LIBDIR)
+    set(pkg_config_${folder} "${CMAKE_INSTALL_${folder}}")
+    if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+        set(pkg_config_${folder} "\${prefix}/${CMAKE_INSTALL_${folder}}")
+    endif()
+endforeach()
 set(pkg_config_library zulstats64)
 if(WIN32)
     set(pkg_config_library ZULSTATS64)
