@@ -163,7 +163,7 @@ TEST(ReadIds, ReportsTheCodeOfAFailedStep) {
     ScriptedWalk<IdData> walk(STAPI_RC_WRONG_CONTENT);
     const Answer answer = readIds(std::ref(walk));
     EXPECT_EQ(answer.code, STAPI_RC_WRONG_CONTENT);
-    EXPECT_EQ(answer.stage, Failure::Stage::Reading);
+    EXPECT_EQ(answer.stage, Failure::Stage::reading);
 }
 
 TEST(ReadStatistics, GathersIdsAndValuesWhateverBytesTheyHold) {
@@ -305,7 +305,7 @@ TEST(AskForIds, KeepsWhatWasAnsweredBeforeTheConnectionWasLost) {
     ids.emplace_back("D");
     const Answer answer = askForIds(ids, std::ref(gateway));
     EXPECT_EQ(answer.code, STAPI_RC_SOCKET_ERROR);
-    EXPECT_EQ(answer.stage, Failure::Stage::Querying);
+    EXPECT_EQ(answer.stage, Failure::Stage::querying);
     EXPECT_EQ(answer.elements.size(), 3U);
 }
 
