@@ -1,6 +1,6 @@
 // What a 64-bit little-endian ELF shared library exports and asks for.
-#ifndef TESTS_UNIT_ELF_IMAGE_H
-#define TESTS_UNIT_ELF_IMAGE_H
+#ifndef ZULSTATS_TESTS_UNIT_ELF_IMAGE_H
+#define ZULSTATS_TESTS_UNIT_ELF_IMAGE_H
 
 #include <string>
 #include <vector>

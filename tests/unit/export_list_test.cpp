@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,7 +22,7 @@ std::vector<std::string> sorted(std::vector<std::string> names) {
 
 // The 23 functions, in the words of the interface.
 const std::vector<std::string>& interfaceFunctions() {
-    static const std::vector<std::string> names = sorted({
+    static const std::vector<std::string> kNames = sorted({
         "getStatsAPIVersion",
         "getAPITraceLevel",
         "setAPITraceLevel",
@@ -45,7 +47,7 @@ const std::vector<std::string>& interfaceFunctions() {
         "freeResultSet",
         "dumpResultSet",
     });
-    return names;
+    return kNames;
 }
 
 std::vector<std::string> listedFunctions() {

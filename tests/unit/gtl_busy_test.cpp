@@ -47,7 +47,7 @@ TEST_F(GtlBusy, VerifyingDoesNotMakeATokenBusy) {
 
 TEST_F(GtlBusy, BeginRefusesWhatVerifyingRefusesAndMakesNothingBusy) {
     GatewayToken* const token = chained();
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     onAnotherThread([&] { rc = beginGatewayQuery(token); });
     EXPECT_EQ(rc, STAPI_RC_WRONG_THREAD);
     EXPECT_FALSE(token->busy);
@@ -55,7 +55,7 @@ TEST_F(GtlBusy, BeginRefusesWhatVerifyingRefusesAndMakesNothingBusy) {
     EXPECT_EQ(beginGatewayQuery(token), STAPI_RC_WRONG_PROCESS);
     EXPECT_FALSE(token->busy);
     EXPECT_EQ(beginGatewayQuery(nullptr), STAPI_RC_TOKEN_NOT_FOUND);
-    EXPECT_EQ(beginGatewayQuery(reinterpret_cast<GatewayToken*>(std::uintptr_t{16})), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(beginGatewayQuery(reinterpret_cast<GatewayToken*>(uintptr_t{16})), STAPI_RC_TOKEN_NOT_FOUND);
 }
 
 TEST_F(GtlBusy, BeginTracesAsVerifyingDoes) {
@@ -69,14 +69,14 @@ TEST_F(GtlBusy, BeginTracesAsVerifyingDoes) {
 TEST_F(GtlBusy, DeletedByAnotherThreadIsAbandonedAndReleasedByItsOwner) {
     GatewayToken* const token = inUse();
     GatewayToken* othersPointer = token;
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = deleteGatewayToken(&othersPointer, 1); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(othersPointer, nullptr);
     EXPECT_EQ(listed(), Tokens{});
     EXPECT_TRUE(token->abandoned);
     EXPECT_EQ(std::string(token->eyecatcher, 8), "ZULGWTOK");
-    std::memset(token->resultSetBuf, 'x', unit_test::testTokenCapacity);
+    std::memset(token->resultSetBuf, 'x', unit_test::kTestTokenCapacity);
     EXPECT_EQ(stapi::verifyGatewayToken(token), STAPI_RC_TOKEN_NOT_FOUND);
     EXPECT_EQ(endGatewayUse(token), STAPI_RC_TOKEN_NOT_FOUND);
 }
@@ -128,7 +128,7 @@ TEST_F(GtlBusy, AmongOthersIsAbandonedWhenAnotherThreadDeletesAll) {
     chained();
     GatewayToken* const busy = inUse();
     chained();
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     traceToFile(3);
     onAnotherThread([&] { rc = deleteGatewayTokens(); });
     setLevelSilently(0);
@@ -141,7 +141,7 @@ TEST_F(GtlBusy, AmongOthersIsAbandonedWhenAnotherThreadDeletesAll) {
 TEST_F(GtlBusy, ClosedThroughTheExportByAnotherThreadEndsTheOwnersUse) {
     GatewayToken* const token = inUse();
     GatewayToken* othersPointer = token;
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = closeGatewayConnection(&othersPointer); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(othersPointer, nullptr);
@@ -153,7 +153,7 @@ TEST_F(GtlBusy, IsDumpedWithoutTheBytesOfItsBuffer) {
     char description[512] = {};
     ASSERT_EQ(stapi::formatGatewayToken(token, description), 0);
     traceToFile(0);
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = stapi::dumpGatewayTokens(); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(traced(), "Gateway Token List dump\n" + dashLine() + "Gateway Token List entry -0001- : " + description +

@@ -2,6 +2,7 @@
 // caller's locale or signals, throw, or write to standard error but through the trace.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <set>
 #include <string>
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
 #include <filesystem>
 #include <stdexcept>
 
@@ -11,8 +12,8 @@
 namespace {
 
 const std::filesystem::path& projectFolder() {
-    static const std::filesystem::path folder(PROJECT_FOLDER);
-    return folder;
+    static const std::filesystem::path kFolder(PROJECT_FOLDER);
+    return kFolder;
 }
 
 bool isSource(const std::filesystem::path& path) {
@@ -35,9 +36,9 @@ void blank(std::string* text, size_t from, size_t to) {
 
 // Whether this is the "<" of an inclusion.
 bool beginsInclusion(const std::string& text, size_t angle) {
-    static const std::string directive = "#include ";
-    return text[angle] == '<' && angle >= directive.size() &&
-           text.compare(angle - directive.size(), directive.size(), directive) == 0;
+    static const std::string kDirective = "#include ";
+    return text[angle] == '<' && angle >= kDirective.size() &&
+           text.compare(angle - kDirective.size(), kDirective.size(), kDirective) == 0;
 }
 
 size_t endOfLiteral(const std::string& text, size_t start) {

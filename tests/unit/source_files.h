@@ -1,6 +1,6 @@
 // The project's own sources, read as text for rules that no compiler knows.
-#ifndef TESTS_UNIT_SOURCE_FILES_H
-#define TESTS_UNIT_SOURCE_FILES_H
+#ifndef ZULSTATS_TESTS_UNIT_SOURCE_FILES_H
+#define ZULSTATS_TESTS_UNIT_SOURCE_FILES_H
 
 #include <string>
 #include <vector>

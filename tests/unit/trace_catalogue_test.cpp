@@ -23,12 +23,12 @@
 
 namespace {
 
-constexpr std::size_t messageAreaSize = 256;
-constexpr std::string_view tableHeader = "id\tword\tfunction\tmessage\ttext\tnote";
-constexpr std::string_view writtenNewLine = "\\n";
+constexpr size_t kMessageAreaSize = 256;
+constexpr std::string_view kTableHeader = "id\tword\tfunction\tmessage\ttext\tnote";
+constexpr std::string_view kWrittenNewLine = "\\n";
 
 struct TableRow {
-    std::int32_t id = 0;
+    int32_t id = 0;
     std::string word;
     std::string function;
     std::string message;
@@ -36,11 +36,11 @@ struct TableRow {
 };
 
 struct TraceCall {
-    std::int32_t id = 0;
+    int32_t id = 0;
     std::string macro;
     std::string word;
     std::string message;
-    std::size_t argumentCount = 0;
+    size_t argumentCount = 0;
     std::string where;
 };
 
@@ -50,7 +50,7 @@ struct ScanResult {
 };
 
 const std::map<std::string, std::string, std::less<>>& wordOfMacro() {
-    static const std::map<std::string, std::string, std::less<>> words = {
+    static const std::map<std::string, std::string, std::less<>> kWords = {
         {"TRACE_EXC", "EXC"},
         {"TRACE_EXC_UNLOCKED", "EXC"},
         {"TRACE_EVENT", "EVENT"},
@@ -60,11 +60,11 @@ const std::map<std::string, std::string, std::less<>>& wordOfMacro() {
         {"TRACE_DEBUG", "DEBUG"},
         {"TRACE_DATA", "DATA"},
     };
-    return words;
+    return kWords;
 }
 
-std::optional<std::int32_t> parseId(const std::string_view text) {
-    std::int32_t id = 0;
+std::optional<int32_t> parseId(std::string_view text) {
+    int32_t id = 0;
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, id);
     if (error != std::errc{} || stop != end) {
@@ -73,24 +73,24 @@ std::optional<std::int32_t> parseId(const std::string_view text) {
     return id;
 }
 
-std::size_t countOccurrences(const std::string_view text, const std::string_view part) {
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + part.size())) {
+size_t countOccurrences(std::string_view text, std::string_view part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + part.size())) {
         ++count;
     }
     return count;
 }
 
-bool endsInExactlyOneNewLine(const std::string_view message) {
-    return message.ends_with(writtenNewLine) && countOccurrences(message, writtenNewLine) == 1;
+bool endsInExactlyOneNewLine(std::string_view message) {
+    return message.ends_with(kWrittenNewLine) && countOccurrences(message, kWrittenNewLine) == 1;
 }
 
 // How many arguments a format takes; nothing when it holds a conversion that no trace text uses.
-std::optional<std::size_t> countConversions(const std::string_view message) {
-    std::size_t count = 0;
-    std::size_t at = 0;
+std::optional<size_t> countConversions(std::string_view message) {
+    size_t count = 0;
+    size_t at = 0;
     while ((at = message.find('%', at)) != std::string_view::npos) {
-        const std::size_t letter = message.find_first_not_of("0123456789.-", at + 1);
+        const size_t letter = message.find_first_not_of("0123456789.-", at + 1);
         if (letter == std::string_view::npos) {
             return std::nullopt;
         }
@@ -109,8 +109,8 @@ std::optional<std::size_t> countConversions(const std::string_view message) {
 
 std::vector<std::string> splitAtTabs(const std::string& line) {
     std::vector<std::string> columns;
-    std::size_t start = 0;
-    for (std::size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', start)) {
+    size_t start = 0;
+    for (size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', start)) {
         columns.push_back(line.substr(start, tab - start));
         start = tab + 1;
     }
@@ -126,20 +126,20 @@ struct Table {
 Table readTable(std::istream& input) {
     Table table;
     std::string line;
-    std::size_t lineNumber = 0;
+    size_t lineNumber = 0;
     while (std::getline(input, line)) {
         ++lineNumber;
         if (line.ends_with('\r')) {
             line.pop_back();
         }
         if (lineNumber == 1) {
-            if (line != tableHeader) {
+            if (line != kTableHeader) {
                 table.malformed.push_back("line 1 is not the header line");
             }
             continue;
         }
         const std::vector<std::string> columns = splitAtTabs(line);
-        const std::optional<std::int32_t> id = parseId(columns.front());
+        const std::optional<int32_t> id = parseId(columns.front());
         if (columns.size() != 6 || !id) {
             table.malformed.push_back("line " + std::to_string(lineNumber) + " is not a row of six columns: " + line);
             continue;
@@ -150,7 +150,7 @@ Table readTable(std::istream& input) {
 }
 
 const Table& traceTable() {
-    static const Table table = [] {
+    static const Table kTable = [] {
         std::ifstream input(TRACE_TABLE_FILE, std::ios::binary);
         Table read = readTable(input);
         if (read.rows.empty()) {
@@ -158,26 +158,26 @@ const Table& traceTable() {
         }
         return read;
     }();
-    return table;
+    return kTable;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // The sources
 // ---------------------------------------------------------------------------------------------------------------------
 
-enum class TokenKind : std::uint8_t { word, string, otherLiteral, mark };
+enum class TokenKind : uint8_t { word, string, otherLiteral, mark };
 
 struct Token {
     TokenKind kind = TokenKind::mark;
     std::string text;
-    std::size_t line = 0;
+    size_t line = 0;
 };
 
 // Splits C++ text into words (identifiers and numbers), plain string literals, other literals and single marks.
 // Comments and preprocessor directives yield nothing: the definitions of the trace macros are no trace calls.
 class Tokenizer {
   public:
-    explicit Tokenizer(const std::string_view source) : source_(source) {}
+    explicit Tokenizer(std::string_view source) : source_(source) {}
 
     std::vector<Token> run() {
         while (at_ < source_.size()) {
@@ -187,23 +187,23 @@ class Tokenizer {
     }
 
   private:
-    static bool isWordCharacter(const char character) {
+    static bool isWordCharacter(char character) {
         return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
                (character >= '0' && character <= '9') || character == '_';
     }
 
-    bool startsWith(const std::string_view text) const {
+    bool startsWith(std::string_view text) const {
         return source_.substr(at_).starts_with(text);
     }
 
-    void step(const std::size_t count) {
+    void step(size_t count) {
         const std::string_view passed = source_.substr(at_, count);
-        line_ += static_cast<std::size_t>(std::count(passed.begin(), passed.end(), '\n'));
+        line_ += static_cast<size_t>(std::count(passed.begin(), passed.end(), '\n'));
         at_ += passed.size();
     }
 
-    void stepBehind(const std::string_view mark) {
-        const std::size_t found = source_.find(mark, at_);
+    void stepBehind(std::string_view mark) {
+        const size_t found = source_.find(mark, at_);
         step(found == std::string_view::npos ? source_.size() - at_ : found - at_ + mark.size());
     }
 
@@ -234,7 +234,7 @@ class Tokenizer {
         }
     }
 
-    void readToken(const char character) {
+    void readToken(char character) {
         if (startsWith("R\"")) {
             readRawString();
         } else if (character == '"' || character == '\'') {
@@ -248,18 +248,18 @@ class Tokenizer {
     }
 
     void readRawString() {
-        const std::size_t line = line_;
-        const std::size_t start = at_;
-        const std::size_t bracket = std::min(source_.find('(', at_), source_.size());
+        const size_t line = line_;
+        const size_t start = at_;
+        const size_t bracket = std::min(source_.find('(', at_), source_.size());
         const std::string end = ")" + std::string(source_.substr(at_ + 2, bracket - at_ - 2)) + "\"";
         stepBehind(end);
         tokens_.push_back({TokenKind::otherLiteral, std::string(source_.substr(start, at_ - start)), line});
     }
 
-    void readQuoted(const char quote) {
-        const std::size_t line = line_;
+    void readQuoted(char quote) {
+        const size_t line = line_;
         step(1);
-        const std::size_t start = at_;
+        const size_t start = at_;
         while (at_ < source_.size() && source_[at_] != quote) {
             step(source_[at_] == '\\' ? 2 : 1);
         }
@@ -269,7 +269,7 @@ class Tokenizer {
     }
 
     void readWord() {
-        const std::size_t start = at_;
+        const size_t start = at_;
         const bool isNumber = source_[at_] >= '0' && source_[at_] <= '9';
         while (at_ < source_.size() && (isWordCharacter(source_[at_]) || (isNumber && source_[at_] == '\''))) {
             ++at_;
@@ -278,8 +278,8 @@ class Tokenizer {
     }
 
     std::string_view source_;
-    std::size_t at_ = 0;
-    std::size_t line_ = 1;
+    size_t at_ = 0;
+    size_t line_ = 1;
     bool atLineStart_ = true;
     std::vector<Token> tokens_;
 };
@@ -288,10 +288,10 @@ using Argument = std::vector<Token>;
 
 // The arguments of a macro call as the preprocessor splits them: only round brackets keep a comma inside. `open` is the
 // position of the opening bracket; nothing is returned when the call does not end.
-std::optional<std::vector<Argument>> readArguments(const std::vector<Token>& tokens, const std::size_t open) {
+std::optional<std::vector<Argument>> readArguments(const std::vector<Token>& tokens, size_t open) {
     std::vector<Argument> arguments(1);
-    std::size_t depth = 0;
-    for (std::size_t index = open; index < tokens.size(); ++index) {
+    size_t depth = 0;
+    for (size_t index = open; index < tokens.size(); ++index) {
         const Token& token = tokens[index];
         const bool isMark = token.kind == TokenKind::mark;
         if (isMark && token.text == "(") {
@@ -314,15 +314,15 @@ std::optional<std::vector<Argument>> readArguments(const std::vector<Token>& tok
 }
 
 // What stands before the text and its arguments: the id, and for DATA the memory that is dumped behind the line.
-std::size_t argumentsBeforeText(const std::string_view word) {
+size_t argumentsBeforeText(std::string_view word) {
     return word == "DATA" ? 2 : 1;
 }
 
-bool isTraceMacroName(const std::string_view name) {
+bool isTraceMacroName(std::string_view name) {
     return name.starts_with("TRACE_");
 }
 
-void scanCall(const std::vector<Token>& tokens, const std::size_t index, const std::string& file, ScanResult& result) {
+void scanCall(const std::vector<Token>& tokens, size_t index, const std::string& file, ScanResult& result) {
     const std::string& macro = tokens[index].text;
     const std::string where = file + ":" + std::to_string(tokens[index].line);
     const auto known = wordOfMacro().find(macro);
@@ -341,7 +341,7 @@ void scanCall(const std::vector<Token>& tokens, const std::size_t index, const s
         return;
     }
     const std::string idText = arguments->front().front().text;
-    const std::size_t textAt = argumentsBeforeText(known->second);
+    const size_t textAt = argumentsBeforeText(known->second);
     const bool hasText = arguments->size() > textAt && (*arguments)[textAt].size() == 1 &&
                          (*arguments)[textAt].front().kind == TokenKind::string;
     if (!hasText) {
@@ -353,24 +353,24 @@ void scanCall(const std::vector<Token>& tokens, const std::size_t index, const s
 }
 
 const std::map<std::string, std::string, std::less<>>& wordOfPoint() {
-    static const std::map<std::string, std::string, std::less<>> words = {
+    static const std::map<std::string, std::string, std::less<>> kWords = {
         {"exception", "EXC"}, {"event", "EVENT"}, {"entry", "ENTRY"},
         {"exit", "EXIT"},     {"debug", "DEBUG"}, {"data", "DATA"},
     };
-    return words;
+    return kWords;
 }
 
 // A point that stands as a value: {TraceWord::entry, 1043, "text"}. The compiler has counted its arguments.
-void scanPoint(const std::vector<Token>& tokens, const std::size_t index, const std::string& file, ScanResult& result) {
-    constexpr std::size_t wordAt = 3;
-    constexpr std::size_t idAt = 5;
-    constexpr std::size_t textAt = 7;
-    const auto tokenAt = [&tokens, index](const std::size_t offset) {
+void scanPoint(const std::vector<Token>& tokens, size_t index, const std::string& file, ScanResult& result) {
+    constexpr size_t kWordAt = 3;
+    constexpr size_t kIdAt = 5;
+    constexpr size_t textAt = 7;
+    const auto tokenAt = [&tokens, index](size_t offset) {
         return index + offset < tokens.size() ? tokens[index + offset] : Token{};
     };
-    const auto word = wordOfPoint().find(tokenAt(wordAt).text);
-    const std::optional<std::int32_t> id = parseId(tokenAt(idAt).text);
-    if (word == wordOfPoint().end() || tokenAt(wordAt + 1).text != "," || !id) {
+    const auto word = wordOfPoint().find(tokenAt(kWordAt).text);
+    const std::optional<int32_t> id = parseId(tokenAt(kIdAt).text);
+    if (word == wordOfPoint().end() || tokenAt(kWordAt + 1).text != "," || !id) {
         return;
     }
     const std::string where = file + ":" + std::to_string(tokens[index].line);
@@ -383,9 +383,9 @@ void scanPoint(const std::vector<Token>& tokens, const std::size_t index, const 
     result.calls.push_back({*id, "TracePoint", word->second, text, countConversions(text).value_or(0), where});
 }
 
-void scanSource(const std::string_view source, const std::string& file, ScanResult& result) {
+void scanSource(std::string_view source, const std::string& file, ScanResult& result) {
     const std::vector<Token> tokens = Tokenizer(source).run();
-    for (std::size_t index = 0; index + 1 < tokens.size(); ++index) {
+    for (size_t index = 0; index + 1 < tokens.size(); ++index) {
         const bool isCall = tokens[index].kind == TokenKind::word && isTraceMacroName(tokens[index].text) &&
                             tokens[index + 1].kind == TokenKind::mark && tokens[index + 1].text == "(";
         if (isCall) {
@@ -396,7 +396,7 @@ void scanSource(const std::string_view source, const std::string& file, ScanResu
     }
 }
 
-ScanResult scanText(const std::string_view source) {
+ScanResult scanText(std::string_view source) {
     ScanResult result;
     scanSource(source, "text", result);
     return result;
@@ -410,12 +410,12 @@ std::string readWholeFile(const std::filesystem::path& path) {
 }
 
 std::vector<std::filesystem::path> sourceFiles(const std::filesystem::path& folder) {
-    static const std::set<std::string> extensions = {".c", ".cc", ".cpp", ".h", ".hpp", ".inc"};
+    static const std::set<std::string> kExtensions = {".c", ".cc", ".cpp", ".h", ".hpp", ".inc"};
     std::vector<std::filesystem::path> files;
     std::error_code error;
     for (std::filesystem::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
-        if (entry->is_regular_file() && extensions.contains(entry->path().extension().string())) {
+        if (entry->is_regular_file() && kExtensions.contains(entry->path().extension().string())) {
             files.push_back(entry->path());
         }
     }
@@ -424,7 +424,7 @@ std::vector<std::filesystem::path> sourceFiles(const std::filesystem::path& fold
 }
 
 const ScanResult& librarySources() {
-    static const ScanResult result = [] {
+    static const ScanResult kResult = [] {
         const std::filesystem::path folder(LIBRARY_SOURCE_DIR);
         ScanResult scanned;
         for (const std::filesystem::path& path : sourceFiles(folder)) {
@@ -435,7 +435,7 @@ const ScanResult& librarySources() {
         }
         return scanned;
     }();
-    return result;
+    return kResult;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -479,16 +479,16 @@ void comparePoint(std::vector<TableRow> rows, std::vector<TraceCall> calls, Devi
             row = rows.erase(row);
         }
     }
-    const std::size_t pairs = std::min(rows.size(), calls.size());
-    for (std::size_t index = 0; index < pairs; ++index) {
+    const size_t pairs = std::min(rows.size(), calls.size());
+    for (size_t index = 0; index < pairs; ++index) {
         deviations.differences.push_back(describeDifference(rows[index], calls[index]));
     }
-    for (std::size_t index = pairs; index < rows.size(); ++index) {
+    for (size_t index = pairs; index < rows.size(); ++index) {
         deviations.absentRows.push_back(
             "point " + std::to_string(rows[index].id) +
             " has no trace call in the sources: " + describe(rows[index].word, rows[index].message));
     }
-    for (std::size_t index = pairs; index < calls.size(); ++index) {
+    for (size_t index = pairs; index < calls.size(); ++index) {
         deviations.unknownCalls.push_back(
             "point " + std::to_string(calls[index].id) + " at " + calls[index].where +
             " has no row of its own in the table: " + describe(calls[index].word, calls[index].message));
@@ -496,7 +496,7 @@ void comparePoint(std::vector<TableRow> rows, std::vector<TraceCall> calls, Devi
 }
 
 Deviations compare(const std::vector<TableRow>& rows, const std::vector<TraceCall>& calls) {
-    std::map<std::int32_t, std::pair<std::vector<TableRow>, std::vector<TraceCall>>> points;
+    std::map<int32_t, std::pair<std::vector<TableRow>, std::vector<TraceCall>>> points;
     for (const TableRow& row : rows) {
         points[row.id].first.push_back(row);
     }
@@ -521,7 +521,7 @@ std::string joinLines(const std::vector<std::string>& lines) {
 std::vector<std::string> argumentMismatches(const std::vector<TraceCall>& calls) {
     std::vector<std::string> mismatches;
     for (const TraceCall& call : calls) {
-        const std::optional<std::size_t> conversions = countConversions(call.message);
+        const std::optional<size_t> conversions = countConversions(call.message);
         const std::string point = "point " + std::to_string(call.id) + " at " + call.where;
         if (!conversions) {
             mismatches.push_back(point + " has an unknown conversion: \"" + call.message + "\"");
@@ -533,8 +533,8 @@ std::vector<std::string> argumentMismatches(const std::vector<TraceCall>& calls)
     return mismatches;
 }
 
-std::set<std::int32_t> idsUsing(const std::vector<TraceCall>& calls, const std::string_view macro) {
-    std::set<std::int32_t> ids;
+std::set<int32_t> idsUsing(const std::vector<TraceCall>& calls, std::string_view macro) {
+    std::set<int32_t> ids;
     for (const TraceCall& call : calls) {
         if (call.macro == macro) {
             ids.insert(call.id);
@@ -559,31 +559,31 @@ TEST(TraceTable, IsSortedById) {
 }
 
 TEST(TraceTable, SharesOnlyTheFiveKnownIds) {
-    std::map<std::int32_t, std::size_t> counts;
+    std::map<int32_t, size_t> counts;
     for (const TableRow& row : traceTable().rows) {
         ++counts[row.id];
     }
-    std::map<std::int32_t, std::size_t> shared;
+    std::map<int32_t, size_t> shared;
     for (const auto& [id, count] : counts) {
         if (count > 1) {
             shared[id] = count;
         }
     }
-    const std::map<std::int32_t, std::size_t> expected = {{1003, 2}, {1005, 2}, {1130, 2}, {2033, 2}, {3002, 2}};
+    const std::map<int32_t, size_t> expected = {{1003, 2}, {1005, 2}, {1130, 2}, {2033, 2}, {3002, 2}};
     EXPECT_EQ(shared, expected);
 }
 
 TEST(TraceTable, UsesOnlyKnownLevelWordsAndTextKinds) {
-    static const std::set<std::string> words = {"EXC", "EVENT", "ENTRY", "EXIT", "DEBUG", "DATA"};
+    static const std::set<std::string> kWords = {"EXC", "EVENT", "ENTRY", "EXIT", "DEBUG", "DATA"};
     static const std::set<std::string> kinds = {"fixed", "derived", "open"};
     for (const TableRow& row : traceTable().rows) {
-        EXPECT_TRUE(words.contains(row.word)) << "point " << row.id << ": " << row.word;
+        EXPECT_TRUE(kWords.contains(row.word)) << "point " << row.id << ": " << row.word;
         EXPECT_TRUE(kinds.contains(row.textKind)) << "point " << row.id << ": " << row.textKind;
     }
 }
 
 TEST(TraceTable, BeginsEveryMessageWithModuleAndFunction) {
-    static const std::array<std::string_view, 8> modules = {
+    static const std::array<std::string_view, 8> kModules = {
         "API",
         "stapi_zul_impl",
         "stapi_zul_lock",
@@ -596,7 +596,7 @@ TEST(TraceTable, BeginsEveryMessageWithModuleAndFunction) {
     for (const TableRow& row : traceTable().rows) {
         const std::string module = row.message.substr(0, row.message.find('.'));
         EXPECT_TRUE(module == "stapi_zul_resultsetbuffer" ||
-                    std::find(modules.begin(), modules.end(), module) != modules.end())
+                    std::find(kModules.begin(), kModules.end(), module) != kModules.end())
             << "point " << row.id << ": " << row.message;
         EXPECT_TRUE(row.message.starts_with(module + "." + row.function)) << "point " << row.id << ": " << row.message;
     }
@@ -610,7 +610,7 @@ TEST(TraceTable, EndsEveryMessageInExactlyOneNewLine) {
 
 TEST(TraceTable, KeepsEveryMessageBelowTheMessageArea) {
     for (const TableRow& row : traceTable().rows) {
-        EXPECT_LT(row.message.size(), messageAreaSize) << "point " << row.id << ": " << row.message;
+        EXPECT_LT(row.message.size(), kMessageAreaSize) << "point " << row.id << ": " << row.message;
     }
 }
 
@@ -656,11 +656,11 @@ TEST(TraceCatalogue, EverySourceTraceCallPassesOneArgumentPerConversion) {
 }
 
 TEST(TraceCatalogue, OnlyTheLockModuleTracesWithoutTheLock) {
-    EXPECT_EQ(idsUsing(librarySources().calls, "TRACE_EXC_UNLOCKED"), (std::set<std::int32_t>{3104, 3108, 3112}));
+    EXPECT_EQ(idsUsing(librarySources().calls, "TRACE_EXC_UNLOCKED"), (std::set<int32_t>{3104, 3108, 3112}));
 }
 
 TEST(TraceCatalogue, OnlyTheEntryOfDumpStateKeepsTheOldTimeStamp) {
-    EXPECT_EQ(idsUsing(librarySources().calls, "TRACE_ENTRY_STALE_TIME"), (std::set<std::int32_t>{1106}));
+    EXPECT_EQ(idsUsing(librarySources().calls, "TRACE_ENTRY_STALE_TIME"), (std::set<int32_t>{1106}));
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -735,7 +735,7 @@ TEST(TraceScanner, TakesTheWordFromTheMacro) {
         words.push_back(call.word);
     }
     EXPECT_EQ(words, (std::vector<std::string>{"EXC", "EXC", "EVENT", "ENTRY", "ENTRY", "EXIT", "DEBUG", "DATA"}));
-    EXPECT_EQ(idsUsing(result.calls, "TRACE_EXC_UNLOCKED"), (std::set<std::int32_t>{2}));
+    EXPECT_EQ(idsUsing(result.calls, "TRACE_EXC_UNLOCKED"), (std::set<int32_t>{2}));
 }
 
 TEST(TraceScanner, ReadsAPointThatStandsAsAValue) {
@@ -753,8 +753,8 @@ TEST(TraceScanner, ReadsAPointThatStandsAsAValue) {
 }
 
 TEST(TraceScanner, CountsConversions) {
-    EXPECT_EQ(countConversions("a\\n"), std::size_t{0});
-    EXPECT_EQ(countConversions("%p 0x%p %4.4d %8.8X %-6.6s %u %x%c\\n"), std::size_t{8});
+    EXPECT_EQ(countConversions("a\\n"), size_t{0});
+    EXPECT_EQ(countConversions("%p 0x%p %4.4d %8.8X %-6.6s %u %x%c\\n"), size_t{8});
     EXPECT_EQ(countConversions("100%"), std::nullopt);
     EXPECT_EQ(countConversions("%n"), std::nullopt);
     EXPECT_EQ(countConversions("%*d"), std::nullopt);
@@ -775,8 +775,8 @@ TEST(TraceScanner, ReportsTooFewAndTooManyArguments) {
     EXPECT_EQ(argumentMismatches(scanText("TRACE_EXC(1, \"%q\\n\", a);").calls).size(), 1U);
 }
 
-Deviations compareTexts(const std::string& tableText, const std::string_view source) {
-    std::istringstream input(std::string(tableHeader) + "\n" + tableText);
+Deviations compareTexts(const std::string& tableText, std::string_view source) {
+    std::istringstream input(std::string(kTableHeader) + "\n" + tableText);
     return compare(readTable(input).rows, scanText(source).calls);
 }
 
