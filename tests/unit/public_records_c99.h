@@ -2,7 +2,7 @@
 #ifndef ZULSTATS_TESTS_UNIT_PUBLIC_RECORDS_C99_H
 #define ZULSTATS_TESTS_UNIT_PUBLIC_RECORDS_C99_H
 
-#include <stddef.h>
+#include <cstddef>
 
 #include <stddef.h>
 
