@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include "scenarios.h"
+#include "trace_table.h"
 #include "trace_text.h"
 
 namespace system_test {
@@ -25,16 +25,6 @@ struct TracePoint {
     }
 };
 
-std::vector<std::string> columnsOf(const std::string& line) {
-    std::vector<std::string> columns;
-    std::istringstream stream(line);
-    std::string column;
-    while (std::getline(stream, column, '\t')) {
-        columns.push_back(column);
-    }
-    return columns;
-}
-
 std::vector<std::string> piecesOf(std::string text) {
     text.resize(text.size() - 2);  // the new-line, as the table writes it
     std::vector<std::string> pieces(1);
@@ -50,13 +40,11 @@ std::vector<std::string> piecesOf(std::string text) {
 }
 
 std::vector<TracePoint> tracePoints() {
+    const test_support::TraceTable table =
+        test_support::readTraceTable(test_support::readFile(std::string(TEST_DATA_FOLDER) + "/trace_points.tsv"));
     std::vector<TracePoint> points;
-    std::vector<std::string> lines =
-        test_support::splitLines(test_support::readFile(std::string(TEST_DATA_FOLDER) + "/trace_points.tsv"));
-    for (size_t index = 1; index < lines.size(); ++index) {
-        const std::vector<std::string> columns = columnsOf(lines[index]);
-        points.push_back({std::stoi(columns.at(0)), columns.at(1) == "EXC" ? "*EXC*" : columns.at(1), columns.at(3),
-                          piecesOf(columns.at(3))});
+    for (const test_support::TraceTableRow& row : table.rows) {
+        points.push_back({row.id, row.word == "EXC" ? "*EXC*" : row.word, row.message, piecesOf(row.message)});
     }
     return points;
 }

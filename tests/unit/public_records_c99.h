@@ -2,8 +2,6 @@
 #ifndef ZULSTATS_TESTS_UNIT_PUBLIC_RECORDS_C99_H
 #define ZULSTATS_TESTS_UNIT_PUBLIC_RECORDS_C99_H
 
-#include <cstddef>
-
 #include <stddef.h>
 
 #ifdef __cplusplus

@@ -8,6 +8,8 @@
 
 #include "source_files.h"
 
+namespace rule_test {
+
 namespace {
 
 using Names = std::set<std::string>;
@@ -63,3 +65,5 @@ TEST(OutputRules, UnboundedTextFunctionsAreNotUsed) {
 }
 
 }  // namespace
+
+}  // namespace rule_test

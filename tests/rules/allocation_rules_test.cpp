@@ -7,6 +7,8 @@
 
 #include "source_files.h"
 
+namespace rule_test {
+
 namespace {
 
 constexpr const char* kMemoryModule = "src/diag/stapi_zul_memory.cpp";
@@ -79,3 +81,5 @@ TEST(AllocationRule, TheLibraryAllocatesInItsMemoryModuleAlone) {
 }
 
 }  // namespace
+
+}  // namespace rule_test

@@ -10,6 +10,8 @@
 
 #include "source_files.h"
 
+namespace rule_test {
+
 namespace {
 
 using Names = std::set<std::string>;
@@ -196,3 +198,5 @@ TEST(IncludeRules, StandInDaemonUsesNothingOfTheLibrary) {
 }
 
 }  // namespace
+
+}  // namespace rule_test

@@ -13,6 +13,8 @@
 #include "temporary_file.h"
 #include "trace_text.h"
 
+namespace rule_test {
+
 namespace {
 
 std::vector<std::string> sorted(std::vector<std::string> names) {
@@ -138,3 +140,5 @@ TEST(ElfImage, RefusesWhatIsNoLibrary) {
 }
 
 }  // namespace
+
+}  // namespace rule_test
