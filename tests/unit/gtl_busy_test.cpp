@@ -50,7 +50,7 @@ TEST_F(GtlBusy, VerifyingDoesNotMakeATokenBusy) {
 
 TEST_F(GtlBusy, BeginRefusesWhatVerifyingRefusesAndMakesNothingBusy) {
     GatewayToken* const token = chained();
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     onAnotherThread([&] { rc = hold_.beginQuery(token); });
     EXPECT_EQ(rc, STAPI_RC_WRONG_THREAD);
     EXPECT_EQ(token->state, TokenState::idle);
@@ -58,7 +58,7 @@ TEST_F(GtlBusy, BeginRefusesWhatVerifyingRefusesAndMakesNothingBusy) {
     EXPECT_EQ(hold_.beginQuery(token), STAPI_RC_WRONG_PROCESS);
     EXPECT_EQ(token->state, TokenState::idle);
     EXPECT_EQ(hold_.beginQuery(nullptr), STAPI_RC_TOKEN_NOT_FOUND);
-    EXPECT_EQ(hold_.beginQuery(reinterpret_cast<GatewayToken*>(std::uintptr_t{16})), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.beginQuery(reinterpret_cast<GatewayToken*>(uintptr_t{16})), STAPI_RC_TOKEN_NOT_FOUND);
 }
 
 TEST_F(GtlBusy, BeginTracesAsVerifyingDoes) {
@@ -72,14 +72,14 @@ TEST_F(GtlBusy, BeginTracesAsVerifyingDoes) {
 TEST_F(GtlBusy, DeletedByAnotherThreadIsAbandonedAndReleasedByItsOwner) {
     GatewayToken* const token = inUse();
     GatewayToken* othersPointer = token;
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = deleteGatewayToken(&othersPointer, 1); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(othersPointer, nullptr);
     EXPECT_EQ(listed(), Tokens{});
     EXPECT_EQ(token->state, TokenState::abandoned);
     EXPECT_EQ(std::string(token->eyecatcher, 8), "ZULGWTOK");
-    std::memset(token->resultSetBuf, 'x', unit_test::testTokenCapacity);
+    std::memset(token->resultSetBuf, 'x', unit_test::kTestTokenCapacity);
     EXPECT_EQ(stapi::verifyGatewayToken(token), STAPI_RC_TOKEN_NOT_FOUND);
     EXPECT_EQ(hold_.end(), STAPI_RC_TOKEN_NOT_FOUND);
 }
@@ -131,7 +131,7 @@ TEST_F(GtlBusy, AmongOthersIsAbandonedWhenAnotherThreadDeletesAll) {
     chained();
     inUse();
     chained();
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     traceToFile(3);
     onAnotherThread([&] { rc = deleteGatewayTokens(); });
     setLevelSilently(0);
@@ -144,7 +144,7 @@ TEST_F(GtlBusy, AmongOthersIsAbandonedWhenAnotherThreadDeletesAll) {
 TEST_F(GtlBusy, ClosedThroughTheExportByAnotherThreadEndsTheOwnersUse) {
     GatewayToken* const token = inUse();
     GatewayToken* othersPointer = token;
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = closeGatewayConnection(&othersPointer); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(othersPointer, nullptr);
@@ -156,7 +156,7 @@ TEST_F(GtlBusy, IsDumpedWithoutTheBytesOfItsBuffer) {
     char description[512] = {};
     ASSERT_EQ(stapi::formatGatewayToken(token, description), 0);
     traceToFile(0);
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = stapi::dumpGatewayTokens(); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(traced(), "Gateway Token List dump\n" + dashLine() + "Gateway Token List entry -0001- : " + description +

@@ -1,6 +1,7 @@
 // Gateway tokens whose making fails before anything is sent: nothing stays behind, on the list or in memory.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -23,14 +24,14 @@ class GtlCreateFailures : public unit_test::GtlTest {
     static std::string entry(const void* pointer) {
         return "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=" + at(pointer) + ",port=4100)";
     }
-    std::int32_t createWithFault(std::int64_t allocation) {
+    int32_t createWithFault(int64_t allocation) {
         const AllocationFault fault(allocation);
         stapi::TokenHold opening;
-        const std::int32_t rc = createGatewayToken(&token_, "127.0.0.1", 4100, &opening);
+        const int32_t rc = createGatewayToken(&token_, "127.0.0.1", 4100, &opening);
         EXPECT_TRUE(fault.hasStruck());
         return rc;
     }
-    static std::string allocated(std::size_t size) {
+    static std::string allocated(size_t size) {
         return "stapi_zul_gwytok.createGatewayToken Called malloc for " + std::to_string(size) +
                " bytes. rc=" + at(nullptr);
     }
@@ -63,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(AtAllocation, GtlCreateWithoutMemory, testing::Range(1,
 TEST_F(GtlCreateFailures, NoMemoryForTheTokenIsTraced) {
     traceToFile(5);
     createWithFault(1);
-    const std::size_t size = 72;  // of the record without what the library keeps behind it
+    const size_t size = 72;  // of the record without what the library keeps behind it
     EXPECT_EQ(points(), (Lines{"2000 ENTRY " + entry(&token_), "2038 DEBUG " + allocated(size),
                                "2039 *EXC* stapi_zul_gwytok.createGatewayToken Failed to allocate " +
                                    std::to_string(size) + " bytes",

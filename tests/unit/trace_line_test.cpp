@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -180,7 +182,7 @@ void writeData() {
 }
 
 const std::vector<WordCase>& wordCases() {
-    static const std::vector<WordCase> cases = {
+    static const std::vector<WordCase> kCases = {
         {"Exception", "*EXC* ", 1, [] { TRACE_EXC(9, "point\n"); }},
         {"Event", "EVENT ", 2, [] { TRACE_EVENT(9, "point\n"); }},
         {"Entry", "ENTRY ", 3, [] { TRACE_ENTRY(9, "point\n"); }},
@@ -190,7 +192,7 @@ const std::vector<WordCase>& wordCases() {
         {"Data", "DATA  ", 4, writeData},
         {"ExceptionWithoutLock", "*EXC* ", 1, [] { TRACE_EXC_UNLOCKED(9, "point\n"); }},
     };
-    return cases;
+    return kCases;
 }
 
 class WordAtLevel : public TraceTest, public testing::WithParamInterface<std::tuple<size_t, int>> {

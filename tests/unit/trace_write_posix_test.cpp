@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <vector>
 

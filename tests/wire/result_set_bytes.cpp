@@ -1,5 +1,6 @@
 #include "result_set_bytes.h"
 
+#include <cstddef>
 #include <cstring>
 #include <stdexcept>
 
@@ -10,20 +11,20 @@ namespace wire_test {
 
 namespace {
 
-constexpr std::uint32_t kTerminator = 0x0E0F0E0F;
+constexpr uint32_t kTerminator = 0x0E0F0E0F;
 constexpr int kLongestWalk = 1000000;
 
-Bytes hostWord(std::uint32_t value) {
+Bytes hostWord(uint32_t value) {
     return bytesAt(&value, sizeof value);
 }
 
-bool isInside(const ResultBuffer& result, const char* text, std::uint32_t length) {
-    const auto size = static_cast<std::size_t>(result.capacity) + sizeof kTerminator;
-    const auto offset = static_cast<std::size_t>(text - result.buffer);
+bool isInside(const ResultBuffer& result, const char* text, uint32_t length) {
+    const auto size = static_cast<size_t>(result.capacity) + sizeof kTerminator;
+    const auto offset = static_cast<size_t>(text - result.buffer);
     return offset <= size && length <= size - offset;
 }
 
-std::string textOf(const ResultBuffer& result, const char* text, std::uint32_t length) {
+std::string textOf(const ResultBuffer& result, const char* text, uint32_t length) {
     if (!isInside(result, text, length)) {
         throw std::runtime_error("the walk hands out a text outside the buffer");
     }
@@ -38,7 +39,7 @@ std::string idOf(const ResultBuffer& result, const ResultSetToken& token, const 
 
 }  // namespace
 
-ResultBuffer::ResultBuffer(std::int32_t initialCapacity)
+ResultBuffer::ResultBuffer(int32_t initialCapacity)
     : buffer(static_cast<char*>(stapi::allocateMemory(stapi::resultSetAllocation(initialCapacity)))),
       capacity(initialCapacity) {
     std::memcpy(buffer, &kTerminator, sizeof kTerminator);
@@ -49,14 +50,14 @@ ResultBuffer::~ResultBuffer() {
 }
 
 Bytes ResultBuffer::content() const {
-    Bytes bytes = bytesAt(buffer, static_cast<std::size_t>(capacity) + sizeof kTerminator);
+    Bytes bytes = bytesAt(buffer, static_cast<size_t>(capacity) + sizeof kTerminator);
     while (!bytes.empty() && bytes.back() == 0) {
         bytes.pop_back();
     }
     return bytes;
 }
 
-VersionToken::VersionToken(std::int32_t socket) {
+VersionToken::VersionToken(int32_t socket) {
     token.socket = socket;
     token.protocolVersionSize = stapi::kProtocolVersionArea;
     token.protocolVersion = static_cast<char*>(stapi::allocateMemory(token.protocolVersionSize));
@@ -66,17 +67,17 @@ VersionToken::~VersionToken() {
     stapi::releaseMemory(token.protocolVersion);
 }
 
-ResultSetBytes::ResultSetBytes(std::string_view eyecatcher, std::uint32_t count) {
+ResultSetBytes::ResultSetBytes(std::string_view eyecatcher, uint32_t count) {
     raw(eyecatcher).word(count);
 }
 
-ResultSetBytes& ResultSetBytes::word(std::uint32_t value) {
+ResultSetBytes& ResultSetBytes::word(uint32_t value) {
     bytes_ = bytes_ + hostWord(value);
     return *this;
 }
 
 ResultSetBytes& ResultSetBytes::text(std::string_view text) {
-    return word(static_cast<std::uint32_t>(text.size())).raw(text);
+    return word(static_cast<uint32_t>(text.size())).raw(text);
 }
 
 ResultSetBytes& ResultSetBytes::raw(std::string_view text) {
@@ -88,8 +89,8 @@ Bytes ResultSetBytes::terminated() const {
     return bytes_ + hostWord(kTerminator);
 }
 
-std::int32_t parse(Parser parser, const Bytes& payload, ResultBuffer* result) {
-    const stapi::MemoryHolder<std::uint8_t> block(libraryBlock(payload));
+int32_t parse(Parser parser, const Bytes& payload, ResultBuffer* result) {
+    const stapi::MemoryHolder<uint8_t> block(libraryBlock(payload));
     return parser(block.get(), &result->buffer, &result->capacity, payload.size());
 }
 
@@ -99,7 +100,7 @@ std::vector<std::string> walk(ResultBuffer* result, bool isStatistics) {
     token.resultSetBuf = result->buffer;
     token.resultSetBufLen = result->capacity;
     std::vector<std::string> entries;
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     for (int step = 0; rc == 0; ++step) {
         if (step == kLongestWalk) {
             throw std::runtime_error("the walk does not end");
