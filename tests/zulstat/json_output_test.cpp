@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <string>

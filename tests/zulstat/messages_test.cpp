@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,7 @@ using zulstat::Query;
 using zulstat::QueryKind;
 using zulstat::Report;
 
-Failure failureWithCode(const Failure::Stage stage, const int32_t code) {
+Failure failureWithCode(Failure::Stage stage, int32_t code) {
     Failure failure;
     failure.stage = stage;
     failure.code = code;
