@@ -33,7 +33,7 @@ constexpr Outcome kHarmless{"all", "0", "0", "kept", "by-itself"};
 constexpr Outcome kMisread{"all", "0", "0 -122", "either", "by-itself"};
 // Waits without end.
 constexpr Outcome kConnectHangs{"none", "-118", "", "never-opened", "by-close"};
-constexpr Outcome kVersionHangs{"none", "-102 -122", "", "never-opened", "by-close"};
+constexpr Outcome kVersionHangs{"none", "-102 -118 -122", "", "never-opened", "by-close"};
 constexpr Outcome kQueryHangs{"all", "0", "-101", "removed", "by-close"};
 constexpr Outcome kCloseHangs{"groups", "0", "0", "kept", "by-daemon"};
 
@@ -67,7 +67,7 @@ constexpr std::array kRows{
         "falls silent within the body of the handshake's reply"},
     Row{"silent-in-auth0-body", "auth0", kConnectHangs, "auth0:silence=45",
         "falls silent within the credential of the first authorisation step"},
-    Row{"silent-in-auth1-body", "auth1", kConnectHangs, "auth1:silence=45",
+    Row{"silent-in-auth1-body", "auth1", kVersionHangs, "auth1:silence=45",
         "falls silent within the body of the second authorisation step"},
     Row{"silent-in-opening-init", "init", kVersionHangs, "init#1:silence=44",
         "falls silent within the handle of the first init"},
@@ -330,8 +330,24 @@ constexpr std::array kConnectLengths{
     StrikingValue{"0xFFFFFFFF", kNotConnected},
 };
 constexpr std::array kVersionReplyLengths{
+    StrikingValue{"0x7FFFFFFF", kQueryFails},
     StrikingValue{"0x80000000", kNoVersion},
     StrikingValue{"0xFFFFFFFF", kNoVersion},
+};
+constexpr std::array kLastAuthorisationLengths{
+    StrikingValue{"0x7FFFFFFF", kNoVersion},
+    StrikingValue{"0x80000000", kNoVersion},
+    StrikingValue{"0xFFFFFFFF", kNoVersion},
+};
+constexpr std::array kInitLengths{
+    StrikingValue{"0x7FFFFFFF", kQueryFails},
+    StrikingValue{"0x80000000", kQueryFails},
+    StrikingValue{"0xFFFFFFFF", kQueryFails},
+};
+constexpr std::array kCloseLengths{
+    StrikingValue{"0x7FFFFFFF", kHarmless},
+    StrikingValue{"0x80000000", kHarmless},
+    StrikingValue{"0xFFFFFFFF", kHarmless},
 };
 constexpr std::array kCounts{
     StrikingValue{"0", kMisread},
@@ -398,6 +414,15 @@ constexpr std::array kSweeps{
     Sweep{{"auth0-data-length", "auth0", "auth0:data-length", "", "the first authorisation step's data length"},
           kAll,
           kConnectLengths},
+    Sweep{{"auth1-data-length", "auth1", "auth1:data-length", "", "the second authorisation step's data length"},
+          kAll,
+          kLastAuthorisationLengths},
+    Sweep{{"init-data-length", "init", "init#2:data-length", "", "the data length of a query's init"},
+          kAll,
+          kInitLengths},
+    Sweep{{"close-data-length", "close", "close:data-length", "", "the data length of the reply to the close request"},
+          kAll,
+          kCloseLengths},
     Sweep{{"version-data-length", "attribute", "attribute:data-length", "", "the data length of the version's reply"},
           kAll,
           kVersionReplyLengths},

@@ -12,6 +12,7 @@
 #include <sstream>
 #include <thread>
 
+#include "line_ends.h"
 #include "process_cost.h"
 #include "system_fixture.h"
 
@@ -189,6 +190,16 @@ constexpr std::array kNames{"silent-at-accept",
                             "auth0-data-length-0x7FFFFFFF",
                             "auth0-data-length-0x80000000",
                             "auth0-data-length-0xFFFFFFFF",
+                            "auth1-data-length-0x7FFFFFFF",
+                            "auth1-data-length-0x80000000",
+                            "auth1-data-length-0xFFFFFFFF",
+                            "init-data-length-0x7FFFFFFF",
+                            "init-data-length-0x80000000",
+                            "init-data-length-0xFFFFFFFF",
+                            "close-data-length-0x7FFFFFFF",
+                            "close-data-length-0x80000000",
+                            "close-data-length-0xFFFFFFFF",
+                            "version-data-length-0x7FFFFFFF",
                             "version-data-length-0x80000000",
                             "version-data-length-0xFFFFFFFF",
                             "version-length-0",
@@ -526,6 +537,35 @@ TEST_P(HostileGateway, DoesNoHarmBeyondItsDocumentedOutcome) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Behaviour, HostileGateway, ::testing::ValuesIn(kNames),
+                         [](const auto& tested) { return testNameOf(tested.param); });
+
+// Texts of the daemon stand in many lines of a full trace.
+class HostileText : public SystemTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(HostileText, NeverReachesTheTraceAsAControlCharacter) {
+    const GatewaySim sim({"--hostile", GetParam()});
+    const TraceCapture trace(5);
+    for (const QueryFunction& query : kQueries) {
+        Connection connection(sim);
+        ASSERT_EQ(connection.openCode(), STAPI_RC_OK);
+        ResultSetToken* result = nullptr;
+        ASSERT_EQ(query.call(connection.token(), usualIds(query), &result), STAPI_RC_OK);
+        useEverything(result, query);
+        EXPECT_EQ(dumpState(), STAPI_RC_OK);
+    }
+    const std::string text = test_support::withPlainLineEnds(trace.text());
+    EXPECT_GT(text.size(), 100000U);
+    for (size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        ASSERT_TRUE((byte >= 0x20 && byte != 0x7F) || byte == '\n')
+            << static_cast<int>(byte) << " behind " << text.substr(at < 80 ? 0 : at - 80, at < 80 ? at : 80);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Behaviour, HostileText,
+                         ::testing::Values("escapes-in-version", "formats-in-version", "bad-utf8-in-version",
+                                           "zeros-in-version", "escapes-in-answer", "formats-in-answer",
+                                           "bad-utf8-in-answer", "zeros-in-answer"),
                          [](const auto& tested) { return testNameOf(tested.param); });
 
 TEST(HostileGatewayList, IsTheOneThatTheTestsRunThrough) {
