@@ -474,6 +474,7 @@ HostileBehaviour behaviourOf(const Sweep& sweep, const StrikingValue& value) {
 
 std::vector<HostileBehaviour> hostileBehaviours() {
     std::vector<HostileBehaviour> behaviours;
+    behaviours.reserve(2 * kRows.size());
     for (const Row& row : kRows) {
         behaviours.push_back(behaviourOf(row.name, row.exchange, row.outcome, row.faults, row.explanation));
     }

@@ -483,39 +483,40 @@ class HostileGateway : public SystemTest, public ::testing::WithParamInterface<c
     void SetUp() override {
         SystemTest::SetUp();
         ASSERT_TRUE(behaviours().contains(GetParam()));
-        behaviour_ = &behaviours().at(GetParam());
     }
 
     void openOnly(GatewaySim& sim) {
-        const Ender ender(sim, *behaviour_);
+        const Ender ender(sim, behaviour());
         GatewayToken* token = nullptr;
         char* version = nullptr;
         const int32_t code = openGatewayConnection(sim.port(), &token, &version);
-        EXPECT_TRUE(behaviour_->openCodes.contains(code)) << "the opening gave " << code;
+        EXPECT_TRUE(behaviour().openCodes.contains(code)) << "the opening gave " << code;
         EXPECT_EQ(token, nullptr);
     }
 
     void openAndAsk(GatewaySim& sim, const QueryFunction& query) {
         SCOPED_TRACE(query.name);
-        const Ender ender(sim, *behaviour_);
+        const Ender ender(sim, behaviour());
         GatewayToken* token = nullptr;
         char* version = nullptr;
         const int32_t openCode = openGatewayConnection(sim.port(), &token, &version);
-        ASSERT_TRUE(behaviour_->openCodes.contains(openCode)) << "the opening gave " << openCode;
+        ASSERT_TRUE(behaviour().openCodes.contains(openCode)) << "the opening gave " << openCode;
         EXPECT_LT(std::strlen(version), 32766U);
         ResultSetToken* result = nullptr;
         const int32_t code = query.call(token, usualIds(query), &result);
-        EXPECT_TRUE(behaviour_->queryCodes.contains(code)) << "the query gave " << code;
+        EXPECT_TRUE(behaviour().queryCodes.contains(code)) << "the query gave " << code;
         if (code == STAPI_RC_OK) {
             useEverything(result, query);
         } else {
             EXPECT_EQ(result, nullptr);
         }
-        const bool isKept = behaviour_->connection == "either" ? code == STAPI_RC_OK : behaviour_->connection == "kept";
+        const bool isKept = behaviour().connection == "either" ? code == STAPI_RC_OK : behaviour().connection == "kept";
         EXPECT_EQ(closeGatewayConnection(&token), isKept ? STAPI_RC_OK : STAPI_RC_TOKEN_NOT_FOUND);
     }
 
-    const Behaviour* behaviour_ = nullptr;
+    static const Behaviour& behaviour() {
+        return behaviours().at(GetParam());
+    }
 };
 
 TEST_P(HostileGateway, DoesNoHarmBeyondItsDocumentedOutcome) {
@@ -523,10 +524,10 @@ TEST_P(HostileGateway, DoesNoHarmBeyondItsDocumentedOutcome) {
     const GatewaySim faultless;
     GatewaySim sim({"--hostile", GetParam(), "--seed", "5", "--frozen-clock", "2024-05-06T07:08:09Z", "--verbose"});
     const ProcessCost cost;
-    if (behaviour_->connection == "never-opened") {
+    if (behaviour().connection == "never-opened") {
         openOnly(sim);
     }
-    for (const QueryFunction& query : queriesThatMeet(*behaviour_)) {
+    for (const QueryFunction& query : queriesThatMeet(behaviour())) {
         openAndAsk(sim, query);
     }
     EXPECT_LT(cost.processorTime(), kMostProcessorTime);
