@@ -1,4 +1,4 @@
-# What cmake --install puts where. The tree may be moved afterwards: every path in it is relative to the file that holds it.
+# What cmake --install puts where. The tree may be moved afterwards: every path in it starts at the file that holds it.
 # Components: zulstats_runtime, zulstats_development, zulstats_tools, zulstats_documentation.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
