@@ -49,19 +49,33 @@ int32_t convertProtocolVersion(GatewayToken* token, char** protoColVersion) {
     return rc;
 }
 
-// What remains once the token stands: the version text for the caller, and the end of the opening.
-int32_t finishOpening(GatewayToken** gwTokPtr, char** protoColVersion) {
-    int32_t rc = convertProtocolVersion(*gwTokPtr, protoColVersion);
+// What remains once the token stands: the version text for the caller, and the end of the opening. An opening that
+// another thread has cut off leaves the caller's pointer as it was before.
+int32_t finishOpening(stapi::TokenHold* opening, GatewayToken* before, GatewayToken** gwTokPtr,
+                      char** protoColVersion) {
+    GatewayToken* const token = opening->token();
+    int32_t rc = convertProtocolVersion(token, protoColVersion);
     if (rc != STAPI_RC_OK) {
-        stapi::deleteGatewayToken(gwTokPtr, 1);
+        opening->remove();
+        *gwTokPtr = nullptr;
     } else {
-        char* const version = (*gwTokPtr)->protocolVersion;
-        if (stapi::endGatewayUse(*gwTokPtr) == STAPI_RC_OK) {
+        char* const version = token->protocolVersion;
+        if (opening->end() == STAPI_RC_OK) {
             *protoColVersion = version;
         } else {
-            *gwTokPtr = nullptr;  // another thread has closed all connections meanwhile
+            *gwTokPtr = before;
             rc = STAPI_RC_CONNECT_FAILED;
         }
+    }
+    return rc;
+}
+
+int32_t openConnection(const char* hostname, int32_t port, GatewayToken** gwTokPtr, char** protoColVersion) {
+    stapi::TokenHold opening;
+    GatewayToken* const before = *gwTokPtr;
+    int32_t rc = stapi::createGatewayToken(gwTokPtr, hostname, port, &opening);
+    if (rc == STAPI_RC_OK) {
+        rc = finishOpening(&opening, before, gwTokPtr, protoColVersion);
     }
     return rc;
 }
@@ -86,10 +100,7 @@ int32_t openRemoteGatewayConnection(const char* hostname, int32_t port, GatewayT
         rc = checkOpenArguments(hostname, port, gwTokPtr, protoColVersion);
     }
     if (rc == STAPI_RC_OK) {
-        rc = stapi::createGatewayToken(gwTokPtr, hostname, port);
-    }
-    if (rc == STAPI_RC_OK) {
-        rc = finishOpening(gwTokPtr, protoColVersion);
+        rc = openConnection(hostname, port, gwTokPtr, protoColVersion);
     }
     TRACE_EXIT(1003, "API.openRemoteGatewayConnection(port=%d) rc=%d\n", port, rc);
     return rc;

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "api/zulstats64.h"
-#include "diag/stapi_zul_diag.h"
 #include "diag/stapi_zul_memory.h"
+#include "diag/trace_point.h"
 #include "platform/platform.h"
 #include "wire/wire_writer.h"
 
@@ -273,6 +273,82 @@ int32_t readAdminReply(const uint8_t* body, size_t size, AdminRequest* request, 
     return rc;
 }
 
+int32_t takeNothingFromReply(const uint8_t*, size_t) {
+    return STAPI_RC_OK;
+}
+
+// What one of the requests writes to the trace about its block.
+struct RequestPoints {
+    TracePoint<int32_t, const void*> allocated;
+    TracePoint<int32_t> notAllocated;
+    TracePoint<const void*> release;
+};
+
+constexpr RequestPoints kHandshakePoints = {
+    .allocated = {TraceWord::debug, 3216,
+                  "stapi_zul_socketcomms.flowHandshakeRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3217,
+                     "stapi_zul_socketcomms.flowHandshakeRequestFailed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3218, "stapi_zul_socketcomms.flowHandshakeRequest Free handshake data %p\n"},
+};
+
+constexpr RequestPoints kAuthorisationPoints = {
+    .allocated = {TraceWord::debug, 3210, "stapi_zul_socketcomms.flowAuthRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3211, "stapi_zul_socketcomms.flowAuthRequestFailed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3213, "stapi_zul_socketcomms.flowAuthRequest Free request data %p\n"},
+};
+
+constexpr RequestPoints kClosePoints = {
+    .allocated = {TraceWord::debug, 3221, "stapi_zul_socketcomms.flowCloseRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3222,
+                     "stapi_zul_socketcomms.flowCloseRequest Failed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3223, "stapi_zul_socketcomms.flowCloseRequest Free close request data %p\n"},
+};
+
+constexpr RequestPoints kAdminPoints = {
+    .allocated = {TraceWord::debug, 3201, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3202,
+                     "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3207, "stapi_zul_socketcomms.flowAdminRequest Free request data %p\n"},
+};
+
+// The exchange of a request whose block stands ready in *data: body and reply are the request's own affair.
+template <typename WriteBody, typename ReadReply>
+int32_t exchangeRequest(int32_t socketDesc, size_t size, uint8_t** data, HeaderRecord* header, ReasonsBlock* reasons,
+                        WriteBody writeBody, ReadReply readReply) {
+    const char* const requestName = header->serverProgramName;
+    writeHeader(header, *data);
+    WireWriter body = bodyWriter(*data, *header);
+    writeBody(&body);
+    // A body that does not fill its announced length would put the daemon out of step, so it is not sent.
+    int32_t rc = isFilled(body) ? flow(socketDesc, static_cast<int32_t>(size), data, requestName, header, reasons)
+                                : kExchangeNotSent;
+    if (rc == STAPI_RC_OK) {
+        rc = readReply(*data, heldLength(*header, size));
+    }
+    return rc;
+}
+
+// Every request but its entry and exit: its block, the exchange, and the release of the block that holds the reply
+// then.
+template <typename WriteBody, typename ReadReply>
+int32_t flowRequest(const RequestPoints& points, int32_t socketDesc, HeaderRecord* header, ReasonsBlock* reasons,
+                    WriteBody writeBody, ReadReply readReply) {
+    int32_t rc = STAPI_RC_OK;
+    const size_t size = frameLength(header->serverProgramNameLength, header->dataLength);
+    auto* data = static_cast<uint8_t*>(allocateMemory(size));
+    TRACE_POINT(points.allocated, static_cast<int32_t>(size), at(data));
+    if (data == nullptr) {
+        TRACE_POINT(points.notAllocated, static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        rc = exchangeRequest(socketDesc, size, &data, header, reasons, writeBody, readReply);
+        TRACE_POINT(points.release, at(data));
+        releaseMemory(data);
+    }
+    return rc;
+}
+
 }  // namespace
 
 void prepareHeader(HeaderRecord* header, uint32_t requestKind, uint32_t qualifier, const char* serverProgramName,
@@ -402,119 +478,63 @@ size_t heldLength(const HeaderRecord& replyHeader, size_t requestLength) {
 }
 
 int32_t flowHandshakeRequest(int32_t socketDesc, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(3215, "stapi_zul_socketcomms.flowHandshakeRequest(socketDesc=%d, *reasons=%p)\n", socketDesc,
                 at(reasons));
     HeaderRecord header = {};
     prepareHeader(&header, kRequestKindHandshake, 0, kServerBase, kHandshakeBodyLength);
-    const size_t size = frameLength(header.serverProgramNameLength, header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3216, "stapi_zul_socketcomms.flowHandshakeRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), at(data));
-    if (data == nullptr) {
-        TRACE_EXC(3217, "stapi_zul_socketcomms.flowHandshakeRequestFailed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&header, data);
-        WireWriter body = bodyWriter(data, header);
-        writeHandshakeBody(&body);
-        rc = flow(socketDesc, static_cast<int32_t>(size), &data, kServerBase, &header, reasons);
-        TRACE_DEBUG(3218, "stapi_zul_socketcomms.flowHandshakeRequest Free handshake data %p\n", at(data));
-        releaseMemory(data);
-    }
+    const int32_t rc =
+        flowRequest(kHandshakePoints, socketDesc, &header, reasons, writeHandshakeBody, takeNothingFromReply);
     TRACE_EXIT(3219, "stapi_zul_socketcomms.flowHandshakeRequest(socketDesc=%d, *reasons=%p) rc=%d\n", socketDesc,
                at(reasons), rc);
     return rc;
 }
 
 int32_t flowAuthRequest(int32_t socketDesc, AuthorisationRecord* request, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(3209, "stapi_zul_socketcomms.flowAuthRequest(socketDesc=%d, *request=%p, *reasons=%p)\n", socketDesc,
                 at(request), at(reasons));
-    const size_t size = frameLength(request->header.serverProgramNameLength, request->header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3210, "stapi_zul_socketcomms.flowAuthRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), at(data));
-    if (data == nullptr) {
-        TRACE_EXC(3211, "stapi_zul_socketcomms.flowAuthRequestFailed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&request->header, data);
-        WireWriter body = bodyWriter(data, request->header);
-        writeAuthorisationBody(&body, *request);
-        rc = flow(socketDesc, static_cast<int32_t>(size), &data, request->header.serverProgramName, &request->header,
-                  reasons);
-        if (rc == STAPI_RC_OK) {
-            rc = readAuthorisationReply(data, heldLength(request->header, size), request, reasons);
-        }
-        TRACE_DEBUG(3213, "stapi_zul_socketcomms.flowAuthRequest Free request data %p\n", at(data));
-        releaseMemory(data);
-    }
+    const int32_t rc = flowRequest(
+        kAuthorisationPoints, socketDesc, &request->header, reasons,
+        [request](WireWriter* writer) { writeAuthorisationBody(writer, *request); },
+        [request, reasons](const uint8_t* body, size_t size) {
+            return readAuthorisationReply(body, size, request, reasons);
+        });
     TRACE_EXIT(3214, "stapi_zul_socketcomms.flowAuthRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
                socketDesc, at(request), at(reasons), rc);
     return rc;
 }
 
 int32_t flowCloseRequest(int32_t socketDesc, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(3220, "stapi_zul_socketcomms.flowCloseRequest(socketDesc=%d, *reasons=%p)\n", socketDesc, at(reasons));
     HeaderRecord header = {};
     prepareHeader(&header, kRequestKindClose, kCloseQualifier, kServerBase, 0);
-    const size_t size = frameLength(header.serverProgramNameLength, header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3221, "stapi_zul_socketcomms.flowCloseRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), at(data));
-    if (data == nullptr) {
-        TRACE_EXC(3222, "stapi_zul_socketcomms.flowCloseRequest Failed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&header, data);
-        rc = flow(socketDesc, static_cast<int32_t>(size), &data, kServerBase, &header, reasons);
-        TRACE_DEBUG(3223, "stapi_zul_socketcomms.flowCloseRequest Free close request data %p\n", at(data));
-        releaseMemory(data);
-    }
+    const int32_t rc = flowRequest(
+        kClosePoints, socketDesc, &header, reasons, [](WireWriter*) {}, takeNothingFromReply);
     TRACE_EXIT(3224, "stapi_zul_socketcomms.flowCloseRequest(socketDesc=%d, *reasons=%p) rc=%d\n", socketDesc,
                at(reasons), rc);
     return rc;
 }
 
 int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(3200, "stapi_zul_socketcomms.flowAdminRequest(socketDesc=%d, *request=%p, *reasons=%p)\n", socketDesc,
                 at(request), at(reasons));
-    const size_t size = frameLength(request->header.serverProgramNameLength, request->header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3201, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), at(data));
-    if (data == nullptr) {
-        TRACE_EXC(3202, "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&request->header, data);
-        WireWriter body = bodyWriter(data, request->header);
-        writeAdminBody(&body, *request);
-        // A body that does not fill its announced length would put the daemon out of step, so it is not sent.
-        rc = isFilled(body) ? flow(socketDesc, static_cast<int32_t>(size), &data, request->header.serverProgramName,
-                                   &request->header, reasons)
-                            : kExchangeNotSent;
-        if (rc == STAPI_RC_OK) {
-            rc = readAdminReply(data, heldLength(request->header, size), request, reasons);
-        }
-        TRACE_DEBUG(3207, "stapi_zul_socketcomms.flowAdminRequest Free request data %p\n", at(data));
-        releaseMemory(data);
-    }
+    const int32_t rc = flowRequest(
+        kAdminPoints, socketDesc, &request->header, reasons,
+        [request](WireWriter* writer) { writeAdminBody(writer, *request); },
+        [request, reasons](const uint8_t* body, size_t size) { return readAdminReply(body, size, request, reasons); });
     TRACE_EXIT(3208, "stapi_zul_socketcomms.flowAdminRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
                socketDesc, at(request), at(reasons), rc);
     return rc;
 }
 
-bool isConnectionGone(int32_t exchangeRc, const ReasonsBlock& reasons) {
-    return exchangeRc == kExchangeNotSent ||
-           (exchangeRc == kGatewayCommsFailure && reasons.gwyRc == kGatewayConnectionGone);
+int32_t mapExchangeCode(int32_t exchangeRc, const ReasonsBlock& reasons) {
+    int32_t rc = STAPI_RC_OK;
+    if (exchangeRc == kExchangeNotSent ||
+        (exchangeRc == kGatewayCommsFailure && reasons.gwyRc == kGatewayConnectionGone)) {
+        rc = STAPI_RC_SOCKET_ERROR;
+    } else if (exchangeRc != STAPI_RC_OK) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    }
+    return rc;
 }
 
 }  // namespace stapi

@@ -45,16 +45,20 @@ constexpr size_t nextConversion(const char* text, size_t position) {
     return position;
 }
 
+// Holds the next conversion against an argument; the position of its letter.
+template <typename Argument>
+consteval size_t checkConversion(const char* text, size_t position) {
+    const size_t letter = nextConversion(text, position);
+    if (!fits<Argument>(text[letter])) {
+        conversionDoesNotFitItsArgument();
+    }
+    return letter;
+}
+
 template <typename... Arguments>
 consteval void checkConversions(const char* text) {
     size_t position = 0;
-    const auto checkNext = [&position, text](auto fitsArgument) {
-        position = nextConversion(text, position);
-        if (!fitsArgument(text[position])) {
-            conversionDoesNotFitItsArgument();
-        }
-    };
-    (checkNext(fits<Arguments>), ...);
+    ((position = checkConversion<Arguments>(text, position)), ...);
     if (text[nextConversion(text, position)] != '\0') {
         argumentCountDiffersFromConversions();
     }

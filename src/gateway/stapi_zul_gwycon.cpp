@@ -3,6 +3,7 @@
 #include "api/zulstats64.h"
 #include "comms/stapi_zul_socketcomms.h"
 #include "diag/stapi_zul_diag.h"
+#include "gateway/token_life.h"
 
 namespace stapi {
 
@@ -27,6 +28,12 @@ ErrorText resolverErrorText(int32_t error) {
     ErrorText result = {};
     platform::describeResolverError(error, result.text, sizeof result.text);
     return result;
+}
+
+void tellToken(GatewayToken* token, int32_t socketDescriptor) {
+    if (token != nullptr) {
+        noteSocket(token, socketDescriptor);
+    }
 }
 
 int32_t makeSocket(const platform::HostAddress& address, int32_t* socketDescriptorPtr, int32_t* error) {
@@ -132,7 +139,7 @@ int32_t shakeHands(int32_t socketDescriptor, ReasonsBlock* reasons) {
 
 }  // namespace
 
-int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescriptorPtr) {
+int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescriptorPtr, GatewayToken* token) {
     TRACE_ENTRY(3000, "stapi_zul_gwycon.connectToGateway(port=%d, ipAddr=%p, socketDescriptorPtr=%p)\n", port,
                 at(ipAddr), at(socketDescriptorPtr));
     ReasonsBlock reasons = {};
@@ -143,12 +150,14 @@ int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescri
         rc = makeSocket(address, socketDescriptorPtr, &error);
     }
     if (rc == STAPI_RC_OK) {
+        tellToken(token, *socketDescriptorPtr);
         rc = prepareSocket(*socketDescriptorPtr);
     }
     if (rc == STAPI_RC_OK) {
         rc = connectSocket(address, ipAddr, port, socketDescriptorPtr, &error);
     }
     if (rc == STAPI_RC_OK) {
+        tellToken(token, *socketDescriptorPtr);
         rc = shakeHands(*socketDescriptorPtr, &reasons);
     }
     if (rc == STAPI_RC_OK) {

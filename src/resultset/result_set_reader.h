@@ -1,5 +1,6 @@
-// Bounded reading of a result-set buffer, in the host's byte order. A read that would need bytes beyond the buffer fails.
-// A failed read of one item leaves the position where it was; a failed readLengthAndText may have passed the length.
+// Bounded reading of a result-set buffer, in the host's byte order. A read that would need bytes beyond the buffer
+// fails. A failed read of one item leaves the position where it was; a failed readLengthAndText may have passed the
+// length.
 #ifndef ZULSTATS_RESULTSET_RESULT_SET_READER_H
 #define ZULSTATS_RESULTSET_RESULT_SET_READER_H
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "api/zulstats64.h"
-#include "diag/stapi_zul_diag.h"
 #include "diag/stapi_zul_memory.h"
+#include "diag/trace_point.h"
 #include "platform/platform.h"
 
 namespace stapi {
@@ -57,6 +57,48 @@ void releaseToken(ResultSetToken** rsPtr) {
     releaseMemory(*rsPtr);
     TRACE_DEBUG(2137, "stapi_zul_resultsetbuffer.deleteResultSet Freed result set token(%p)\n", token);
     *rsPtr = nullptr;
+}
+
+// What one of the two text writers writes to the trace.
+struct TextWriterPoints {
+    TracePoint<const void*, const void*, int32_t> entry;
+    TracePoint<const void*, const void*, const void*, int32_t> copy;
+    TracePoint<const void*> nullParameter;
+    TracePoint<const void*, const void*, int32_t, int32_t> exit;
+};
+
+constexpr TextWriterPoints kAddCharsPoints = {
+    .entry = {TraceWord::entry, 2111, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n"},
+    .copy = {TraceWord::debug, 2114,
+             "stapi_zul_resultsetbuffer.addChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n"},
+    .nullParameter = {TraceWord::exception, 2112,
+                      "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p) function received a null parameter\n"},
+    .exit = {TraceWord::exit, 2115, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n"},
+};
+
+constexpr TextWriterPoints kAddPlatformCharsPoints = {
+    .entry = {TraceWord::entry, 2116,
+              "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n"},
+    .copy = {TraceWord::debug, 2118,
+             "stapi_zul_resultsetbuffer.addPlatformChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n"},
+    .nullParameter = {TraceWord::exception, 2117,
+                      "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p) function received a null parameter\n"},
+    .exit = {TraceWord::exit, 2119,
+             "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n"},
+};
+
+int32_t addText(const TextWriterPoints& points, char** bufWPtr, const char* textPtr, int32_t charCount) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_POINT(points.entry, at(bufWPtr), at(textPtr), charCount);
+    if (isCursor(bufWPtr)) {
+        TRACE_POINT(points.copy, at(bufWPtr), at(*bufWPtr), at(textPtr), charCount);
+        writeAtCursor(bufWPtr, textPtr, charsToWrite(textPtr, charCount));
+    } else {
+        TRACE_POINT(points.nullParameter, at(bufWPtr));
+        rc = STAPI_RC_NO_DATA;
+    }
+    TRACE_POINT(points.exit, at(bufWPtr), at(textPtr), charCount, rc);
+    return rc;
 }
 
 }  // namespace
@@ -194,40 +236,11 @@ int32_t addInteger(char** bufWPtr, uint32_t rsInt) {
 }
 
 int32_t addChars(char** bufWPtr, const char* textPtr, int32_t charCount) {
-    int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2111, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n", at(bufWPtr),
-                at(textPtr), charCount);
-    if (isCursor(bufWPtr)) {
-        TRACE_DEBUG(2114, "stapi_zul_resultsetbuffer.addChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n",
-                    at(bufWPtr), at(*bufWPtr), at(textPtr), charCount);
-        writeAtCursor(bufWPtr, textPtr, charsToWrite(textPtr, charCount));
-    } else {
-        TRACE_EXC(2112, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p) function received a null parameter\n",
-                  at(bufWPtr));
-        rc = STAPI_RC_NO_DATA;
-    }
-    TRACE_EXIT(2115, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n", at(bufWPtr),
-               at(textPtr), charCount, rc);
-    return rc;
+    return addText(kAddCharsPoints, bufWPtr, textPtr, charCount);
 }
 
 int32_t addPlatformChars(char** bufWPtr, const char* textPtr, int32_t charCount) {
-    int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2116, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n", at(bufWPtr),
-                at(textPtr), charCount);
-    if (isCursor(bufWPtr)) {
-        TRACE_DEBUG(2118,
-                    "stapi_zul_resultsetbuffer.addPlatformChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n",
-                    at(bufWPtr), at(*bufWPtr), at(textPtr), charCount);
-        writeAtCursor(bufWPtr, textPtr, charsToWrite(textPtr, charCount));
-    } else {
-        TRACE_EXC(2117, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p) function received a null parameter\n",
-                  at(bufWPtr));
-        rc = STAPI_RC_NO_DATA;
-    }
-    TRACE_EXIT(2119, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n",
-               at(bufWPtr), at(textPtr), charCount, rc);
-    return rc;
+    return addText(kAddPlatformCharsPoints, bufWPtr, textPtr, charCount);
 }
 
 int32_t addIdStr(char** bufWPtr, const char* idString) {

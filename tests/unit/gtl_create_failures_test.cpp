@@ -26,7 +26,8 @@ class GtlCreateFailures : public unit_test::GtlTest {
     }
     int32_t createWithFault(int64_t allocation) {
         const AllocationFault fault(allocation);
-        const int32_t rc = createGatewayToken(&token_, "127.0.0.1", 4100);
+        stapi::TokenHold opening;
+        const int32_t rc = createGatewayToken(&token_, "127.0.0.1", 4100, &opening);
         EXPECT_TRUE(fault.hasStruck());
         return rc;
     }
@@ -100,7 +101,8 @@ TEST_F(GtlCreateFailures, CorruptListIsReportedAndLeftAlone) {
     GatewayToken* const other = chained();
     stapi::gtlTail = nullptr;
     traceToFile(1);
-    EXPECT_EQ(createGatewayToken(&token_, "127.0.0.1", 4100), STAPI_RC_GTL_CORRUPT);
+    stapi::TokenHold opening;
+    EXPECT_EQ(createGatewayToken(&token_, "127.0.0.1", 4100, &opening), STAPI_RC_GTL_CORRUPT);
     EXPECT_EQ(token_, &untouched_);
     EXPECT_EQ(listed(), (Tokens{other}));
     EXPECT_EQ(ids(), (std::vector<int>{2020}));

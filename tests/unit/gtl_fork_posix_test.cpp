@@ -40,7 +40,7 @@ class GtlFork : public unit_test::GtlTest {
 TEST_F(GtlFork, GatewayTokenIsRefusedInAnotherProcess) {
     GatewayToken* const token = chainedWithEmptySet();
     EXPECT_EQ(inAChildProcess([&] { return stapi::verifyGatewayToken(token); }), STAPI_RC_WRONG_PROCESS);
-    EXPECT_EQ(inAChildProcess([&] { return stapi::beginGatewayQuery(token); }), STAPI_RC_WRONG_PROCESS);
+    EXPECT_EQ(inAChildProcess([&] { return stapi::TokenHold().beginQuery(token); }), STAPI_RC_WRONG_PROCESS);
     EXPECT_EQ(stapi::verifyGatewayToken(token), 0);
 }
 

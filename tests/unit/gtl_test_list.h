@@ -13,6 +13,7 @@
 #include "comms/gateway_token.h"
 #include "diag/stapi_zul_memory.h"
 #include "gateway/stapi_zul_gwytok.h"
+#include "gateway/token_life.h"
 #include "impl/stapi_zul_impl.h"
 #include "platform/platform.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
@@ -28,6 +29,7 @@ inline GatewayToken* newToken(int32_t port = 4100) {
     std::memcpy(token->eyecatcher, "ZULGWTOK", sizeof token->eyecatcher);
     token->port = port;
     token->socket = -1;
+    token->state = stapi::TokenState::idle;
     token->owningPid = stapi::platform::currentProcessId();
     token->owningTid = stapi::platform::currentThreadId();
     EXPECT_EQ(stapi::createResultSet(&token->connRSToken, "ZULRSROB", 0x8888), 0);

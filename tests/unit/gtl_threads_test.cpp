@@ -17,10 +17,9 @@
 
 namespace {
 
-using stapi::beginGatewayQuery;
 using stapi::chainGatewayToken;
 using stapi::deleteGatewayToken;
-using stapi::endGatewayUse;
+using stapi::TokenHold;
 
 constexpr int kThreadCount = 4;
 constexpr int kRounds = 60;
@@ -93,8 +92,9 @@ TEST_F(GtlThreads, EachThreadChainsUsesAndDeletesItsOwnTokens) {
             GatewayToken* first = chainedToken();
             GatewayToken* second = chainedToken();
             failures += stapi::verifyGatewayToken(first) == 0 ? 0 : 1;
-            failures += beginGatewayQuery(second) == 0 ? 0 : 1;
-            failures += endGatewayUse(second) == 0 ? 0 : 1;
+            TokenHold hold;
+            failures += hold.beginQuery(second) == 0 ? 0 : 1;
+            failures += hold.end() == 0 ? 0 : 1;
             failures += deleteGatewayToken(&second, 1) == 0 ? 0 : 1;
             failures += deleteGatewayToken(&first, 1) == 0 ? 0 : 1;
         }
@@ -126,13 +126,14 @@ TEST_F(GtlThreads, OneThreadDeletesAllWhileOthersChainAndUseTheirs) {
                onManyThreads([&](int) {
                    for (int round = 0; round < kRounds; ++round) {
                        GatewayToken* const token = chainedToken();
-                       const int32_t beginRc = beginGatewayQuery(token);
+                       TokenHold hold;
+                       const int32_t beginRc = hold.beginQuery(token);
                        // A token that was deleted may stand for another thread's by now.
                        unexpected += isGoneOr(beginRc, 0) || beginRc == STAPI_RC_WRONG_THREAD ? 0 : 1;
                        if (beginRc == 0) {
                            std::memset(token->resultSetBuf, 'x', unit_test::kTestTokenCapacity);
                            stapi::addTerminator(token->resultSetBuf);
-                           unexpected += isGoneOr(endGatewayUse(token), 0) ? 0 : 1;
+                           unexpected += isGoneOr(hold.end(), 0) ? 0 : 1;
                        }
                    }
                });
@@ -167,11 +168,12 @@ TEST_F(GtlThreads, OneThreadDumpsTheStateWhileOthersChainUseAndDelete) {
                onManyThreads([&](int) {
                    for (int round = 0; round < kRounds; ++round) {
                        GatewayToken* token = chainedToken();
-                       failures += beginGatewayQuery(token) == 0 ? 0 : 1;
+                       TokenHold hold;
+                       failures += hold.beginQuery(token) == 0 ? 0 : 1;
                        std::memset(token->resultSetBuf, 'q', unit_test::kTestTokenCapacity);
                        stapi::addTerminator(token->resultSetBuf);
                        stapi::storeQueryResult(token, token->resultSetBuf, token->resultSetBufLen, true);
-                       failures += endGatewayUse(token) == 0 ? 0 : 1;
+                       failures += hold.end() == 0 ? 0 : 1;
                        failures += deleteGatewayToken(&token, 1) == 0 ? 0 : 1;
                    }
                });
@@ -188,10 +190,11 @@ TEST_F(GtlThreads, OwnersWalkTheirResultSetsWhileAnotherThreadDumpsThem) {
            [&] {
                onManyThreads([&](int) {
                    GatewayToken* token = chainedToken();
-                   failures += beginGatewayQuery(token) == 0 ? 0 : 1;
+                   TokenHold hold;
+                   failures += hold.beginQuery(token) == 0 ? 0 : 1;
                    std::memcpy(token->resultSetBuf, "ZULIDSET\1\0\0\0\1\0\0\0R\xFF\xFF\xFF\xFF\x0F\x0E\x0F\x0E", 25);
                    stapi::storeQueryResult(token, token->resultSetBuf, token->resultSetBufLen, true);
-                   failures += endGatewayUse(token) == 0 ? 0 : 1;
+                   failures += hold.end() == 0 ? 0 : 1;
                    for (int round = 0; round < kRounds; ++round) {
                        IdData record = {};
                        failures += getFirstId(token->connRSToken, &record) == 0 ? 0 : 1;
