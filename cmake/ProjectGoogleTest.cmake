@@ -16,7 +16,7 @@ include(GoogleTest)
 function(add_gtest_program name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PRIVATE project_warnings ${ARG_LIBRARIES} gtest_main)
+    target_link_libraries(${name} PRIVATE zulstats_warnings ${ARG_LIBRARIES} gtest_main)
     if(NOT MSVC)
         # The tests' own code is not what is measured: not optimised, it compiles three times as fast.
         target_compile_options(${name} PRIVATE -O0 -g1)

@@ -13,12 +13,13 @@
 
 #include "diag/stapi_zul_lock.h"
 #include "diag/text_format.h"
+#include "diag/version.h"
 
 namespace stapi {
 
-constexpr const char* kApiVersion = "1_1_0_1";
-constexpr const char* kProductVersion = "10.1.0.0";
-constexpr const char* kBuildLevel = "d1010-20250408-1235";
+constexpr const char* kApiVersion = ZULSTATS_API_VERSION;
+constexpr const char* kProductVersion = ZULSTATS_PRODUCT_VERSION;
+constexpr const char* kBuildLevel = ZULSTATS_BUILD_LEVEL;
 
 constexpr int32_t kLowestTraceLevel = 0;
 constexpr int32_t kHighestTraceLevel = 5;

@@ -8,12 +8,13 @@
 #include "api/zulstats64.h"
 #include "diag/stapi_zul_memory.h"
 #include "diag/trace_point.h"
+#include "diag/version.h"
 #include "gateway/stapi_zul_gwytok.h"
 #include "platform/platform.h"
 
 namespace stapi {
 
-char apiVersion[] = "1_1_0_1";
+char apiVersion[] = ZULSTATS_API_VERSION;
 
 namespace {
 
