@@ -1,7 +1,6 @@
 // The library as a C++17 program of somebody else uses it. Prints the library's version.
 #include <zulstats64.h>
 
-#include <cstdint>
 #include <iostream>
 #include <string_view>
 
