@@ -1,7 +1,6 @@
 // The description of a gateway token, and the dumps of the list and of the library's state.
 #include <gtest/gtest.h>
 
-#include <cinttypes>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -25,12 +24,6 @@ using unit_test::SetBytes;
 
 constexpr size_t kTextArea = 512;
 
-std::string hex8(uint32_t value) {
-    char text[16] = {};
-    std::snprintf(text, sizeof text, "%08" PRIX32, value);
-    return text;
-}
-
 // What the library writes about a token into an area of exactly the size that it may use.
 std::string described(const GatewayToken* token) {
     const auto area = std::make_unique<char[]>(kTextArea);
@@ -42,7 +35,7 @@ std::string expectedDescription(const GatewayToken* token, const std::string& ey
     return "GatwayToken(" + at(token) + ") eyecatcher(" + eyecatcher + ") port(" + std::to_string(token->port) +
            ") connStatus(" + std::to_string(token->connStatus) + ") socket(" + std::to_string(token->socket) +
            ") connRSToken(" + at(token->connRSToken) + ") resultSetBuf(" + at(token->resultSetBuf) + ") owningPid(" +
-           hex8(token->owningPid) + ") owningTid(" + hex8(token->owningTid) + ") nextGwyTokPtr(" +
+           hexWord(token->owningPid) + ") owningTid(" + hexWord(token->owningTid) + ") nextGwyTokPtr(" +
            at(token->nextGwyTokPtr) + ")";
 }
 
@@ -133,12 +126,9 @@ class GtlDump : public unit_test::GtlTest {
     static std::string total(int count) {
         return "Total number of Gateway Token List entries=" + std::to_string(count) + "\n" + dashLine();
     }
-    static std::string lineAt(const char* address) {
-        return "0x" + hex8(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address))) + ": ";
-    }
     // The dump of a buffer in which nothing but the terminator stands.
     static std::string freshBuffer(const char* buffer) {
-        return lineAt(buffer) + "0F0E0F0E 00000000 00000000 00000000 : \n";
+        return dumpLineStart(buffer) + "0F0E0F0E 00000000 00000000 00000000 : \n";
     }
     static std::string freshToken(int number, const GatewayToken* token) {
         return entry(number, token) + resultSetHead(token->connRSToken, "API") + freshBuffer(token->resultSetBuf) +
@@ -168,9 +158,9 @@ TEST_F(GtlDump, ShowsTheBytesOfAResultUpToItsTerminator) {
     const char* const buffer = token->resultSetBuf;
     traceToFile(0);
     EXPECT_EQ(dumpGatewayTokens(), 0);
-    EXPECT_EQ(traced(), head() + entry(1, token) + resultSetHead(token->connRSToken, "API") + lineAt(buffer) +
-                            "5A554C49 44534554 01000000 02000000 : ZULIDSET........ \n" + lineAt(buffer + 16) +
-                            "52470000 00000100 00000300 00006162 : RG............ab \n" + lineAt(buffer + 32) +
+    EXPECT_EQ(traced(), head() + entry(1, token) + resultSetHead(token->connRSToken, "API") + dumpLineStart(buffer) +
+                            "5A554C49 44534554 01000000 02000000 : ZULIDSET........ \n" + dumpLineStart(buffer + 16) +
+                            "52470000 00000100 00000300 00006162 : RG............ab \n" + dumpLineStart(buffer + 32) +
                             "63                                  : c\n" + dashLine() + total(1));
 }
 
@@ -207,8 +197,8 @@ TEST_F(GtlDump, BufferWithoutATerminatorEndsWithItsAllocation) {
     std::memset(token->resultSetBuf, 'q', stapi::resultSetAllocation(unit_test::kTestTokenCapacity));
     traceToFile(0);
     EXPECT_EQ(dumpGatewayTokens(), 0);
-    EXPECT_NE(traced().find(lineAt(token->resultSetBuf + 32) + "71717171"), std::string::npos);
-    EXPECT_EQ(traced().find(lineAt(token->resultSetBuf + 64)), std::string::npos);
+    EXPECT_NE(traced().find(dumpLineStart(token->resultSetBuf + 32) + "71717171"), std::string::npos);
+    EXPECT_EQ(traced().find(dumpLineStart(token->resultSetBuf + 64)), std::string::npos);
 }
 
 TEST_F(GtlDump, ListsTokensOfOtherThreadsToo) {

@@ -119,7 +119,7 @@ class RsVerify : public unit_test::TracedTest {
     ResultSetToken token_ = {};
 };
 
-std::string hex(uint32_t value) {
+std::string unpaddedHex(uint32_t value) {
     char text[16] = {};
     std::snprintf(text, sizeof text, "%" PRIx32, value);
     return text;
@@ -140,7 +140,7 @@ TEST_F(RsVerify, AnotherProcessIsRefused) {
     const std::string entry = kPrefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
     EXPECT_EQ(points(), (Lines{"2141 ENTRY " + entry,
                                "2142 *EXC* " + kPrefix + "verifyAPIResultSetToken PID mismatch: currentPid=" +
-                                   hex(pid) + ", owningPid=abcdef01",
+                                   unpaddedHex(pid) + ", owningPid=abcdef01",
                                "2144 EXIT " + entry + " rc=-123"}));
 }
 
@@ -152,7 +152,7 @@ TEST_F(RsVerify, AnotherThreadIdIsRefused) {
     const std::string entry = kPrefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
     EXPECT_EQ(points(), (Lines{"2141 ENTRY " + entry,
                                "2143 *EXC* " + kPrefix + "verifyAPIResultSetToken TID mismatch: currentTid=" +
-                                   hex(tid) + ", owningTid=fedcba09",
+                                   unpaddedHex(tid) + ", owningTid=fedcba09",
                                "2144 EXIT " + entry + " rc=-124"}));
 }
 
@@ -174,7 +174,7 @@ TEST_F(RsVerify, ARealOtherThreadIsRefused) {
     });
     EXPECT_EQ(rc, STAPI_RC_WRONG_THREAD);
     EXPECT_EQ(points(), (Lines{"2143 *EXC* " + kPrefix + "verifyAPIResultSetToken TID mismatch: currentTid=" +
-                               hex(otherTid) + ", owningTid=" + hex(token_.owningTid)}));
+                               unpaddedHex(otherTid) + ", owningTid=" + unpaddedHex(token_.owningTid)}));
     EXPECT_EQ(verifyAPIResultSetToken(&token_), 0);
 }
 

@@ -1,10 +1,8 @@
 // Dumps of result sets.
 #include <gtest/gtest.h>
 
-#include <cinttypes>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -21,13 +19,6 @@ using unit_test::HeldSet;
 using unit_test::Lines;
 using unit_test::SetBytes;
 
-// How a line of a hex dump begins.
-std::string lineAt(const void* address) {
-    char text[32] = {};
-    std::snprintf(text, sizeof text, "0x%08" PRIX32 ": ", static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)));
-    return text;
-}
-
 class RsDump : public unit_test::TracedTest {
   protected:
     static std::string head(HeldSet& held, const std::string& owner) {
@@ -42,9 +33,9 @@ SetBytes smallSet() {
 }
 
 std::string smallSetDumped(const HeldSet& held) {
-    return lineAt(held.at(0)) + "5A554C49 44534554 01000000 02000000 : ZULIDSET........ \n" +  //
-           lineAt(held.at(16)) + "52470000 00000100 00000300 00006162 : RG............ab \n" + lineAt(held.at(32)) +
-           "63                                  : c\n";
+    return dumpLineStart(held.at(0)) + "5A554C49 44534554 01000000 02000000 : ZULIDSET........ \n" +  //
+           dumpLineStart(held.at(16)) + "52470000 00000100 00000300 00006162 : RG............ab \n" +
+           dumpLineStart(held.at(32)) + "63                                  : c\n";
 }
 
 TEST_F(RsDump, OfAConnectionsResultSetIsExact) {
@@ -76,9 +67,10 @@ TEST_F(RsDump, TerminatorAtALineStartStillShowsThatLineInHex) {
     HeldSet held(SetBytes("ZULSTSET", 1).failedBlock("", -1).raw(std::string(12, 'q')).end().raw("behind the mark."));
     traceToFile(3);
     EXPECT_EQ(stapi::dumpResultSetInternal(held.token()), 0);
-    const std::string dumped = lineAt(held.at(0)) + "5A554C53 54534554 01000000 00000000 : ZULSTSET........ \n" +
-                               lineAt(held.at(16)) + "FFFFFFFF 71717171 71717171 71717171 : ....qqqqqqqqqqqq \n" +
-                               lineAt(held.at(32)) + "0F0E0F0E 62656869 6E642074 6865206D : \n";
+    const std::string dumped = dumpLineStart(held.at(0)) + "5A554C53 54534554 01000000 00000000 : ZULSTSET........ \n" +
+                               dumpLineStart(held.at(16)) +
+                               "FFFFFFFF 71717171 71717171 71717171 : ....qqqqqqqqqqqq \n" +
+                               dumpLineStart(held.at(32)) + "0F0E0F0E 62656869 6E642074 6865206D : \n";
     EXPECT_NE(traced().find(dashLine() + dumped + dashLine()), std::string::npos) << traced();
     EXPECT_EQ(messages(2140), (Lines{"stapi_zul_resultsetbuffer.dumpResultSetInternal(rsPtr=" + at(held.token()) +
                                      ") bytes dumped=32 rc=0"}));
@@ -88,7 +80,7 @@ TEST_F(RsDump, EmptySetStopsBehindItsCount) {
     HeldSet held(SetBytes("ZULIDSET", 0).end());
     traceToFile(0);
     EXPECT_EQ(dumpResultSet(held.token()), 0);
-    EXPECT_EQ(traced(), head(held, "8888") + lineAt(held.at(0)) +
+    EXPECT_EQ(traced(), head(held, "8888") + dumpLineStart(held.at(0)) +
                             "5A554C49 44534554 00000000          : ZULIDSET....\n" + dashLine());
 }
 
