@@ -178,7 +178,7 @@ bool readAll(const std::vector<Source>& sources, Clock::time_point deadline) {
         std::vector<pollfd> waits;
         waits.reserve(sources.size());
         for (const Source& source : sources) {
-            waits.push_back({source.descriptor->number(), POLLIN, 0});
+            waits.push_back({source.descriptor->get(), POLLIN, 0});
         }
         const bool isAnyOpen = std::any_of(waits.begin(), waits.end(), [](const pollfd& wait) { return wait.fd >= 0; });
         if (!isAnyOpen) {
@@ -190,7 +190,7 @@ bool readAll(const std::vector<Source>& sources, Clock::time_point deadline) {
         }
         for (size_t index = 0; ready > 0 && index < sources.size(); ++index) {
             const bool isReady = waits[index].revents != 0;
-            if (isReady && !readSome(sources[index].descriptor->number(), *sources[index].text)) {
+            if (isReady && !readSome(sources[index].descriptor->get(), *sources[index].text)) {
                 sources[index].descriptor->close();
             }
         }
