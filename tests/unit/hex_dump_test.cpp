@@ -43,7 +43,7 @@ class HexDump : public TraceTest {
 
     int32_t dump(const void* address, int32_t length, uint32_t stopWord, size_t available = stapi::kHexDumpUnbounded) {
         const stapi::LockScope scope(&stapi::traceLock);
-        return stapi::traceHexDump(address, length, stopWord, 16, length > 0 ? 1 : 0, available);
+        return stapi::traceHexDump(address, length, stopWord, 16, available);
     }
 
     int32_t dumpLength(const Bytes& bytes) {
@@ -246,14 +246,6 @@ TEST_F(HexDump, OfNoAvailableBytesWritesNothing) {
     EXPECT_EQ(dump(bytes.data(), 4, 0, 0), 0);
     EXPECT_EQ(dump(bytes.data(), 0, kStopWord, 0), 0);
     EXPECT_EQ(traced(), "");
-}
-
-TEST_F(HexDump, FlagHasNoEffect) {
-    const Bytes bytes = countingBytes(4);
-    const stapi::LockScope scope(&stapi::traceLock);
-    EXPECT_EQ(stapi::traceHexDump(bytes.data(), 4, 0, 16, 0, bytes.size()), 4);
-    EXPECT_EQ(stapi::traceHexDump(bytes.data(), 4, 0, 16, 1, bytes.size()), 4);
-    EXPECT_EQ(lines()[0], lines()[1]);
 }
 
 struct CharacterCase {
