@@ -4,6 +4,7 @@ set -euo pipefail
 
 project_folder=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_folder=$project_folder/build
+logs_folder=$build_folder/logs
 export LC_ALL=C
 
 say() {
@@ -44,15 +45,51 @@ build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev googletest
 test_packages=(binutils clang libclang-rt-14-dev clang-tidy clang-format)
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64)
 
+build_options=()
+
 # build PRESET [TARGET...]: configures if need be, and builds.
 build() {
     local preset=$1
     shift
-    local options=()
-    [ $# -eq 0 ] || options=(--target "$@")
-    (cd "$project_folder" && cmake --preset "$preset" >"$build_folder/$preset.configure.log" 2>&1) ||
-        { cat "$build_folder/$preset.configure.log" >&2; fail "configuring the preset $preset failed"; }
-    cmake --build "$build_folder/$preset" "${options[@]}" >&2
+    configure "$preset"
+    cmake --build "$build_folder/$preset" ${1:+--target "$@"} -- "${build_options[@]}" >&2
 }
 
-mkdir -p "$build_folder"
+configure() { # configure PRESET: unless it is; what the build files know they keep up to date themselves
+    local build_file=$build_folder/$1/build.ninja
+    [ ! -f "$build_file" ] || [ "$project_folder/CMakePresets.json" -nt "$build_file" ] || return 0
+    local log=$logs_folder/configure-$1.log
+    (cd "$project_folder" && cmake --preset "$1" >"$log" 2>&1) || { cat "$log" >&2; fail "configuring the preset $1 failed"; }
+}
+
+# test_programs PRESET [LABEL...]: name, file and labels of the preset's test programs that have one of the labels, or of
+# all, as lines with tabulators.
+test_programs() {
+    local list=$build_folder/$1/test-programs.tsv
+    [ -s "$list" ] || fail "there is no $list: build the preset $1 first (cmake --preset $1 && cmake --build build/$1)"
+    awk -F '\t' -v wanted="${*:2}" '
+        function has_wanted(labels,    place, count, label) {
+            count = split(wanted, label, " ")
+            for (place = 1; place <= count; ++place) {
+                if (index(" " labels " ", " " label[place] " ")) return 1
+            }
+            return count == 0
+        }
+        has_wanted($3)' "$list"
+}
+
+# A part of scripts/test ends with this: one line with what it counted on standard output. Above it may stand lines that
+# begin with "skipped" and name a test and the reason; everything else goes to standard error.
+answer() { # answer PASSED FAILED [SKIPPED]
+    printf '%d %d %d\n' "$1" "$2" "${3:-0}"
+    [ "$2" -eq 0 ] || exit 1
+    exit 0
+}
+
+tracked_files() { # tracked_files PATTERN...: the project's files, new ones included
+    git -C "$project_folder" ls-files --cached --others --exclude-standard "$@" | sort -u | while read -r file; do
+        [ ! -e "$project_folder/$file" ] || printf '%s\n' "$file"
+    done
+}
+
+mkdir -p "$logs_folder"

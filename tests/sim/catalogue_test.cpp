@@ -15,6 +15,7 @@ namespace {
 using test_support::FinishedProgram;
 using test_support::GatewaySim;
 using test_support::runGatewaySim;
+using test_support::TemporaryFile;
 
 // The path as a message shows it.
 std::string shownPath(const std::string& path) {

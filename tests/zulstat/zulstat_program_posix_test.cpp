@@ -1,7 +1,11 @@
 // What the built program does on a terminal, without standard output, with a full disk and with very long lists.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -30,6 +34,28 @@ class ZulstatOnPosix : public ::testing::Test {
     CatalogueGateway gateway_{kSmallCatalogue};
 };
 
+// Some containers have no device that makes them, or do not show the terminals made.
+bool machineHasPseudoTerminals() {
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const bool isMade = master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0;
+    const char* const name = isMade ? ::ptsname(master) : nullptr;
+    const int slave = name != nullptr ? ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+    const int error = errno;
+    ::close(slave);
+    ::close(master);
+    return slave >= 0 || (error != ENOENT && error != ENODEV && error != ENXIO && error != ENOTTY && error != EACCES &&
+                          error != EPERM);
+}
+
+class ZulstatOnATerminal : public ZulstatOnPosix {
+  protected:
+    void SetUp() override {
+        if (!machineHasPseudoTerminals()) {
+            GTEST_SKIP() << "this machine has no pseudo-terminals";
+        }
+    }
+};
+
 int countOf(const std::string& part, const std::string& text) {
     int count = 0;
     for (size_t place = text.find(part); place != std::string::npos; place = text.find(part, place + 1)) {
@@ -48,31 +74,31 @@ constexpr const char* kPlainIds =
     "beta     beta.size\r\n"
     "nowhere  failed, code -5\r\n";
 
-TEST_F(ZulstatOnPosix, ColoursTheTableOnATerminal) {
+TEST_F(ZulstatOnATerminal, ColoursTheTableOnATerminal) {
     const ProgramOutcome outcome = runZulstat(makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal));
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_EQ(outcome.standardOutput, kColouredIds);
 }
 
-TEST_F(ZulstatOnPosix, HonoursNoColor) {
+TEST_F(ZulstatOnATerminal, HonoursNoColor) {
     ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal);
     run.environment = {{"NO_COLOR", "1"}, {"TERM", "xterm"}};
     EXPECT_EQ(runZulstat(run).standardOutput, kPlainIds);
 }
 
-TEST_F(ZulstatOnPosix, TakesAnEmptyNoColorForNone) {
+TEST_F(ZulstatOnATerminal, TakesAnEmptyNoColorForNone) {
     ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal);
     run.environment = {{"NO_COLOR", ""}, {"TERM", "xterm"}};
     EXPECT_EQ(runZulstat(run).standardOutput, kColouredIds);
 }
 
-TEST_F(ZulstatOnPosix, DoesNotColourOnATerminalThatCannot) {
+TEST_F(ZulstatOnATerminal, DoesNotColourOnATerminalThatCannot) {
     ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal);
     run.environment = {{"NO_COLOR", std::nullopt}, {"TERM", "dumb"}};
     EXPECT_EQ(runZulstat(run).standardOutput, kPlainIds);
 }
 
-TEST_F(ZulstatOnPosix, NeverColoursJson) {
+TEST_F(ZulstatOnATerminal, NeverColoursJson) {
     const ProgramOutcome outcome = runZulstat(makeRun({"groups", "--format", "json"}, OutputTarget::terminal));
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.standardOutput.find('\x1B'), std::string::npos);
