@@ -13,6 +13,11 @@ namespace {
 
 using stapi::ResultSetContent;
 
+bool hasContent(const ResultSetToken* rsPtr) {
+    const ResultSetContent content = stapi::resultSetContent(rsPtr);
+    return content == ResultSetContent::ids || content == ResultSetContent::statistics;
+}
+
 // A query string being built: "id1:id2:...".
 struct QueryString {
     char* text;         // an area of kQueryStringArea bytes, zero-filled
@@ -156,7 +161,7 @@ int32_t getIdQuery(ResultSetToken* rsPtr, char** idQueryStringPtr) {
             rc = STAPI_RC_NULL_RESULT_SET;
         } else if (idQueryStringPtr == nullptr) {
             rc = STAPI_RC_NULL_POINTER;
-        } else if (stapi::resultSetContent(rsPtr) == ResultSetContent::none) {
+        } else if (!hasContent(rsPtr)) {
             TRACE_EXC(1041, "API.getIdQuery Resultset does not contain recognised content\n");
             rc = STAPI_RC_WRONG_CONTENT;
         }
@@ -179,10 +184,10 @@ int32_t copyResultSet(ResultSetToken* srcRsPtr, ResultSetToken** tarRsPtr) {
             rc = STAPI_RC_NULL_RESULT_SET;
         } else if (tarRsPtr == nullptr) {
             rc = STAPI_RC_NULL_RESULT_SET_POINTER;
-        } else if (srcRsPtr->resultSetBuf == nullptr) {
+        } else if (stapi::resultSetContent(srcRsPtr) == ResultSetContent::noBuffer) {
             TRACE_EXC(1073, "API.copyResultSet(srcRs=%p) resultSetBuf is NULL - no data to copy\n", at(srcRsPtr));
             rc = STAPI_RC_NO_RESULT_BUFFER;
-        } else if (stapi::resultSetContent(srcRsPtr) == ResultSetContent::none) {
+        } else if (!hasContent(srcRsPtr)) {
             TRACE_EXC(1074, "API.copyResultSet Resultset does not contain recognised content\n");
             rc = STAPI_RC_WRONG_CONTENT;
         }
@@ -223,10 +228,10 @@ int32_t dumpResultSet(ResultSetToken* rsPtr) {
     if (rc == STAPI_RC_OK) {
         if (rsPtr == nullptr) {
             rc = STAPI_RC_NULL_RESULT_SET;
-        } else if (rsPtr->resultSetBuf == nullptr) {
+        } else if (stapi::resultSetContent(rsPtr) == ResultSetContent::noBuffer) {
             TRACE_EXC(1103, "API.dumpResultSet(rsPtr=%p) resultSetBuf is NULL - no data to dump\n", at(rsPtr));
             rc = STAPI_RC_NO_RESULT_BUFFER;
-        } else if (stapi::resultSetContent(rsPtr) == ResultSetContent::none) {
+        } else if (!hasContent(rsPtr)) {
             TRACE_EXC(1104, "API.dumpResultSet Resultset does not contain recognised content\n");
             rc = STAPI_RC_WRONG_CONTENT;
         }

@@ -35,7 +35,8 @@ struct HeaderRecord {
     uint32_t serverProgramNameLength;
     const char* serverProgramName;
     uint8_t headerFlagByte;
-    uint32_t dataLength;  // length of the body in bytes
+    uint32_t dataLength;   // length of the body in bytes
+    uint32_t bodyArrived;  // replies: bytes of the body that arrived; the rest of its block is zero
 };
 
 constexpr uint32_t kAuthorisationStepInit = 0;
@@ -71,6 +72,7 @@ struct AdminRequest {
     const char* parameterType;
     uint8_t exceptionFlag;
     uint8_t* callData;  // the reply's payload, header.dataLength bytes, or null; released by whoever made the call
+    uint32_t callDataArrived;  // bytes of the payload that arrived; the rest is zero
 };
 
 // Sets every field of a request's header anew, whatever a reply has left in the record.

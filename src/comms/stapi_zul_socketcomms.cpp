@@ -1,5 +1,6 @@
 #include "comms/stapi_zul_socketcomms.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "api/zulstats64.h"
@@ -70,9 +71,9 @@ int32_t checkReplyHeader(const uint8_t* block, size_t size, size_t nameLength) {
     return rc;
 }
 
-// Receives size bytes into a block; -122 with the reason when that fails.
-int32_t receiveBlock(int32_t socketDesc, size_t size, uint8_t* block, ReasonsBlock* reasons) {
-    const int32_t readRc = readFromSocket(socketDesc, static_cast<int32_t>(size), block);
+// Receives size bytes into a block of zeros; -122 with the reason when that fails.
+int32_t receiveBlock(int32_t socketDesc, size_t size, uint8_t* block, int32_t* arrived, ReasonsBlock* reasons) {
+    const int32_t readRc = readFromSocket(socketDesc, static_cast<int32_t>(size), block, arrived);
     if (readRc != 0) {
         reasons->errno_ = readRc;
     }
@@ -90,7 +91,7 @@ int32_t receiveHeader(int32_t socketDesc, size_t nameLength, HeaderRecord* heade
         rc = STAPI_RC_NO_MEMORY;
     }
     if (rc == STAPI_RC_OK) {
-        rc = receiveBlock(socketDesc, size, block.get(), reasons);
+        rc = receiveBlock(socketDesc, size, block.get(), nullptr, reasons);
     }
     if (rc == STAPI_RC_OK) {
         rc = checkReplyHeader(block.get(), size, nameLength);
@@ -103,7 +104,8 @@ int32_t receiveHeader(int32_t socketDesc, size_t nameLength, HeaderRecord* heade
 }
 
 // Puts the reply's body in the place of the request.
-int32_t receiveBody(int32_t socketDesc, int32_t bodyLength, uint8_t** data, ReasonsBlock* reasons) {
+int32_t receiveBody(int32_t socketDesc, int32_t bodyLength, uint8_t** data, HeaderRecord* header,
+                    ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
     const void* const released = *data;
     releaseMemory(*data);
@@ -116,7 +118,9 @@ int32_t receiveBody(int32_t socketDesc, int32_t bodyLength, uint8_t** data, Reas
         TRACE_EXC(3236, "stapi_zul_socketcomms.flow Failed to allocate %d bytes.\n", bodyLength);
         rc = STAPI_RC_NO_MEMORY;
     } else {
-        rc = receiveBlock(socketDesc, static_cast<size_t>(bodyLength), *data, reasons);
+        int32_t arrived = 0;
+        rc = receiveBlock(socketDesc, static_cast<size_t>(bodyLength), *data, &arrived, reasons);
+        header->bodyArrived = static_cast<uint32_t>(arrived);
     }
     return rc;
 }
@@ -127,7 +131,7 @@ int32_t receiveReply(int32_t socketDesc, uint8_t** data, const char* requestName
     if (rc == STAPI_RC_OK) {
         const auto bodyLength = static_cast<int32_t>(header->dataLength);
         if (bodyLength > 0) {
-            rc = receiveBody(socketDesc, bodyLength, data, reasons);
+            rc = receiveBody(socketDesc, bodyLength, data, header, reasons);
         } else {
             TRACE_DEBUG(3237, "stapi_zul_socketcomms.flow Managed to read in whole response in one go. data=0x%p\n",
                         at(*data));
@@ -191,9 +195,10 @@ WireWriter bodyWriter(uint8_t* block, const HeaderRecord& header) {
 }
 
 // The reply to an authorisation step.
-int32_t readAuthorisationReply(const uint8_t* body, size_t size, AuthorisationRecord* request, ReasonsBlock* reasons) {
+int32_t readAuthorisationReply(const HeldBlock& reply, AuthorisationRecord* request, ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
-    WireReader reader = makeWireReader(body, size);
+    const size_t size = reply.size;
+    WireReader reader = makeWireReader(reply.bytes, size);
     if (size >= kAuthReplyStepAndCode) {
         request->step = readU32(&reader);
         request->returnCode = readU32(&reader);
@@ -219,29 +224,32 @@ int32_t readAuthorisationReply(const uint8_t* body, size_t size, AuthorisationRe
     return rc;
 }
 
-// Hands the payload of an administration reply of size bytes over as call data; the reader stands behind the exception
-// flag.
-int32_t takeCallData(WireReader* reader, size_t size, AdminRequest* request) {
+// Hands the payload of an administration reply over as call data; the reader stands behind the exception flag. What did
+// not arrive is not copied: the new block is zero there, too.
+int32_t takeCallData(WireReader* reader, const HeldBlock& reply, AdminRequest* request) {
     int32_t rc = STAPI_RC_OK;
-    const size_t payloadSize = size - kAdminReplyWithFlag;
+    const size_t payloadSize = reply.size - kAdminReplyWithFlag;
+    const size_t payloadArrived = std::max(reply.arrived, kAdminReplyWithFlag) - kAdminReplyWithFlag;
     request->callData = static_cast<uint8_t*>(allocateMemory(payloadSize));
     TRACE_DEBUG(3203, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n",
                 static_cast<int32_t>(payloadSize), at(request->callData));
     if (request->callData == nullptr) {
         TRACE_EXC(3204, "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
+                  static_cast<int32_t>(reply.size));
         rc = STAPI_RC_NO_MEMORY;
     } else {
-        copyBytes(reader, request->callData, payloadSize);
+        copyBytes(reader, request->callData, payloadArrived);
         request->header.dataLength = static_cast<uint32_t>(payloadSize);
+        request->callDataArrived = static_cast<uint32_t>(payloadArrived);
     }
     return rc;
 }
 
 // The reply to an administration call: size bytes, of which the first eight say what came of it.
-int32_t readAdminReply(const uint8_t* body, size_t size, AdminRequest* request, ReasonsBlock* reasons) {
+int32_t readAdminReply(const HeldBlock& reply, AdminRequest* request, ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
-    WireReader reader = makeWireReader(body, size);
+    const size_t size = reply.size;
+    WireReader reader = makeWireReader(reply.bytes, size);
     if (size >= kAdminReplyTypeAndCode) {
         request->callType = readU32(&reader);
         request->adminReturnCode = readU32(&reader);
@@ -267,13 +275,13 @@ int32_t readAdminReply(const uint8_t* body, size_t size, AdminRequest* request, 
             TRACE_EXC(3205, "stapi_zul_socketcomms.flowAdminRequest Exception occured during request execution\n");
             rc = kAdminRefused;
         } else {
-            rc = takeCallData(&reader, size, request);
+            rc = takeCallData(&reader, reply, request);
         }
     }
     return rc;
 }
 
-int32_t takeNothingFromReply(const uint8_t*, size_t) {
+int32_t takeNothingFromReply(const HeldBlock&) {
     return STAPI_RC_OK;
 }
 
@@ -324,7 +332,7 @@ int32_t exchangeRequest(int32_t socketDesc, size_t size, uint8_t** data, HeaderR
     int32_t rc = isFilled(body) ? flow(socketDesc, static_cast<int32_t>(size), data, requestName, header, reasons)
                                 : kExchangeNotSent;
     if (rc == STAPI_RC_OK) {
-        rc = readReply(*data, heldLength(*header, size));
+        rc = readReply(heldBlock(*data, *header, size));
     }
     return rc;
 }
@@ -396,7 +404,7 @@ void populateHeader(const uint8_t* data, HeaderRecord* req, size_t size) {
     TRACE_EXIT(3247, "stapi_zul_socketcomms.populateHeader(data=%p, req=%p)\n", at(data), at(req));
 }
 
-int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf) {
+int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf, int32_t* arrived) {
     int32_t rc = 0;
     int32_t total = 0;
     TRACE_ENTRY(3239, "stapi_zul_socketcomms.readFromSocket(socketDesc=%d, dataSize=%d, dataBuf=%p)\n", socketDesc,
@@ -422,12 +430,12 @@ int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf) {
         if (piece.value > 0) {
             total += piece.value;
         } else {
-            rc = piece.error;  // 0 when the peer closed: what is missing is zero, and the caller goes on
+            rc = piece.error;  // 0 when the peer closed: what is missing stays zero, and the caller goes on
             TRACE_EXC(3242, "stapi_zul_socketcomms.readFromSocket read returned an error code: errno=%d\n", rc);
         }
     }
-    if (total < dataSize) {
-        std::memset(dataBuf + total, 0, static_cast<size_t>(dataSize - total));
+    if (arrived != nullptr) {
+        *arrived = total;
     }
     if (total > 0) {
         TRACE_DATA(3243, lengthDump(dataBuf, total),
@@ -472,9 +480,12 @@ int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* re
     return rc;
 }
 
-size_t heldLength(const HeaderRecord& replyHeader, size_t requestLength) {
-    const auto bodyLength = static_cast<int32_t>(replyHeader.dataLength);
-    return bodyLength > 0 ? static_cast<size_t>(bodyLength) : requestLength;
+HeldBlock heldBlock(const uint8_t* data, const HeaderRecord& replyHeader, size_t requestLength) {
+    HeldBlock held = {data, requestLength, requestLength};
+    if (static_cast<int32_t>(replyHeader.dataLength) > 0) {
+        held = {data, replyHeader.dataLength, replyHeader.bodyArrived};
+    }
+    return held;
 }
 
 int32_t flowHandshakeRequest(int32_t socketDesc, ReasonsBlock* reasons) {
@@ -495,9 +506,7 @@ int32_t flowAuthRequest(int32_t socketDesc, AuthorisationRecord* request, Reason
     const int32_t rc = flowRequest(
         kAuthorisationPoints, socketDesc, &request->header, reasons,
         [request](WireWriter* writer) { writeAuthorisationBody(writer, *request); },
-        [request, reasons](const uint8_t* body, size_t size) {
-            return readAuthorisationReply(body, size, request, reasons);
-        });
+        [request, reasons](const HeldBlock& reply) { return readAuthorisationReply(reply, request, reasons); });
     TRACE_EXIT(3214, "stapi_zul_socketcomms.flowAuthRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
                socketDesc, at(request), at(reasons), rc);
     return rc;
@@ -520,7 +529,7 @@ int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock
     const int32_t rc = flowRequest(
         kAdminPoints, socketDesc, &request->header, reasons,
         [request](WireWriter* writer) { writeAdminBody(writer, *request); },
-        [request, reasons](const uint8_t* body, size_t size) { return readAdminReply(body, size, request, reasons); });
+        [request, reasons](const HeldBlock& reply) { return readAdminReply(reply, request, reasons); });
     TRACE_EXIT(3208, "stapi_zul_socketcomms.flowAdminRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
                socketDesc, at(request), at(reasons), rc);
     return rc;

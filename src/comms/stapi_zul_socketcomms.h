@@ -34,9 +34,10 @@ void writeHeader(const HeaderRecord* req, uint8_t* data);
 // Fills a record from a received header of size bytes, but for the name pointer. What the header lacks reads as 0.
 void populateHeader(const uint8_t* data, HeaderRecord* req, size_t size = kUnboundedPayload);
 
-// Receives dataSize bytes; what does not arrive is zero. 0; -1 when the peer closed before the first byte; else the
-// socket's error, which is 0 when the peer closed later.
-int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf);
+// Receives dataSize bytes into a block of zeros, and touches no more of it than what arrives; that many bytes are told
+// in *arrived, unless it is null. 0; -1 when the peer closed before the first byte; else the socket's error, which is 0
+// when the peer closed later.
+int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf, int32_t* arrived = nullptr);
 
 // One exchange: sends the datalen bytes of *data and receives the reply. A reply body takes the place of the request:
 // the request's block is released and *data is the reply's. A reply without a body leaves the request in place. The
@@ -46,8 +47,14 @@ int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf);
 int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* requestName, HeaderRecord* header,
              ReasonsBlock* reasons);
 
-// The bytes that *data holds after a successful flow of a request of requestLength bytes.
-size_t heldLength(const HeaderRecord& replyHeader, size_t requestLength);
+// What *data holds after a successful flow of a request of requestLength bytes: a block of size bytes, of which the
+// first arrived ones have been received, or are the request's own.
+struct HeldBlock {
+    const uint8_t* bytes;
+    size_t size;
+    size_t arrived;
+};
+HeldBlock heldBlock(const uint8_t* data, const HeaderRecord& replyHeader, size_t requestLength);
 
 // 0, -111, or a code of flow.
 int32_t flowHandshakeRequest(int32_t socketDesc, ReasonsBlock* reasons);

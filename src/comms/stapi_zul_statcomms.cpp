@@ -99,7 +99,8 @@ int32_t storeVersion(GatewayToken* token, const AdminRequest& admin) {
 int32_t parseReply(const char* queryType, const AdminRequest& admin, char** buffer, int32_t* bufferLen) {
     int32_t rc = STAPI_RC_OK;
     const auto dataLength = static_cast<int32_t>(admin.header.dataLength);
-    const HexDumpArea payload = {admin.callData, dataLength, 0, admin.header.dataLength};
+    const auto arrived = static_cast<int32_t>(admin.callDataArrived);
+    const HexDumpArea payload = {admin.callData, arrived, 0, admin.callDataArrived};
     TRACE_DATA(2230, payload, "stapi_zul_statcomms.statCommsString data=%p len=%d stopword=%8.8X\n", at(admin.callData),
                dataLength, 0);
     if (std::strcmp(queryType, kQueryGetStats) == 0) {

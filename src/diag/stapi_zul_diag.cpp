@@ -35,11 +35,18 @@ std::FILE* currentStream() {
     return traceStream == nullptr ? stderr : traceStream;
 }
 
-void flushToStream(TextSink* sink) {
+void writeOut(TextSink* sink) {
     if (sink->used > 0) {
         std::fwrite(sink->block, 1, sink->used, static_cast<std::FILE*>(sink->destination));
         sink->used = 0;
     }
+}
+
+// Nothing that becomes of a write reaches the caller: neither an error nor a signal, nor the thread's cancellation.
+void flushToStream(TextSink* sink) {
+    const platform::CancellationHold cancellationHold;
+    const platform::WriteSignalHold signalHold;
+    writeOut(sink);
 }
 
 TextSink streamSink(std::FILE* stream, char* block, size_t capacity) {
@@ -47,7 +54,9 @@ TextSink streamSink(std::FILE* stream, char* block, size_t capacity) {
 }
 
 void finishLine(TextSink* sink) {
-    flushToStream(sink);
+    const platform::CancellationHold cancellationHold;
+    const platform::WriteSignalHold signalHold;
+    writeOut(sink);
     std::fflush(static_cast<std::FILE*>(sink->destination));
 }
 

@@ -62,6 +62,15 @@ int32_t destroyLock(LockRecord* lockPtr) {
     return rc;
 }
 
+void renewLock(LockRecord* lockPtr) {
+    const uint32_t found = lockPtr->state.load(std::memory_order_acquire);
+    if (found == kLockInitialised) {
+        platform::initialiseMutex(&lockPtr->criticalSection);
+    } else if (found == kLockBeingInitialised) {
+        lockPtr->state.store(0, std::memory_order_release);
+    }
+}
+
 uint32_t lockState(const LockRecord* lockPtr) {
     return lockPtr->state.load(std::memory_order_acquire);
 }

@@ -27,10 +27,13 @@ int32_t requestLock(LockRecord* lockPtr);
 int32_t releaseLock(LockRecord* lockPtr);
 // 0, or -1 when the lock is not initialised. Nobody may hold the lock.
 int32_t destroyLock(LockRecord* lockPtr);
+// In a forked child: makes a lock anew that the forking thread may hold, and takes back the initialising that another
+// thread had begun.
+void renewLock(LockRecord* lockPtr);
 // The state marker as it stands.
 uint32_t lockState(const LockRecord* lockPtr);
 
-// Holds a lock for a scope.
+// Holds a lock for a scope, in which the thread cannot be cancelled.
 class LockScope {
   public:
     explicit LockScope(LockRecord* lockPtr) : lock_(lockPtr) {
@@ -43,6 +46,7 @@ class LockScope {
     LockScope& operator=(const LockScope&) = delete;
 
   private:
+    platform::CancellationHold cancellationHold_;
     LockRecord* lock_;
 };
 

@@ -220,6 +220,7 @@ int32_t attachBuffers(GatewayToken* token) {
             addTerminator(token->resultSetBuf);
             token->connRSToken->resultSetBuf = token->resultSetBuf;
             token->connRSToken->resultSetBufLen = token->resultSetBufLen;
+            keepContent(token->connRSToken);
         }
     }
     return rc;

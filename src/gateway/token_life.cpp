@@ -188,13 +188,14 @@ void storeQueryResult(GatewayToken* token, char* buffer, int32_t bufferLen, bool
     token->resultSetBuf = buffer;
     token->resultSetBufLen = bufferLen;
     ResultSetToken* const resultSet = token->connRSToken;
-    if (resetOwner) {
-        resultSet->owner = OWNER_GATEWAY;
+    if (resetOwner && resultSet->owner != OWNER_GATEWAY) {
+        resultSet->owner = OWNER_GATEWAY;  // as a rule it is: other threads may be reading it
     }
     resultSet->resultSetBuf = buffer;
     resultSet->resultSetBufLen = bufferLen;
     storeDataCursor(resultSet, buffer);
     resultSet->queryIndex = 0;
+    keepContent(resultSet);
 }
 
 }  // namespace stapi

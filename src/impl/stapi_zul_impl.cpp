@@ -24,6 +24,38 @@ constexpr int32_t kDuplicationSizeLimit = 32767;  // terminator included; this s
 
 std::atomic<int32_t> stapiInitialised{0};
 
+// A fork copies this process with one thread alone, whatever the others are at. It is made while no other thread holds
+// a lock of the library, so that what the locks guard is whole in the child, and the child gets locks of its own.
+thread_local bool isListLockHeld = false;
+thread_local bool isTraceLockHeld = false;
+
+bool holdIfInitialised(LockRecord* lockPtr) {
+    return lockState(lockPtr) == kLockInitialised && requestLock(lockPtr) == 0;
+}
+
+void holdLocksForFork() {
+    isListLockHeld = holdIfInitialised(&gtlLock);
+    isTraceLockHeld = holdIfInitialised(&traceLock);
+}
+
+void releaseLocksInParent() {
+    if (isTraceLockHeld) {
+        releaseLock(&traceLock);
+    }
+    if (isListLockHeld) {
+        releaseLock(&gtlLock);
+    }
+}
+
+void renewLocksInChild() {
+    renewLock(&traceLock);
+    renewLock(&gtlLock);
+    if (stapiInitialised.load(std::memory_order_acquire) != 1) {
+        // Another thread was half-way through the start-up: the child's first call makes it whole.
+        gtlLock.state.store(0, std::memory_order_release);
+    }
+}
+
 // Bytes of a string with its terminator; 0 for null.
 int32_t duplicationSize(const char* dataPtr) {
     constexpr size_t kLongestCount = INT32_MAX - 1;
@@ -130,6 +162,7 @@ int32_t stapiInit() {
 }
 
 void libraryLoaded() {
+    platform::watchForks(holdLocksForFork, releaseLocksInParent, renewLocksInChild);
     const int32_t rc = platform::startSocketLayer();
     if (rc != 0) {
         tracePrintf(stderr, "zulstats API: Unable to initialise winsock. rc=%d\n", rc);

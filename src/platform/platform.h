@@ -56,7 +56,8 @@ void releaseHostAddress(HostAddress* address);
 void describeResolverError(int32_t error, char* text, size_t size);
 void describeSocketError(int32_t error, char* text, size_t size);
 
-// The new socket's descriptor, not inherited by child programs, or a negative value.
+// The new socket's descriptor, not inherited by child programs and never one of the standard streams', or a negative
+// value.
 SocketResult createSocket(const HostAddress& address);
 // Keep-alive on, then delaying of small packets off; negative when either fails.
 SocketResult setConnectionOptions(int32_t socket);
@@ -81,6 +82,38 @@ SocketResult closeSocket(int32_t socket);
 // How long waitForConnect waits, in milliseconds: 60,000 unless a test has shortened it.
 int32_t connectTimeout();
 void setConnectTimeoutForTest(int32_t milliseconds);
+
+// ---- Signals, cancellation, forks
+// ------------------------------------------------------------------------------------
+
+// Keeps the calling thread from being cancelled, for a scope. What the library waits for, writes and locks, it does in
+// such a scope, so that a thread is never cancelled inside it.
+class CancellationHold {
+  public:
+    CancellationHold();
+    ~CancellationHold();
+    CancellationHold(const CancellationHold&) = delete;
+    CancellationHold& operator=(const CancellationHold&) = delete;
+
+  private:
+    int32_t stateBefore_;
+};
+
+// Keeps the calling thread from the signals that a failing write to a stream raises, for a scope.
+class WriteSignalHold {
+  public:
+    WriteSignalHold();
+    ~WriteSignalHold();
+    WriteSignalHold(const WriteSignalHold&) = delete;
+    WriteSignalHold& operator=(const WriteSignalHold&) = delete;
+
+  private:
+    alignas(16) unsigned char maskBefore_[128];
+};
+
+// From now on every fork calls these: before it, and behind it in the parent and in the child. On a system without
+// forks nothing happens.
+void watchForks(void (*before)(), void (*inParent)(), void (*inChild)());
 
 // ---- Locks ----------------------------------------------------------------------------------------------------------
 

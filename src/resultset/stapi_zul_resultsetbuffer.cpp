@@ -1,6 +1,7 @@
 #include "resultset/stapi_zul_resultsetbuffer.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstring>
 
 #include "api/zulstats64.h"
@@ -18,6 +19,18 @@ void writeAtCursor(char** cursor, const void* bytes, size_t count) {
         std::memcpy(*cursor, bytes, count);
         *cursor += count;
     }
+}
+
+ResultSetContent contentOfBuffer(const char* buffer) {
+    ResultSetContent content = ResultSetContent::none;
+    if (buffer == nullptr) {
+        content = ResultSetContent::noBuffer;
+    } else if (std::memcmp(buffer, kIdSetEyecatcher, kEyecatcherLength) == 0) {
+        content = ResultSetContent::ids;
+    } else if (std::memcmp(buffer, kStatSetEyecatcher, kEyecatcherLength) == 0) {
+        content = ResultSetContent::statistics;
+    }
+    return content;
 }
 
 bool isCursor(char* const* bufWPtr) {
@@ -104,19 +117,26 @@ int32_t addText(const TextWriterPoints& points, char** bufWPtr, const char* text
 }  // namespace
 
 ResultSetContent resultSetContent(const ResultSetToken* rsPtr) {
-    ResultSetContent content = ResultSetContent::none;
-    if (rsPtr->resultSetBuf != nullptr) {
-        if (std::memcmp(rsPtr->resultSetBuf, kIdSetEyecatcher, kEyecatcherLength) == 0) {
-            content = ResultSetContent::ids;
-        } else if (std::memcmp(rsPtr->resultSetBuf, kStatSetEyecatcher, kEyecatcherLength) == 0) {
-            content = ResultSetContent::statistics;
-        }
+    ResultSetContent content = ResultSetContent::noBuffer;
+    if (rsPtr->owner == OWNER_GATEWAY) {
+        auto* const shared = const_cast<ResultSetToken*>(rsPtr);
+        content = static_cast<ResultSetContent>(
+            std::atomic_ref<int32_t>(shared->keptContent).load(std::memory_order_relaxed));
+    } else {
+        content = contentOfBuffer(rsPtr->resultSetBuf);
     }
     return content;
 }
 
+void keepContent(ResultSetToken* rsPtr) {
+    const auto content = static_cast<int32_t>(contentOfBuffer(rsPtr->resultSetBuf));
+    std::atomic_ref<int32_t>(rsPtr->keptContent).store(content, std::memory_order_relaxed);
+}
+
 int32_t createResultSet(ResultSetToken** newRsTokPtr, const char* eyecatcher, uint32_t owner) {
-    constexpr auto kTokenSize = static_cast<int32_t>(sizeof(ResultSetToken));
+    // The trace tells the size of the record proper.
+    constexpr auto kTokenSize = static_cast<int32_t>(offsetof(ResultSetToken, keptContent));
+    static_assert(kTokenSize == 96);
     int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(2127, "stapi_zul_resultsetbuffer.createResultSet(&newRsTokPtr=%p,eyecatcher=%s,owner=%d)\n",
                 at(newRsTokPtr), eyecatcher, owner);

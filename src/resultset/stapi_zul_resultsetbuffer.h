@@ -29,6 +29,9 @@ struct ResultSetToken {
     const char* queryElementPtr;  // the current query element, handed out with each of its entries
     uint32_t queryElementLen;
     int32_t queryElementRC;
+    // Behind the record proper: what the connection's last query left in the buffer, a stapi::ResultSetContent. Other
+    // threads look here, because the owner's next query may be moving the buffer.
+    int32_t keptContent;
 };
 
 namespace stapi {
@@ -58,9 +61,12 @@ constexpr size_t resultSetAllocation(int32_t capacity) {
     return static_cast<size_t>(capacity) + kResultSetSlack;
 }
 
-// What a result-set buffer holds.
-enum class ResultSetContent : int32_t { none, ids, statistics };
+// What a result set holds: no buffer at all, one without content, ids or statistics.
+enum class ResultSetContent : int32_t { noBuffer, none, ids, statistics };
+// That of a connection's result set is what its last query has left behind, so that any thread may ask.
 ResultSetContent resultSetContent(const ResultSetToken* rsPtr);
+// Notes what the buffer of a connection's result set holds now.
+void keepContent(ResultSetToken* rsPtr);
 
 // Makes a token without a buffer, with its query-string area. 0; -103 (newRsTokPtr or eyecatcher null); -116 (owner is
 // neither OWNER_GATEWAY nor OWNER_USER); -111: *newRsTokPtr is null when there was no memory for the token, unchanged

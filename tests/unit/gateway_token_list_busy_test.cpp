@@ -207,6 +207,7 @@ TEST_F(GtlBusy, QueryResultRenewsTheOwnerOnRequestOnly) {
 TEST_F(GtlBusy, WalkOfAConnectionEndsWithTheConnectionAndACopyDoesNot) {
     GatewayToken* token = chained();
     std::memcpy(token->resultSetBuf, "ZULIDSET\0\0\0\0\x0F\x0E\x0F\x0E", 16);
+    stapi::keepContent(token->connRSToken);
     ResultSetToken* copy = nullptr;
     ASSERT_EQ(copyResultSet(token->connRSToken, &copy), 0);
     ASSERT_EQ(deleteGatewayToken(&token, 1), 0);

@@ -38,6 +38,7 @@ inline GatewayToken* newToken(int32_t port = 4100) {
     stapi::addTerminator(token->resultSetBuf);
     token->connRSToken->resultSetBuf = token->resultSetBuf;
     token->connRSToken->resultSetBufLen = kTestTokenCapacity;
+    stapi::keepContent(token->connRSToken);
     token->protocolVersion = static_cast<char*>(stapi::allocateMemory(64));
     return token;
 }

@@ -33,6 +33,7 @@ class GtlFork : public unit_test::GtlTest {
     static GatewayToken* chainedWithEmptySet() {
         GatewayToken* const token = chained();
         std::memcpy(token->resultSetBuf, "ZULIDSET\0\0\0\0\x0F\x0E\x0F\x0E", 16);
+        stapi::keepContent(token->connRSToken);
         return token;
     }
 };

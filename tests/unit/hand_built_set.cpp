@@ -29,6 +29,7 @@ HeldSet::HeldSet(std::string_view bytes, uint32_t owner, char slackFill)
     if (owner == kConnectionOwner) {
         token_.owningPid = stapi::platform::currentProcessId();
         token_.owningTid = stapi::platform::currentThreadId();
+        stapi::keepContent(&token_);
     }
 }
 

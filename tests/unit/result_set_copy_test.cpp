@@ -165,12 +165,14 @@ TEST_F(RsCopyRefusals, NullSourceBeforeNullTarget) {
 TEST_F(RsCopyRefusals, NullTargetBeforeASourceWithoutABuffer) {
     HeldSet held(twoIds());
     held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
     EXPECT_EQ(copyResultSet(held.token(), nullptr), STAPI_RC_NULL_RESULT_SET_POINTER);
 }
 
 TEST_F(RsCopyRefusals, SourceWithoutABufferBeforeItsOwner) {
     HeldSet held(twoIds());
     held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
     ++held.token()->owningPid;
     traceToFile(1);
     expectRefusal(held, STAPI_RC_NO_RESULT_BUFFER);

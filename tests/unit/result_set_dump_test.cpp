@@ -143,6 +143,7 @@ TEST_F(RsDumpRefusals, NullResultSet) {
 TEST_F(RsDumpRefusals, NoBufferBeforeTheOwner) {
     HeldSet held(smallSet());
     held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
     ++held.token()->owningPid;
     expectRefusal(
         held.token(), STAPI_RC_NO_RESULT_BUFFER,
@@ -179,6 +180,7 @@ TEST_F(RsDumpRefusals, NullTokenOfTheInternalDumpIsNoData) {
 TEST_F(RsDumpRefusals, InternalDumpOfATokenWithoutABufferShowsNoBytes) {
     HeldSet held(smallSet());
     held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
     held.token()->dataCursor = nullptr;
     traceToFile(0);
     EXPECT_EQ(stapi::dumpResultSetInternal(held.token()), 0);

@@ -150,6 +150,7 @@ TEST_F(RsIdQuery, NextQueryOnTheTokenOverwritesTheString) {
     ASSERT_EQ(query(held), 0);
     HeldSet other(ids({"x"}));
     held.token()->resultSetBuf = other.buffer();
+    stapi::keepContent(held.token());
     held.token()->resultSetBufLen = static_cast<int32_t>(other.capacity());
     ASSERT_EQ(query(held), 0);
     EXPECT_STREQ(text_, "x");
@@ -162,6 +163,7 @@ TEST_F(RsIdQuery, FailureLeavesAnEarlierStringInTheArea) {
     ASSERT_EQ(query(held), 0);
     HeldSet none(SetBytes("ZULIDSET", 0).end());
     held.token()->resultSetBuf = none.buffer();
+    stapi::keepContent(held.token());
     held.token()->resultSetBufLen = static_cast<int32_t>(none.capacity());
     ASSERT_EQ(query(held), STAPI_RC_QUERY_STRING_FAILED);
     EXPECT_STREQ(held.token()->verifiedQueryString, "one");
@@ -236,6 +238,7 @@ TEST_F(RsIdQuery, WrongContentIsRefusedBeforeTheOwner) {
 TEST_F(RsIdQuery, NoBufferIsWrongContent) {
     HeldSet held(ids({"one"}));
     held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
     EXPECT_EQ(query(held), STAPI_RC_WRONG_CONTENT);
     EXPECT_EQ(text_, untouchedText);
 }

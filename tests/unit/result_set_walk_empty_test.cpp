@@ -99,6 +99,7 @@ TYPED_TEST(RsEmptyWalk, EmptySetBehindAWalkedOneEndsTheOldWalk) {
     ASSERT_EQ(TypeParam::first(held.token(), &record), 0);
     HeldSet empty(this->noBlocks());
     held.token()->resultSetBuf = empty.buffer();
+    stapi::keepContent(held.token());
     held.token()->resultSetBufLen = static_cast<int32_t>(empty.capacity());
     held.token()->dataCursor = empty.buffer();
     held.token()->queryIndex = 0;

@@ -103,6 +103,7 @@ TYPED_TEST(RsWalkRefusals, BufferBeforeTheFirstQuery) {
 TYPED_TEST(RsWalkRefusals, NoBuffer) {
     HeldSet held(this->ownSet());
     held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
     this->expectRefusal(held.token(), STAPI_RC_WRONG_CONTENT);
 }
 

@@ -49,7 +49,7 @@ TEST(Flow, PutsTheReplyBodyInThePlaceOfTheRequest) {
     ASSERT_NE(exchange.data, nullptr);
     EXPECT_EQ(bytesAt(exchange.data, 3), hex("01 02 03"));
     EXPECT_EQ(exchange.header.dataLength, 3U);
-    EXPECT_EQ(stapi::heldLength(exchange.header, someRequest().size()), 3U);
+    EXPECT_EQ(stapi::heldBlock(nullptr, exchange.header, someRequest().size()).size, 3U);
     EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{0, 0, 0, 0}));
 }
 
@@ -78,7 +78,7 @@ TEST_P(ReplyWithoutBody, LeavesTheRequestInPlace) {
     EXPECT_EQ(exchange.run(peer.socket()), 0);
     EXPECT_EQ(exchange.data, exchange.request);
     EXPECT_EQ(bytesAt(exchange.data, someRequest().size()), someRequest());
-    EXPECT_EQ(stapi::heldLength(exchange.header, someRequest().size()), someRequest().size());
+    EXPECT_EQ(stapi::heldBlock(nullptr, exchange.header, someRequest().size()).size, someRequest().size());
 }
 
 INSTANTIATE_TEST_SUITE_P(ZeroAndNegativeLengths, ReplyWithoutBody, testing::Values(0U, 0xFFFFFFFFU, 0x80000000U));

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
@@ -29,6 +30,30 @@ namespace {
 SocketResult fromCall(ssize_t value) {
     const int32_t error = value < 0 ? errno : 0;
     return {static_cast<int32_t>(value), error};
+}
+
+constexpr int kLastStandardStream = 2;
+constexpr int kWriteSignals[] = {SIGPIPE, SIGXFSZ};
+
+sigset_t writeSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : kWriteSignals) {
+        sigaddset(&set, signal);
+    }
+    return set;
+}
+
+// A program that runs without standard streams gives their numbers to whatever is opened next, and then writes to it.
+int moveAwayFromStandardStreams(int descriptor) {
+    int moved = descriptor;
+    if (descriptor >= 0 && descriptor <= kLastStandardStream) {
+        moved = fcntl(descriptor, F_DUPFD_CLOEXEC, kLastStandardStream + 1);
+        const int error = errno;
+        close(descriptor);
+        errno = error;
+    }
+    return moved;
 }
 
 int64_t monotonicMilliseconds() {
@@ -72,7 +97,46 @@ int32_t startSocketLayer() {
 
 void stopSocketLayer() {}
 
+CancellationHold::CancellationHold() : stateBefore_(0) {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &stateBefore_);
+}
+
+CancellationHold::~CancellationHold() {
+    int held = 0;
+    pthread_setcancelstate(stateBefore_, &held);
+}
+
+WriteSignalHold::WriteSignalHold() : maskBefore_() {
+    static_assert(sizeof(sigset_t) <= sizeof maskBefore_);
+    auto* const before = new (maskBefore_) sigset_t;
+    const sigset_t raised = writeSignals();
+    pthread_sigmask(SIG_BLOCK, &raised, before);
+}
+
+// A signal that the caller has blocked by itself, and that may have been waiting before, is left waiting.
+WriteSignalHold::~WriteSignalHold() {
+    const auto* const before = std::launder(reinterpret_cast<const sigset_t*>(maskBefore_));
+    sigset_t waiting;
+    sigemptyset(&waiting);
+    sigpending(&waiting);
+    for (const int signal : kWriteSignals) {
+        if (sigismember(&waiting, signal) == 1 && sigismember(before, signal) == 0) {
+            sigset_t one;
+            sigemptyset(&one);
+            sigaddset(&one, signal);
+            const timespec atOnce = {};
+            sigtimedwait(&one, nullptr, &atOnce);
+        }
+    }
+    pthread_sigmask(SIG_SETMASK, before, nullptr);
+}
+
+void watchForks(void (*before)(), void (*inParent)(), void (*inChild)()) {
+    pthread_atfork(before, inParent, inChild);
+}
+
 SocketResult resolveHost(const char* host, const char* port, HostAddress* result) {
+    const CancellationHold hold;
     addrinfo hints = {};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
@@ -95,6 +159,7 @@ void releaseHostAddress(HostAddress* address) {
 }
 
 void describeResolverError(int32_t error, char* text, size_t size) {
+    const CancellationHold hold;
     if (error > 0) {
         describeSocketError(error, text, size);  // the resolver's own numbers are negative
     } else {
@@ -103,12 +168,14 @@ void describeResolverError(int32_t error, char* text, size_t size) {
 }
 
 void describeSocketError(int32_t error, char* text, size_t size) {
+    const CancellationHold hold;
     char buffer[256] = {};
     copyText(text, size, errorText(strerror_r(error, buffer, sizeof buffer), buffer));
 }
 
 SocketResult createSocket(const HostAddress& address) {
-    return fromCall(socket(address.family, address.type | SOCK_CLOEXEC, address.protocol));
+    const CancellationHold hold;
+    return fromCall(moveAwayFromStandardStreams(socket(address.family, address.type | SOCK_CLOEXEC, address.protocol)));
 }
 
 SocketResult setConnectionOptions(int32_t socket) {
@@ -121,6 +188,7 @@ SocketResult setConnectionOptions(int32_t socket) {
 }
 
 SocketResult setNonBlocking(int32_t socket, bool nonBlocking) {
+    const CancellationHold hold;
     const int flags = fcntl(socket, F_GETFL);
     if (flags < 0) {
         return fromCall(flags);
@@ -129,6 +197,7 @@ SocketResult setNonBlocking(int32_t socket, bool nonBlocking) {
 }
 
 SocketResult startConnect(int32_t socket, const HostAddress& address) {
+    const CancellationHold hold;
     SocketResult result = fromCall(connect(socket, static_cast<const sockaddr*>(address.address), address.length));
     if (result.value < 0 && result.error == EINTR) {
         result.error = kErrorWouldBlock;  // an interrupted connect goes on in the background
@@ -137,6 +206,7 @@ SocketResult startConnect(int32_t socket, const HostAddress& address) {
 }
 
 ConnectWait waitForConnect(int32_t socket) {
+    const CancellationHold hold;
     const int64_t deadline = monotonicMilliseconds() + connectTimeout();
     pollfd descriptor = {socket, POLLOUT, 0};
     ConnectWait outcome = {-1, EINTR, false};
@@ -167,6 +237,7 @@ SocketResult pendingSocketError(int32_t socket) {
 }
 
 SocketResult sendBytes(int32_t socket, const void* data, size_t size) {
+    const CancellationHold hold;
     SocketResult result = {-1, EINTR};
     while (result.value < 0 && result.error == EINTR) {
         result = fromCall(send(socket, data, callSize(size), MSG_NOSIGNAL));
@@ -175,6 +246,7 @@ SocketResult sendBytes(int32_t socket, const void* data, size_t size) {
 }
 
 SocketResult waitReadable(int32_t socket) {
+    const CancellationHold hold;
     pollfd descriptor = {socket, POLLIN, 0};
     SocketResult result = {-1, EINTR};
     while (result.value < 0 && result.error == EINTR) {
@@ -187,6 +259,7 @@ SocketResult waitReadable(int32_t socket) {
 }
 
 SocketResult receiveBytes(int32_t socket, void* data, size_t size) {
+    const CancellationHold hold;
     SocketResult result = {-1, EINTR};
     while (result.value < 0 && result.error == EINTR) {
         result = fromCall(recv(socket, data, callSize(size), 0));
@@ -199,6 +272,7 @@ void shutdownSocket(int32_t socket) {
 }
 
 SocketResult closeSocket(int32_t socket) {
+    const CancellationHold hold;
     return fromCall(close(socket));
 }
 
@@ -244,9 +318,16 @@ LocalTime currentLocalTime() {
 }
 
 std::FILE* openForAppending(const char* name, int32_t* error) {
-    std::FILE* const stream = std::fopen(name, "ae");
+    constexpr mode_t kForEverybodyAsMasked = 0666;
+    const CancellationHold hold;
+    const int descriptor =
+        moveAwayFromStandardStreams(open(name, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kForEverybodyAsMasked));
+    std::FILE* const stream = descriptor < 0 ? nullptr : fdopen(descriptor, "a");
     if (stream == nullptr) {
         *error = errno;
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
     } else {
         setvbuf(stream, nullptr, _IONBF, 0);
     }

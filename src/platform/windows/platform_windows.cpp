@@ -91,6 +91,17 @@ void stopSocketLayer() {
     WSACleanup();
 }
 
+// Threads are not cancelled, writes raise no signals, and there are no forks.
+CancellationHold::CancellationHold() : stateBefore_(0) {}
+
+CancellationHold::~CancellationHold() = default;
+
+WriteSignalHold::WriteSignalHold() : maskBefore_() {}
+
+WriteSignalHold::~WriteSignalHold() = default;
+
+void watchForks(void (*)(), void (*)(), void (*)()) {}
+
 SocketResult resolveHost(const char* host, const char* port, HostAddress* result) {
     addrinfo hints = {};
     hints.ai_socktype = SOCK_STREAM;
