@@ -17,6 +17,7 @@ namespace {
 using test_support::FinishedProgram;
 using test_support::GatewaySim;
 using test_support::runGatewaySim;
+using test_support::TemporaryFile;
 
 const std::vector<std::string> kFixed{"--seed", "5", "--frozen-clock", "2024-05-06T07:08:09Z"};
 

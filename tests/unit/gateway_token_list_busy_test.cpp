@@ -119,10 +119,10 @@ TEST_F(GtlBusy, AtTheEndOfTheListMakesItsParentTheTail) {
 }
 
 TEST_F(GtlBusy, DeletedByItsOwnThreadIsReleasedAtOnce) {
-    GatewayToken* token = inUse();
+    inUse();
     traceToFile(4);
-    EXPECT_EQ(deleteGatewayToken(&token, 1), 0);
-    EXPECT_EQ(token, nullptr);
+    EXPECT_EQ(hold_.remove(), 0);
+    EXPECT_EQ(hold_.token(), nullptr);
     EXPECT_EQ(messages(2011).size(), 1U);
     EXPECT_EQ(listed(), Tokens{});
 }
