@@ -9,6 +9,7 @@
 
 #include "allocation_faults.h"
 #include "api/zulstats64.h"
+#include "closed_port.h"
 #include "gateway_token_list_fixture.h"
 
 namespace {
@@ -106,6 +107,19 @@ TEST_F(GtlCreateFailures, CorruptListIsReportedAndLeftAlone) {
     EXPECT_EQ(token_, &untouched_);
     EXPECT_EQ(listed(), (Tokens{other}));
     EXPECT_EQ(ids(), (std::vector<int>{2020}));
+}
+
+TEST_F(GtlCreateFailures, BehindMoreTokensThanAWalkVisitsIsRemovedAllTheSame) {
+    constexpr int32_t kManyTokens = 300;
+    const Tokens others = chainMany(kManyTokens);
+    stapi::TokenHold opening;
+    EXPECT_EQ(createGatewayToken(&token_, "127.0.0.1", test_support::ClosedPort().port(), &opening),
+              STAPI_RC_CONNECT_REFUSED);
+    EXPECT_EQ(listed(), others);
+    EXPECT_EQ(opening.token(), nullptr);
+    while (stapi::gtlHead != nullptr) {
+        stapi::deleteGatewayTokens();
+    }
 }
 
 TEST_F(GtlCreateFailures, CorruptListIsReportedThroughTheExport) {
