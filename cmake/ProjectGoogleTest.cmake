@@ -25,7 +25,7 @@ endif()
 set(precompiled_source ${CMAKE_CURRENT_BINARY_DIR}/precompiled_gtest.cpp)
 file(CONFIGURE OUTPUT ${precompiled_source} CONTENT "int main() {}\n")
 add_executable(zulstats_precompiled_gtest EXCLUDE_FROM_ALL ${precompiled_source})
-target_link_libraries(zulstats_precompiled_gtest PRIVATE project_warnings gtest)
+target_link_libraries(zulstats_precompiled_gtest PRIVATE zulstats_warnings gtest)
 target_precompile_headers(zulstats_precompiled_gtest PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:<gtest/gtest.h$<ANGLE-R>>")
 
 # add_gtest_program(target SOURCES ... LIBRARIES ... [LABELS ...]): one test program, every test of it known to CTest by
@@ -39,7 +39,7 @@ function(add_gtest_program target)
     list(FILTER c_sources INCLUDE REGEX "\\.c$")
     set_source_files_properties(${c_sources} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name})
-    target_link_libraries(${target} PRIVATE project_warnings ${ARG_LIBRARIES} gtest_main)
+    target_link_libraries(${target} PRIVATE zulstats_warnings ${ARG_LIBRARIES} gtest_main)
     target_precompile_headers(${target} REUSE_FROM zulstats_precompiled_gtest)
     gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
                          PROPERTIES TIMEOUT 120 LABELS "${ARG_LABELS}")

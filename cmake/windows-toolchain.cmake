@@ -17,7 +17,4 @@ foreach(kind EXE SHARED)
     set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static")
 endforeach()
 
-# Windows 7 is the oldest system that everything used here is there on.
-add_compile_definitions(_WIN32_WINNT=0x0601)
-
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/under-wine)

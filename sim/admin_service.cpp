@@ -1,5 +1,6 @@
 #include "admin_service.h"
 
+#include <cstddef>
 #include <vector>
 
 #include "object_stream.h"
@@ -12,7 +13,7 @@ namespace {
 std::vector<std::string> elementsOf(std::string_view query) {
     std::vector<std::string> elements;
     while (true) {
-        const std::size_t end = query.find(':');
+        const size_t end = query.find(':');
         elements.emplace_back(query.substr(0, end));
         if (end == std::string_view::npos) {
             return elements;
@@ -48,7 +49,7 @@ Bytes AdminService::statisticIds(std::string_view query) const {
         IdResponse response{element, kUnknownId, {}};
         if (const auto group = catalogue_.groupById.find(element); group != catalogue_.groupById.end()) {
             response.code = 0;
-            for (const std::size_t index : catalogue_.groups[group->second].statistics) {
+            for (const size_t index : catalogue_.groups[group->second].statistics) {
                 response.ids.push_back(catalogue_.statistics[index].id);
             }
         }
@@ -57,7 +58,7 @@ Bytes AdminService::statisticIds(std::string_view query) const {
     return idPayload(responses);
 }
 
-Bytes AdminService::statistics(std::string_view query, std::uint32_t earlierQueries) const {
+Bytes AdminService::statistics(std::string_view query, uint32_t earlierQueries) const {
     std::vector<std::string> elements;
     if (query.empty()) {
         for (const Group& group : catalogue_.groups) {
@@ -70,14 +71,14 @@ Bytes AdminService::statistics(std::string_view query, std::uint32_t earlierQuer
     std::vector<StatisticsResponse> responses;
     for (const std::string& element : elements) {
         StatisticsResponse response{element, kUnknownId, {}};
-        const auto add = [&](std::size_t index) {
+        const auto add = [&](size_t index) {
             const Statistic& statistic = catalogue_.statistics[index];
             response.code = 0;
             response.statistics.push_back({statistic.id, valueText(statistic, seed_, clock_.start(), now)});
         };
         if (const auto group = catalogue_.groupById.find(element); group != catalogue_.groupById.end()) {
             response.code = 0;
-            for (const std::size_t index : catalogue_.groups[group->second].statistics) {
+            for (const size_t index : catalogue_.groups[group->second].statistics) {
                 add(index);
             }
         } else if (const auto statistic = catalogue_.statisticById.find(element);

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_ADMIN_SERVICE_H
+#define ZULSTATS_SIM_ADMIN_SERVICE_H
 
 #include <cstdint>
 #include <optional>
@@ -12,12 +13,12 @@
 namespace gatewaysim {
 
 // The code of a response to an id that the catalogue does not know.
-inline constexpr std::int32_t kUnknownId = -5;
+inline constexpr int32_t kUnknownId = -5;
 
 // The statistics management object: answers its attribute and its operations with reply payloads.
 class AdminService {
   public:
-    AdminService(const Catalogue& catalogue, const Clock& clock, std::uint64_t seed)
+    AdminService(const Catalogue& catalogue, const Clock& clock, uint64_t seed)
         : catalogue_(catalogue), clock_(clock), seed_(seed) {}
 
     Bytes protocol() const;
@@ -26,12 +27,14 @@ class AdminService {
     // Without a query all statistics in one response with an empty query id; otherwise a response per group asked for.
     Bytes statisticIds(std::string_view query) const;
     // Without a query a response per group; otherwise one per group or statistic asked for.
-    Bytes statistics(std::string_view query, std::uint32_t earlierQueries) const;
+    Bytes statistics(std::string_view query, uint32_t earlierQueries) const;
 
   private:
     const Catalogue& catalogue_;
     const Clock& clock_;
-    const std::uint64_t seed_;
+    const uint64_t seed_;
 };
 
 }  // namespace gatewaysim
+
+#endif

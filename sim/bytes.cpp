@@ -2,26 +2,26 @@
 
 namespace gatewaysim {
 
-void ByteWriter::u8(std::uint8_t value) {
+void ByteWriter::u8(uint8_t value) {
     bytes_.push_back(value);
 }
 
-void ByteWriter::u16(std::uint16_t value) {
-    u8(static_cast<std::uint8_t>(value >> 8));
-    u8(static_cast<std::uint8_t>(value & 0xFF));
+void ByteWriter::u16(uint16_t value) {
+    u8(static_cast<uint8_t>(value >> 8));
+    u8(static_cast<uint8_t>(value & 0xFF));
 }
 
-void ByteWriter::u32(std::uint32_t value) {
-    u16(static_cast<std::uint16_t>(value >> 16));
-    u16(static_cast<std::uint16_t>(value & 0xFFFF));
+void ByteWriter::u32(uint32_t value) {
+    u16(static_cast<uint16_t>(value >> 16));
+    u16(static_cast<uint16_t>(value & 0xFFFF));
 }
 
-void ByteWriter::u64(std::uint64_t value) {
-    u32(static_cast<std::uint32_t>(value >> 32));
-    u32(static_cast<std::uint32_t>(value & 0xFFFFFFFF));
+void ByteWriter::u64(uint64_t value) {
+    u32(static_cast<uint32_t>(value >> 32));
+    u32(static_cast<uint32_t>(value & 0xFFFFFFFF));
 }
 
-void ByteWriter::raw(std::span<const std::uint8_t> bytes) {
+void ByteWriter::raw(std::span<const uint8_t> bytes) {
     bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
 }
 
@@ -33,11 +33,11 @@ void ByteWriter::countedText(std::string_view characters) {
     if (characters.size() > UINT16_MAX) {
         throw std::length_error("a text of " + std::to_string(characters.size()) + " bytes has no 16-bit byte count");
     }
-    u16(static_cast<std::uint16_t>(characters.size()));
+    u16(static_cast<uint16_t>(characters.size()));
     text(characters);
 }
 
-std::span<const std::uint8_t> ByteReader::raw(std::size_t count, const char* what) {
+std::span<const uint8_t> ByteReader::raw(size_t count, const char* what) {
     if (count > rest_.size()) {
         throw EndOfBytes(std::string(what) + " needs " + std::to_string(count) + " bytes where " +
                          std::to_string(rest_.size()) + " are left of the body");
@@ -47,23 +47,23 @@ std::span<const std::uint8_t> ByteReader::raw(std::size_t count, const char* wha
     return taken;
 }
 
-std::uint8_t ByteReader::u8(const char* what) {
+uint8_t ByteReader::u8(const char* what) {
     return raw(1, what)[0];
 }
 
-std::uint16_t ByteReader::u16(const char* what) {
+uint16_t ByteReader::u16(const char* what) {
     const auto bytes = raw(2, what);
-    return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
+    return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]);
 }
 
-std::uint32_t ByteReader::u32(const char* what) {
+uint32_t ByteReader::u32(const char* what) {
     const auto bytes = raw(4, what);
-    return static_cast<std::uint32_t>(bytes[0]) << 24 | static_cast<std::uint32_t>(bytes[1]) << 16 |
-           static_cast<std::uint32_t>(bytes[2]) << 8 | static_cast<std::uint32_t>(bytes[3]);
+    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
+           static_cast<uint32_t>(bytes[2]) << 8 | static_cast<uint32_t>(bytes[3]);
 }
 
 std::string ByteReader::countedText(const char* what) {
-    const std::uint16_t count = u16(what);
+    const uint16_t count = u16(what);
     const auto bytes = raw(count, what);
     return {bytes.begin(), bytes.end()};
 }

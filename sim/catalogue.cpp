@@ -17,11 +17,11 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::size_t kLongestFile = 16U << 20;
-constexpr std::size_t kLongestText = 65535;
-constexpr std::size_t kLongestValue = 32767;
+constexpr size_t kLongestFile = 16U << 20;
+constexpr size_t kLongestText = 65535;
+constexpr size_t kLongestValue = 32767;
 // A statistic's id stands in one block with two lengths; the block's length is read as a signed 16-bit number.
-constexpr std::size_t kLongestStatisticId = 32767 - 4;
+constexpr size_t kLongestStatisticId = 32767 - 4;
 constexpr double kLargestNumber = 1e15;
 
 // Names the first field that stands twice in one object: the parser itself silently keeps the last.
@@ -64,7 +64,7 @@ class DuplicateFieldFinder {
 
     std::vector<std::set<std::string>> fieldsOfOpenObjects_;
     std::string fieldOfCatalogue_;
-    std::size_t objectsInField_ = 0;
+    size_t objectsInField_ = 0;
     std::optional<std::string> found_;
 };
 
@@ -113,13 +113,13 @@ class Fields {
         return value.get<std::string>();
     }
 
-    std::int64_t integer(const char* field, std::int64_t lowest, std::int64_t highest) const {
+    int64_t integer(const char* field, int64_t lowest, int64_t highest) const {
         const Json& value = required(field);
         if (!value.is_number_integer()) {
             throw wrongType(field, value, "a whole number");
         }
-        const bool tooLarge = value.is_number_unsigned() && value.get<std::uint64_t>() > INT64_MAX;
-        const std::int64_t number = tooLarge ? INT64_MAX : value.get<std::int64_t>();
+        const bool tooLarge = value.is_number_unsigned() && value.get<uint64_t>() > INT64_MAX;
+        const int64_t number = tooLarge ? INT64_MAX : value.get<int64_t>();
         if (number < lowest || number > highest) {
             throw BadCatalogue(place_ + ": field " + inQuotes(field) + " is " + value.dump() + " where " +
                                std::to_string(lowest) + " to " + std::to_string(highest) + " is allowed");
@@ -179,7 +179,7 @@ class Fields {
     const std::string place_;
 };
 
-void checkId(const std::string& id, std::size_t longest, const std::string& place) {
+void checkId(const std::string& id, size_t longest, const std::string& place) {
     if (id.empty()) {
         throw BadCatalogue(place + ": the id is empty");
     }
@@ -220,14 +220,14 @@ void addGroup(Catalogue& catalogue, const Json& value, const std::string& place)
 ConstantText constantText(const Fields& fields) {
     fields.allowOnly({"id", "group", "kind", "text", "repeat"});
     const std::string once = fields.text("text");
-    const std::int64_t times = fields.has("repeat") ? fields.integer("repeat", 1, kLongestValue) : 1;
-    if (once.size() * static_cast<std::size_t>(times) > kLongestValue) {
+    const int64_t times = fields.has("repeat") ? fields.integer("repeat", 1, kLongestValue) : 1;
+    if (once.size() * static_cast<size_t>(times) > kLongestValue) {
         throw BadCatalogue(fields.place() + ": the text has " +
-                           std::to_string(once.size() * static_cast<std::size_t>(times)) + " bytes where at most " +
+                           std::to_string(once.size() * static_cast<size_t>(times)) + " bytes where at most " +
                            std::to_string(kLongestValue) + " are allowed");
     }
     ConstantText constant;
-    for (std::int64_t done = 0; done < times; ++done) {
+    for (int64_t done = 0; done < times; ++done) {
         constant.text += once;
     }
     return constant;
@@ -235,7 +235,7 @@ ConstantText constantText(const Fields& fields) {
 
 Counter counter(const Fields& fields) {
     fields.allowOnly({"id", "group", "kind", "start", "rate"});
-    constexpr std::int64_t kLargestStart = 1'000'000'000'000'000;
+    constexpr int64_t kLargestStart = 1'000'000'000'000'000;
     return {fields.integer("start", 0, kLargestStart), fields.number("rate", 0, 1e9)};
 }
 
@@ -280,7 +280,7 @@ ValueKind valueKind(const Fields& fields) {
                        " where \"text\", \"counter\", \"gauge\" or \"clock\" belongs");
 }
 
-void addStatistic(Catalogue& catalogue, const Json& value, std::size_t index) {
+void addStatistic(Catalogue& catalogue, const Json& value, size_t index) {
     const std::string place = "statistics[" + std::to_string(index) + "]";
     const std::string id = Fields(value, place).text("id");
     const Fields fields(value, place + " (" + inQuotes(id, 60) + ")");
@@ -305,7 +305,7 @@ Catalogue catalogueOf(const Json& document) {
         throw BadCatalogue("field \"protocol\" has " + std::to_string(catalogue.protocol.size()) +
                            " bytes where at most " + std::to_string(kLongestText) + " are allowed");
     }
-    std::size_t index = 0;
+    size_t index = 0;
     for (const Json& group : fields.array("groups")) {
         addGroup(catalogue, group, "groups[" + std::to_string(index++) + "]");
     }
@@ -319,7 +319,7 @@ Catalogue catalogueOf(const Json& document) {
 // The parser's own text without its leading error class in brackets.
 std::string parserMessage(const Json::exception& error) {
     const std::string message = error.what();
-    const std::size_t end = message.find("] ");
+    const size_t end = message.find("] ");
     return end == std::string::npos ? message : message.substr(end + 2);
 }
 
@@ -335,7 +335,7 @@ std::string readCatalogueFile(const std::string& path) {
     if (file.bad() || (file.fail() && !file.eof())) {
         throw BadCatalogue("catalogue " + inQuotes(path) + ": cannot read the file");
     }
-    text.resize(static_cast<std::size_t>(file.gcount()));
+    text.resize(static_cast<size_t>(file.gcount()));
     if (text.size() > kLongestFile) {
         throw BadCatalogue("catalogue " + inQuotes(path) + ": the file is larger than " + std::to_string(kLongestFile) +
                            " bytes");

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_CATALOGUE_H
+#define ZULSTATS_SIM_CATALOGUE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +17,7 @@ struct ConstantText {
 };
 
 struct Counter {
-    std::int64_t start;
+    int64_t start;
     double perSecond;
 };
 
@@ -36,13 +37,13 @@ using ValueKind = std::variant<ConstantText, Counter, Gauge, TimeText>;
 
 struct Statistic {
     std::string id;
-    std::size_t group;
+    size_t group;
     ValueKind kind;
 };
 
 struct Group {
     std::string id;
-    std::vector<std::size_t> statistics;
+    std::vector<size_t> statistics;
 };
 
 // What the simulated daemon knows. Groups and statistics keep the order of the file; no id stands twice among both.
@@ -50,8 +51,8 @@ struct Catalogue {
     std::string protocol;
     std::vector<Group> groups;
     std::vector<Statistic> statistics;
-    std::map<std::string, std::size_t, std::less<>> groupById;
-    std::map<std::string, std::size_t, std::less<>> statisticById;
+    std::map<std::string, size_t, std::less<>> groupById;
+    std::map<std::string, size_t, std::less<>> statisticById;
 };
 
 class BadCatalogue : public std::runtime_error {
@@ -68,3 +69,5 @@ std::string readCatalogueFile(const std::string& path);
 Catalogue parseCatalogue(std::string_view text, const std::string& name);
 
 }  // namespace gatewaysim
+
+#endif

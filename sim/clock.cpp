@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdio>
 
 namespace gatewaysim {
@@ -41,7 +42,7 @@ std::optional<Instant> parseIsoText(std::string_view text) {
     if (text.size() != kShape.size()) {
         return std::nullopt;
     }
-    for (std::size_t at = 0; at < kShape.size(); ++at) {
+    for (size_t at = 0; at < kShape.size(); ++at) {
         if (kShape[at] != '0' && text[at] != kShape[at]) {
             return std::nullopt;
         }
@@ -69,7 +70,7 @@ Clock::Clock() : frozen_(false), start_(systemTime()) {}
 Clock::Clock(Instant start, std::chrono::seconds stepPerQuery)
     : frozen_(true), start_(start), stepPerQuery_(stepPerQuery) {}
 
-Instant Clock::now(std::uint32_t earlierQueries) const {
+Instant Clock::now(uint32_t earlierQueries) const {
     if (frozen_) {
         return start_ + stepPerQuery_ * earlierQueries;
     }

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_CLOCK_H
+#define ZULSTATS_SIM_CLOCK_H
 
 #include <chrono>
 #include <cstdint>
@@ -25,7 +26,7 @@ class Clock {
     Instant start() const {
         return start_;
     }
-    Instant now(std::uint32_t earlierQueries) const;
+    Instant now(uint32_t earlierQueries) const;
 
   private:
     bool frozen_;
@@ -34,3 +35,5 @@ class Clock {
 };
 
 }  // namespace gatewaysim
+
+#endif

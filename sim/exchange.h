@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_EXCHANGE_H
+#define ZULSTATS_SIM_EXCHANGE_H
 
 #include <array>
 #include <optional>
@@ -25,3 +26,5 @@ inline constexpr bool isAdmin(Exchange exchange) {
 }
 
 }  // namespace gatewaysim
+
+#endif

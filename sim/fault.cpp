@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <limits>
 
 #include "log.h"
@@ -17,17 +18,17 @@ struct KindEntry {
     std::string_view name;
     FaultKind kind;
     Value value;
-    std::int64_t lowest;
-    std::int64_t highest;
-    std::int64_t byDefault;
+    int64_t lowest;
+    int64_t highest;
+    int64_t byDefault;
     std::string_view help;
 };
 
-constexpr std::int64_t kLowestWord = std::numeric_limits<std::int32_t>::min();
-constexpr std::int64_t kHighestWord = std::numeric_limits<std::uint32_t>::max();
-constexpr std::int64_t kHighestLength = std::numeric_limits<std::int32_t>::max();
-constexpr std::int64_t kLongestDelay = 600'000;
-constexpr std::int64_t kUsualRefusal = 13;
+constexpr int64_t kLowestWord = std::numeric_limits<int32_t>::min();
+constexpr int64_t kHighestWord = std::numeric_limits<uint32_t>::max();
+constexpr int64_t kHighestLength = std::numeric_limits<int32_t>::max();
+constexpr int64_t kLongestDelay = 600'000;
+constexpr int64_t kUsualRefusal = 13;
 
 constexpr std::array kKinds{
     KindEntry{"delay", FaultKind::delay, Value::required, 0, kLongestDelay, 0, "wait VALUE milliseconds first"},
@@ -79,12 +80,12 @@ bool needsNonZero(FaultKind kind) {
     return kind == FaultKind::code || kind == FaultKind::refuse || kind == FaultKind::adminCode;
 }
 
-std::int64_t valueOf(const KindEntry& entry, std::optional<std::string_view> text) {
+int64_t valueOf(const KindEntry& entry, std::optional<std::string_view> text) {
     const std::string kind(entry.name);
     if (!text.has_value()) {
         if (entry.value == Value::required) {
             throw BadFault(kind + " needs a value, as in " + kind + "=" +
-                           std::to_string(std::max<std::int64_t>(1, entry.lowest)));
+                           std::to_string(std::max<int64_t>(1, entry.lowest)));
         }
         return entry.byDefault;
     }
@@ -106,7 +107,7 @@ std::int64_t valueOf(const KindEntry& entry, std::optional<std::string_view> tex
 }
 
 void takeExchange(Fault& fault, std::string_view text) {
-    const std::size_t hash = text.find('#');
+    const size_t hash = text.find('#');
     const std::string_view name = text.substr(0, hash);
     if (name != "any") {
         fault.exchange = exchangeNamed(name);
@@ -121,20 +122,20 @@ void takeExchange(Fault& fault, std::string_view text) {
         if (!number.has_value() || *number < 1 || *number > kHighestLength) {
             throw BadFault("the occurrence " + inQuotes(digits) + " is not a number from 1 on");
         }
-        fault.occurrence = static_cast<std::uint32_t>(*number);
+        fault.occurrence = static_cast<uint32_t>(*number);
     }
 }
 
 Fault parsed(const std::string& text) {
     const std::string_view whole(text);
-    const std::size_t colon = whole.find(':');
+    const size_t colon = whole.find(':');
     if (colon == std::string_view::npos) {
         throw BadFault("a fault is EXCHANGE[#N]:KIND[=VALUE]");
     }
     Fault fault{std::nullopt, 0, FaultKind::delay, 0, text};
     takeExchange(fault, whole.substr(0, colon));
     const std::string_view rest = whole.substr(colon + 1);
-    const std::size_t equals = rest.find('=');
+    const size_t equals = rest.find('=');
     const KindEntry& entry = entryNamed(rest.substr(0, equals));
     fault.kind = entry.kind;
     fault.value =
@@ -171,7 +172,7 @@ bool applies(FaultKind kind, Exchange exchange) {
     }
 }
 
-std::optional<std::int64_t> parseNumber(std::string_view text) {
+std::optional<int64_t> parseNumber(std::string_view text) {
     const bool negative = text.starts_with('-');
     std::string_view digits = text.substr(negative ? 1 : 0);
     int base = 10;
@@ -179,7 +180,7 @@ std::optional<std::int64_t> parseNumber(std::string_view text) {
         digits.remove_prefix(2);
         base = 16;
     }
-    std::int64_t value = 0;
+    int64_t value = 0;
     if (digits.empty() || digits.front() == '-') {
         return std::nullopt;
     }
@@ -195,7 +196,7 @@ std::string faultHelp() {
         "Faults: --fault EXCHANGE[#N]:KIND[=VALUE], as often as wanted\n"
         "  EXCHANGE is handshake, auth0, auth1, init, attribute, invoke, close or any; #N means only the Nth such\n"
         "  exchange of each connection, counted from 1. Faults of one exchange add up. The kinds:\n";
-    constexpr std::size_t kColumn = 26;
+    constexpr size_t kColumn = 26;
     for (const KindEntry& entry : kKinds) {
         std::string line = "    " + std::string(entry.name);
         line += entry.value == Value::none ? "" : (entry.value == Value::optional ? "[=VALUE]" : "=VALUE");

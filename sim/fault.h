@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_FAULT_H
+#define ZULSTATS_SIM_FAULT_H
 
 #include <cstdint>
 #include <optional>
@@ -33,9 +34,9 @@ enum class FaultKind {
 // One way to answer wrongly: EXCHANGE[#N]:KIND[=VALUE].
 struct Fault {
     std::optional<Exchange> exchange;  // nothing: any
-    std::uint32_t occurrence;          // of each connection, from 1; 0: every one
+    uint32_t occurrence;               // of each connection, from 1; 0: every one
     FaultKind kind;
-    std::int64_t value;
+    int64_t value;
     std::string text;
 };
 
@@ -51,9 +52,11 @@ Fault parseFault(const std::string& text);
 bool applies(FaultKind kind, Exchange exchange);
 
 // A decimal number, or a hexadecimal one after 0x; nothing for anything else.
-std::optional<std::int64_t> parseNumber(std::string_view text);
+std::optional<int64_t> parseNumber(std::string_view text);
 
 // The grammar and all kinds, for --help.
 std::string faultHelp();
 
 }  // namespace gatewaysim
+
+#endif

@@ -20,7 +20,7 @@ bool isPrintable(char character) {
 
 }  // namespace
 
-std::string inQuotes(std::string_view bytes, std::size_t longest) {
+std::string inQuotes(std::string_view bytes, size_t longest) {
     std::string text = "\"";
     for (const char character : bytes.substr(0, longest)) {
         if (!isPrintable(character)) {

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_LOG_H
+#define ZULSTATS_SIM_LOG_H
 
 #include <cstddef>
 #include <mutex>
@@ -8,7 +9,7 @@
 namespace gatewaysim {
 
 // The bytes in double quotes, everything but printable ASCII escaped, cut after a readable length.
-std::string inQuotes(std::string_view bytes, std::size_t longest = 120);
+std::string inQuotes(std::string_view bytes, size_t longest = 120);
 
 // A message made fit for one line of a terminal: everything but printable ASCII escaped.
 std::string onOneLine(std::string_view message);
@@ -30,3 +31,5 @@ class Log {
 };
 
 }  // namespace gatewaysim
+
+#endif

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <random>
@@ -18,12 +19,12 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kBadInput = 2;
 
-std::uint64_t chosenSeed(const Options& options) {
+uint64_t chosenSeed(const Options& options) {
     if (options.seed.has_value()) {
         return *options.seed;
     }
     std::random_device device;
-    return static_cast<std::uint64_t>(device()) << 32 | device();
+    return static_cast<uint64_t>(device()) << 32 | device();
 }
 
 Clock chosenClock(const Options& options) {
@@ -52,7 +53,7 @@ void serve(const Options& options, const Catalogue& catalogue, Log& log) {
     static StopSignal stop;
     raiseOnTerminationRequest(stop);
     const Clock clock = chosenClock(options);
-    const std::uint64_t seed = chosenSeed(options);
+    const uint64_t seed = chosenSeed(options);
     const AdminService service(catalogue, clock, seed);
     const Simulation simulation{service, options.faults, seed, log};
     const native::Listening listening = listenAsTold(options);

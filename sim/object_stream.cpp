@@ -1,31 +1,32 @@
 #include "object_stream.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <span>
 
 namespace gatewaysim {
 
 namespace {
 
-constexpr std::uint16_t kStreamMagic = 0xACED;
-constexpr std::uint16_t kStreamVersion = 5;
-constexpr std::uint8_t kNull = 0x70;
-constexpr std::uint8_t kReference = 0x71;
-constexpr std::uint8_t kClassDescription = 0x72;
-constexpr std::uint8_t kObject = 0x73;
-constexpr std::uint8_t kString = 0x74;
-constexpr std::uint8_t kBlockData = 0x77;
-constexpr std::uint8_t kEndOfBlockData = 0x78;
-constexpr std::uint8_t kBlockDataLong = 0x7A;
-constexpr std::uint8_t kExternalizableInBlocks = 0x0C;
-constexpr std::uint32_t kStatisticClassHandle = 0x007E0003;
+constexpr uint16_t kStreamMagic = 0xACED;
+constexpr uint16_t kStreamVersion = 5;
+constexpr uint8_t kNull = 0x70;
+constexpr uint8_t kReference = 0x71;
+constexpr uint8_t kClassDescription = 0x72;
+constexpr uint8_t kObject = 0x73;
+constexpr uint8_t kString = 0x74;
+constexpr uint8_t kBlockData = 0x77;
+constexpr uint8_t kEndOfBlockData = 0x78;
+constexpr uint8_t kBlockDataLong = 0x7A;
+constexpr uint8_t kExternalizableInBlocks = 0x0C;
+constexpr uint32_t kStatisticClassHandle = 0x007E0003;
 
-constexpr std::size_t kLongestShortBlock = 255;
-constexpr std::size_t kFullBlock = 1024;
+constexpr size_t kLongestShortBlock = 255;
+constexpr size_t kFullBlock = 1024;
 
 struct JavaClass {
     std::string_view name;
-    std::uint64_t serialVersion;
+    uint64_t serialVersion;
 };
 
 constexpr JavaClass kResponse{"com.oxa.zul.stats.StatResponse", 0x1F0E2D3C4B5A6978};
@@ -33,8 +34,8 @@ constexpr JavaClass kIdResponse{"com.oxa.zul.stats.StatIdResponse", 0x52A11C0FF3
 constexpr JavaClass kStatisticsResponse{"com.oxa.zul.stats.StatDataResponse", 0x0BADF00D7EE7C0DE};
 constexpr JavaClass kStatistic{"com.oxa.zul.stats.StatData", 0x6C8FDE4A3B21907F};
 
-std::uint32_t countOf(std::size_t size) {
-    return static_cast<std::uint32_t>(size);
+uint32_t countOf(size_t size) {
+    return static_cast<uint32_t>(size);
 }
 
 void writeStreamHeader(ByteWriter& writer) {
@@ -64,10 +65,10 @@ void writeResponseStart(ByteWriter& writer, const JavaClass& described) {
     writer.u8(kNull);
 }
 
-void writeBlock(ByteWriter& writer, std::span<const std::uint8_t> data) {
+void writeBlock(ByteWriter& writer, std::span<const uint8_t> data) {
     if (data.size() <= kLongestShortBlock) {
         writer.u8(kBlockData);
-        writer.u8(static_cast<std::uint8_t>(data.size()));
+        writer.u8(static_cast<uint8_t>(data.size()));
     } else {
         writer.u8(kBlockDataLong);
         writer.u32(countOf(data.size()));
@@ -75,7 +76,7 @@ void writeBlock(ByteWriter& writer, std::span<const std::uint8_t> data) {
     writer.raw(data);
 }
 
-void writeResponseCount(ByteWriter& writer, std::size_t count) {
+void writeResponseCount(ByteWriter& writer, size_t count) {
     writer.u8(count == 1 ? 0 : 1);
     if (count != 1) {
         writer.u32(countOf(count));
@@ -86,7 +87,7 @@ void writeIdResponse(ByteWriter& writer, const IdResponse& response) {
     writeResponseStart(writer, kIdResponse);
     ByteWriter block;
     block.countedText(response.queryId);
-    block.u32(static_cast<std::uint32_t>(response.code));
+    block.u32(static_cast<uint32_t>(response.code));
     if (response.code >= 0) {
         block.u32(countOf(response.ids.size()));
         for (const std::string& id : response.ids) {
@@ -100,14 +101,14 @@ void writeIdResponse(ByteWriter& writer, const IdResponse& response) {
 void writeStatistic(ByteWriter& writer, const StatisticValue& statistic) {
     ByteWriter content;
     content.countedText(statistic.id);
-    content.u16(static_cast<std::uint16_t>(statistic.value.size()));
-    const std::size_t unsplittable = content.size();
+    content.u16(static_cast<uint16_t>(statistic.value.size()));
+    const size_t unsplittable = content.size();
     content.text(statistic.value);
     const Bytes bytes = content.take();
-    std::span<const std::uint8_t> rest(bytes);
-    std::size_t longest = std::max(kFullBlock, unsplittable);
+    std::span<const uint8_t> rest(bytes);
+    size_t longest = std::max(kFullBlock, unsplittable);
     while (!rest.empty()) {
-        const std::size_t size = std::min(rest.size(), longest);
+        const size_t size = std::min(rest.size(), longest);
         writeBlock(writer, rest.first(size));
         rest = rest.subspan(size);
         longest = kFullBlock;
@@ -117,7 +118,7 @@ void writeStatistic(ByteWriter& writer, const StatisticValue& statistic) {
 void writeStatistics(ByteWriter& writer, const std::vector<StatisticValue>& statistics) {
     writer.u8(kObject);
     writeClassStart(writer, kStatistic);
-    for (std::size_t index = 0; index < statistics.size(); ++index) {
+    for (size_t index = 0; index < statistics.size(); ++index) {
         if (index == 0) {
             writeClassRest(writer);
             writer.u8(kNull);
@@ -144,7 +145,7 @@ void writeStatisticsResponse(ByteWriter& writer, const StatisticsResponse& respo
     writeResponseStart(writer, kStatisticsResponse);
     ByteWriter block;
     block.countedText(response.queryId);
-    block.u32(static_cast<std::uint32_t>(response.code));
+    block.u32(static_cast<uint32_t>(response.code));
     if (response.code >= 0) {
         block.u32(countOf(response.statistics.size()));
     }
@@ -188,7 +189,7 @@ Bytes idPayload(const std::vector<IdResponse>& responses) {
 Bytes statisticsPayload(const std::vector<StatisticsResponse>& responses) {
     ByteWriter writer;
     writeResponseCount(writer, responses.size());
-    for (std::size_t index = 0; index < responses.size(); ++index) {
+    for (size_t index = 0; index < responses.size(); ++index) {
         writeStatisticsResponse(writer, responses[index], index + 1 == responses.size());
     }
     return writer.take();

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_OBJECT_STREAM_H
+#define ZULSTATS_SIM_OBJECT_STREAM_H
 
 #include <cstdint>
 #include <string>
@@ -60,7 +61,7 @@ namespace gatewaysim {
 
 struct IdResponse {
     std::string queryId;
-    std::int32_t code;
+    int32_t code;
     std::vector<std::string> ids;
 };
 
@@ -71,7 +72,7 @@ struct StatisticValue {
 
 struct StatisticsResponse {
     std::string queryId;
-    std::int32_t code;
+    int32_t code;
     std::vector<StatisticValue> statistics;
 };
 
@@ -81,3 +82,5 @@ Bytes idPayload(const std::vector<IdResponse>& responses);
 Bytes statisticsPayload(const std::vector<StatisticsResponse>& responses);
 
 }  // namespace gatewaysim
+
+#endif

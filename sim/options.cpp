@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <iostream>
 #include <string_view>
 
@@ -22,7 +23,7 @@ struct RawOptions {
     std::string clockStep;
 };
 
-std::int64_t numberInRange(const char* option, const std::string& text, std::int64_t lowest, std::int64_t highest) {
+int64_t numberInRange(const char* option, const std::string& text, int64_t lowest, int64_t highest) {
     const auto number = parseNumber(text);
     if (!number.has_value() || *number < lowest || *number > highest) {
         throw BadOption(std::string(option) + " " + inQuotes(text) + " is not a number from " + std::to_string(lowest) +
@@ -37,7 +38,7 @@ bool isLoopback(const std::string& host) {
     }
     std::string_view rest(host);
     for (int part = 0; part < 4; ++part) {
-        const std::size_t end = rest.find('.');
+        const size_t end = rest.find('.');
         const std::string_view digits = rest.substr(0, end);
         const auto number = parseNumber(digits);
         const bool isLast = part == 3;
@@ -82,9 +83,9 @@ std::string footer() {
 
 Options checked(const RawOptions& raw, Options options) {
     options.host = checkedHost(raw.host);
-    options.port = static_cast<std::uint16_t>(numberInRange("--port", raw.port, 0, UINT16_MAX));
+    options.port = static_cast<uint16_t>(numberInRange("--port", raw.port, 0, UINT16_MAX));
     if (!raw.seed.empty()) {
-        options.seed = static_cast<std::uint64_t>(numberInRange("--seed", raw.seed, 0, INT64_MAX));
+        options.seed = static_cast<uint64_t>(numberInRange("--seed", raw.seed, 0, INT64_MAX));
     }
     if (!raw.frozenClock.empty()) {
         options.frozenClock = parseIsoText(raw.frozenClock);

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_OPTIONS_H
+#define ZULSTATS_SIM_OPTIONS_H
 
 #include <cstdint>
 #include <optional>
@@ -13,11 +14,11 @@ namespace gatewaysim {
 
 struct Options {
     std::string host = "127.0.0.1";
-    std::uint16_t port = 0;
+    uint16_t port = 0;
     std::optional<std::string> catalogueFile;
     bool printCatalogue = false;
     std::vector<Fault> faults;
-    std::optional<std::uint64_t> seed;
+    std::optional<uint64_t> seed;
     std::optional<Instant> frozenClock;
     std::chrono::seconds clockStep{0};
     bool exitWithStandardInput = false;
@@ -33,3 +34,5 @@ class BadOption : public std::runtime_error {
 std::optional<Options> parseOptions(int count, const char* const* arguments);
 
 }  // namespace gatewaysim
+
+#endif

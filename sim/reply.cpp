@@ -1,6 +1,7 @@
 #include "reply.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "object_stream.h"
 #include "request.h"
@@ -9,14 +10,14 @@ namespace gatewaysim {
 
 namespace {
 
-constexpr std::size_t kAdminReplyStart = 9;
-constexpr std::uint32_t kWrongEyecatcher = 0x65746147;
+constexpr size_t kAdminReplyStart = 9;
+constexpr uint32_t kWrongEyecatcher = 0x65746147;
 
 struct Header {
-    std::uint32_t eyecatcher;
-    std::uint32_t returnCode;
-    std::uint32_t nameLength;
-    std::uint32_t dataLength;
+    uint32_t eyecatcher;
+    uint32_t returnCode;
+    uint32_t nameLength;
+    uint32_t dataLength;
 };
 
 const Fault* find(std::span<const Fault> faults, FaultKind kind) {
@@ -25,18 +26,18 @@ const Fault* find(std::span<const Fault> faults, FaultKind kind) {
     return found == faults.end() ? nullptr : &*found;
 }
 
-std::uint32_t wordOf(std::int64_t value) {
-    return static_cast<std::uint32_t>(value & 0xFFFFFFFF);
+uint32_t wordOf(int64_t value) {
+    return static_cast<uint32_t>(value & 0xFFFFFFFF);
 }
 
-void patchWord(Bytes& body, std::size_t offset, std::uint32_t value) {
+void patchWord(Bytes& body, size_t offset, uint32_t value) {
     ByteWriter writer;
     writer.u32(value);
     const Bytes word = writer.take();
-    std::copy(word.begin(), word.end(), body.begin() + static_cast<std::ptrdiff_t>(offset));
+    std::copy(word.begin(), word.end(), body.begin() + static_cast<ptrdiff_t>(offset));
 }
 
-Bytes refusedAuthorisation(std::uint32_t code) {
+Bytes refusedAuthorisation(uint32_t code) {
     ByteWriter writer;
     writer.u32(0);
     writer.u32(code);
@@ -64,20 +65,20 @@ void spoilBody(Reply& reply, std::span<const Fault> faults) {
         patchWord(reply.body, 0, wordOf(callType->value));
     }
     if (const Fault* truncate = find(faults, FaultKind::truncateBody)) {
-        reply.body.resize(std::min(reply.body.size(), static_cast<std::size_t>(truncate->value)));
+        reply.body.resize(std::min(reply.body.size(), static_cast<size_t>(truncate->value)));
     }
     if (find(faults, FaultKind::empty) != nullptr || find(faults, FaultKind::negativeLength) != nullptr) {
         reply.body.clear();
     }
 }
 
-std::uint32_t announcedLength(std::size_t size, std::span<const Fault> faults) {
-    auto length = static_cast<std::int64_t>(size);
+uint32_t announcedLength(size_t size, std::span<const Fault> faults) {
+    auto length = static_cast<int64_t>(size);
     if (find(faults, FaultKind::negativeLength) != nullptr) {
         return wordOf(-1);
     }
     if (const Fault* longer = find(faults, FaultKind::longer)) {
-        length = std::max<std::int64_t>(0, length - longer->value);
+        length = std::max<int64_t>(0, length - longer->value);
     }
     if (const Fault* shorter = find(faults, FaultKind::shorter)) {
         length += shorter->value;
@@ -92,7 +93,7 @@ Header headerOf(const Reply& reply, std::span<const Fault> faults) {
     header.eyecatcher = find(faults, FaultKind::eyecatcher) != nullptr ? kWrongEyecatcher : kEyecatcher;
     header.returnCode = code != nullptr ? wordOf(code->value) : 0;
     header.nameLength =
-        nameLength != nullptr ? wordOf(nameLength->value) : static_cast<std::uint32_t>(reply.serverProgram.size());
+        nameLength != nullptr ? wordOf(nameLength->value) : static_cast<uint32_t>(reply.serverProgram.size());
     header.dataLength = announcedLength(reply.body.size(), faults);
     return header;
 }
@@ -126,7 +127,7 @@ Delivery deliveryOf(Reply reply, std::span<const Fault> faults) {
     delivery.byteByByte = find(faults, FaultKind::trickle) != nullptr;
     delivery.endAfterwards = find(faults, FaultKind::shorter) != nullptr;
     if (const Fault* cut = find(faults, FaultKind::cut)) {
-        delivery.bytes.resize(std::min(delivery.bytes.size(), static_cast<std::size_t>(cut->value)));
+        delivery.bytes.resize(std::min(delivery.bytes.size(), static_cast<size_t>(cut->value)));
         delivery.endAfterwards = true;
     }
     return delivery;

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_REPLY_H
+#define ZULSTATS_SIM_REPLY_H
 
 #include <chrono>
 #include <cstdint>
@@ -16,7 +17,7 @@ namespace gatewaysim {
 struct Reply {
     Exchange exchange;
     std::string serverProgram;
-    std::uint32_t flagsWord1;
+    uint32_t flagsWord1;
     Bytes body;
 };
 
@@ -33,3 +34,5 @@ struct Delivery {
 Delivery deliveryOf(Reply reply, std::span<const Fault> faults);
 
 }  // namespace gatewaysim
+
+#endif

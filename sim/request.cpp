@@ -1,6 +1,7 @@
 #include "request.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <string_view>
 
@@ -11,44 +12,44 @@ namespace gatewaysim {
 namespace {
 
 // All fields before the server program name, and all after it.
-constexpr std::size_t kHeaderStart = 24;
-constexpr std::size_t kHeaderEnd = 5;
-constexpr std::uint32_t kLongestBody = 1U << 20;
+constexpr size_t kHeaderStart = 24;
+constexpr size_t kHeaderEnd = 5;
+constexpr uint32_t kLongestBody = 1U << 20;
 
-constexpr std::uint32_t kCallInitialise = 0;
-constexpr std::uint32_t kCallAttribute = 1;
-constexpr std::uint32_t kCallInvoke = 5;
-constexpr std::size_t kBeforeCallLength = 12;
+constexpr uint32_t kCallInitialise = 0;
+constexpr uint32_t kCallAttribute = 1;
+constexpr uint32_t kCallInvoke = 5;
+constexpr size_t kBeforeCallLength = 12;
 
 constexpr std::string_view kObjectName = "DefaultDomain:ProdId=com.oxa.zul,Activity=Control,type=Stats";
 
 enum class Handler { handshake, close, authorisation, admin };
 
 struct Header {
-    std::uint32_t eyecatcher;
-    std::uint32_t version;
-    std::uint32_t flagsWord1;
-    std::uint32_t wordAt12;
-    std::uint32_t wordAt16;
-    std::uint32_t nameLength;
+    uint32_t eyecatcher;
+    uint32_t version;
+    uint32_t flagsWord1;
+    uint32_t wordAt12;
+    uint32_t wordAt16;
+    uint32_t nameLength;
     std::string name;
-    std::uint8_t flagByte;
-    std::uint32_t dataLength;
+    uint8_t flagByte;
+    uint32_t dataLength;
 };
 
-std::string hexadecimal(std::uint32_t value) {
+std::string hexadecimal(uint32_t value) {
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(value));
     return text.data();
 }
 
-void expectWord(const char* what, std::uint32_t value, std::uint32_t wanted) {
+void expectWord(const char* what, uint32_t value, uint32_t wanted) {
     if (value != wanted) {
         throw Deviation(std::string(what) + " is " + hexadecimal(value) + " where " + hexadecimal(wanted) + " belongs");
     }
 }
 
-void expectNumber(const std::string& what, std::uint32_t value, std::uint32_t wanted) {
+void expectNumber(const std::string& what, uint32_t value, uint32_t wanted) {
     if (value != wanted) {
         throw Deviation(what + " is " + std::to_string(value) + " where " + std::to_string(wanted) + " belongs");
     }
@@ -60,7 +61,7 @@ void expectText(const std::string& what, std::string_view value, std::string_vie
     }
 }
 
-Bytes receiveAll(Connection& connection, std::size_t size, const char* what) {
+Bytes receiveAll(Connection& connection, size_t size, const char* what) {
     Bytes bytes = connection.receive(size);
     if (bytes.size() != size) {
         throw Deviation("the connection ended after " + std::to_string(bytes.size()) + " of " + std::to_string(size) +
@@ -124,7 +125,7 @@ Handler handlerOf(const Header& header) {
                     " where \"BASE\", \"Auth\" or \"Admin\" belongs");
 }
 
-void checkDataLength(Handler handler, std::uint32_t length) {
+void checkDataLength(Handler handler, uint32_t length) {
     switch (handler) {
         case Handler::handshake:
             expectNumber("the data length of a handshake", length, 18);
@@ -159,18 +160,18 @@ Handler checkedHandler(const Header& header) {
 void checkHandshake(ByteReader& body) {
     expectText("the handshake's language", body.countedText("the handshake's language"), "en");
     expectText("the handshake's country", body.countedText("the handshake's country"), "GB");
-    for (const std::uint8_t byte : body.raw(10, "the handshake's zero bytes")) {
+    for (const uint8_t byte : body.raw(10, "the handshake's zero bytes")) {
         expectNumber("one of the handshake's last ten bytes", byte, 0);
     }
 }
 
-Bytes taken(ByteReader& body, std::size_t size, const char* what) {
+Bytes taken(ByteReader& body, size_t size, const char* what) {
     const auto bytes = body.raw(size, what);
     return {bytes.begin(), bytes.end()};
 }
 
 void decodeAuthorisation(ByteReader& body, Request& request) {
-    const std::size_t size = body.remaining();
+    const size_t size = body.remaining();
     const bool isFirstStep = size == 4;
     request.exchange = isFirstStep ? Exchange::authorisation0 : Exchange::authorisation1;
     expectNumber("the authorisation step in a body of " + std::to_string(size) + " bytes",
@@ -183,7 +184,7 @@ void decodeAuthorisation(ByteReader& body, Request& request) {
 }
 
 void decodeInvoke(ByteReader& body, Request& request) {
-    static constexpr std::array<std::uint8_t, 5> kSerializedString{0xAC, 0xED, 0x00, 0x05, 0x74};
+    static constexpr std::array<uint8_t, 5> kSerializedString{0xAC, 0xED, 0x00, 0x05, 0x74};
     request.operation = body.countedText("the operation name");
     expectNumber("the number of parameters", body.u32("the number of parameters"), 1);
     const auto start = body.raw(kSerializedString.size(), "the parameter's stream header");
@@ -202,8 +203,8 @@ void decodeInvoke(ByteReader& body, Request& request) {
 }
 
 void decodeAdmin(ByteReader& body, Request& request) {
-    const std::size_t size = body.remaining();
-    const std::uint32_t callType = body.u32("the call type");
+    const size_t size = body.remaining();
+    const uint32_t callType = body.u32("the call type");
     if (callType == kCallInitialise) {
         request.exchange = Exchange::initialise;
         return;
@@ -213,8 +214,8 @@ void decodeAdmin(ByteReader& body, Request& request) {
     }
     request.exchange = callType == kCallAttribute ? Exchange::attribute : Exchange::invoke;
     request.handle = taken(body, 4, "the admin handle");
-    const std::uint32_t callLength = body.u32("the call length");
-    expectNumber("the call length", callLength, static_cast<std::uint32_t>(size - kBeforeCallLength));
+    const uint32_t callLength = body.u32("the call length");
+    expectNumber("the call length", callLength, static_cast<uint32_t>(size - kBeforeCallLength));
     expectText("the country", body.countedText("the country"), "US");
     expectText("the language", body.countedText("the language"), "en");
     expectText("the variant", body.countedText("the variant"), "");
@@ -266,7 +267,7 @@ std::optional<Request> readRequest(Connection& connection) {
         throw Deviation(error.what());
     }
     // A client has one request under way at a time.
-    if (const std::size_t surplus = connection.receiveWhatIsThere(); surplus > 0) {
+    if (const size_t surplus = connection.receiveWhatIsThere(); surplus > 0) {
         throw Deviation(std::to_string(surplus) + " bytes came behind the request before its reply");
     }
     return request;

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_REQUEST_H
+#define ZULSTATS_SIM_REQUEST_H
 
 #include <cstdint>
 #include <optional>
@@ -11,8 +12,8 @@
 
 namespace gatewaysim {
 
-inline constexpr std::uint32_t kEyecatcher = 0x47617465;
-inline constexpr std::uint32_t kProtocolVersion = 0x00700000;
+inline constexpr uint32_t kEyecatcher = 0x47617465;
+inline constexpr uint32_t kProtocolVersion = 0x00700000;
 
 // What is wrong with a request, in the words of a message.
 class Deviation : public std::runtime_error {
@@ -23,7 +24,7 @@ class Deviation : public std::runtime_error {
 struct Request {
     Exchange exchange;
     std::string serverProgram;
-    std::uint32_t flagsWord1;
+    uint32_t flagsWord1;
     // The second authorisation step.
     Bytes credential;
     Bytes qualifier;
@@ -38,3 +39,5 @@ struct Request {
 std::optional<Request> readRequest(Connection& connection);
 
 }  // namespace gatewaysim
+
+#endif

@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds kPauseWithoutResources{100};
 }  // namespace
 
 struct Server::Worker {
-    Worker(NativeSocket socket, const Simulation& shared, const StopSignal& stop, std::uint64_t number)
+    Worker(NativeSocket socket, const Simulation& shared, const StopSignal& stop, uint64_t number)
         : connection(std::make_unique<Connection>(socket, stop)), simulation(shared), connectionNumber(number) {}
 
     void run() {
@@ -33,7 +33,7 @@ struct Server::Worker {
 
     std::unique_ptr<Connection> connection;
     const Simulation& simulation;
-    const std::uint64_t connectionNumber;
+    const uint64_t connectionNumber;
     std::atomic<bool> finished{false};
     std::thread thread;
 };
@@ -62,7 +62,7 @@ void Server::acceptOne() {
 }
 
 void Server::start(NativeSocket socket) {
-    const std::uint64_t number = ++connections_;
+    const uint64_t number = ++connections_;
     auto worker = std::make_unique<Worker>(socket, simulation_, stop_, number);
     simulation_.log.whenVerbose("connection " + std::to_string(number) + ": accepted");
     try {

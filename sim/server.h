@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_SERVER_H
+#define ZULSTATS_SIM_SERVER_H
 
 #include <cstdint>
 #include <list>
@@ -30,8 +31,10 @@ class Server {
     const NativeSocket listener_;
     const Simulation& simulation_;
     const StopSignal& stop_;
-    std::uint64_t connections_ = 0;
+    uint64_t connections_ = 0;
     std::list<std::unique_ptr<Worker>> workers_;
 };
 
 }  // namespace gatewaysim
+
+#endif

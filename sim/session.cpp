@@ -7,13 +7,13 @@ namespace gatewaysim {
 
 namespace {
 
-constexpr std::uint32_t kAttributeCall = 1;
-constexpr std::uint32_t kInvokeCall = 5;
+constexpr uint32_t kAttributeCall = 1;
+constexpr uint32_t kInvokeCall = 5;
 
 std::string hexadecimal(const Bytes& bytes) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string text;
-    for (const std::uint8_t byte : bytes) {
+    for (const uint8_t byte : bytes) {
         text += text.empty() ? "" : " ";
         text += kDigits[byte >> 4];
         text += kDigits[byte & 0x0F];
@@ -63,7 +63,7 @@ std::string listOf(const std::vector<Fault>& faults) {
 
 }  // namespace
 
-Session::Session(Connection& connection, const Simulation& simulation, std::uint64_t number)
+Session::Session(Connection& connection, const Simulation& simulation, uint64_t number)
     : connection_(connection),
       simulation_(simulation),
       number_(number),
@@ -191,7 +191,7 @@ Bytes Session::newHandle() {
     return body.take();
 }
 
-Bytes Session::adminReply(std::uint32_t callType, const Bytes& payload) {
+Bytes Session::adminReply(uint32_t callType, const Bytes& payload) {
     handle_.clear();
     ByteWriter body;
     body.u32(callType);
@@ -212,12 +212,12 @@ Bytes Session::invoke(const Request& request) {
 }
 
 std::vector<Fault> Session::faultsOf(Exchange exchange) {
-    const std::uint32_t ofAll = ++exchangesDone_;
-    const std::uint32_t ofKind = ++doneOfKind_[exchange];
+    const uint32_t ofAll = ++exchangesDone_;
+    const uint32_t ofKind = ++doneOfKind_[exchange];
     std::vector<Fault> chosen;
     for (const Fault& fault : simulation_.faults) {
         const bool isMeant = !fault.exchange.has_value() || *fault.exchange == exchange;
-        const std::uint32_t count = fault.exchange.has_value() ? ofKind : ofAll;
+        const uint32_t count = fault.exchange.has_value() ? ofKind : ofAll;
         if (isMeant && applies(fault.kind, exchange) && (fault.occurrence == 0 || fault.occurrence == count)) {
             chosen.push_back(fault);
         }
@@ -238,7 +238,7 @@ bool Session::deliver(const Delivery& delivery) {
         return false;
     }
     if (delivery.byteByByte) {
-        for (const std::uint8_t& byte : delivery.bytes) {
+        for (const uint8_t& byte : delivery.bytes) {
             connection_.send({&byte, 1});
         }
         simulation_.log.whenVerbose(prefix() + "sent " + std::to_string(delivery.bytes.size()) + " single bytes");

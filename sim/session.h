@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_SESSION_H
+#define ZULSTATS_SIM_SESSION_H
 
 #include <cstdint>
 #include <map>
@@ -20,14 +21,14 @@ namespace gatewaysim {
 struct Simulation {
     const AdminService& service;
     const std::vector<Fault>& faults;
-    std::uint64_t seed;
+    uint64_t seed;
     Log& log;
 };
 
 // One connection from the handshake to its end.
 class Session {
   public:
-    Session(Connection& connection, const Simulation& simulation, std::uint64_t number);
+    Session(Connection& connection, const Simulation& simulation, uint64_t number);
 
     // Returns when the connection is to be closed. Throws Stopped.
     void run();
@@ -40,7 +41,7 @@ class Session {
     Bytes firstAuthorisation();
     Bytes secondAuthorisation();
     Bytes newHandle();
-    Bytes adminReply(std::uint32_t callType, const Bytes& payload);
+    Bytes adminReply(uint32_t callType, const Bytes& payload);
     Bytes invoke(const Request& request);
     std::vector<Fault> faultsOf(Exchange exchange);
     bool deliver(const Delivery& delivery);
@@ -49,16 +50,18 @@ class Session {
 
     Connection& connection_;
     const Simulation& simulation_;
-    const std::uint64_t number_;
+    const uint64_t number_;
     OpaqueValues opaqueValues_;
     std::optional<Exchange> awaited_ = Exchange::handshake;  // nothing: administration requests
     Bytes credential_;
     Bytes qualifier_;
     Bytes handle_;  // empty: none is waiting to be used
     bool handleMayBeUnknown_ = false;
-    std::uint32_t statisticsQueries_ = 0;
-    std::uint32_t exchangesDone_ = 0;
-    std::map<Exchange, std::uint32_t> doneOfKind_;
+    uint32_t statisticsQueries_ = 0;
+    uint32_t exchangesDone_ = 0;
+    std::map<Exchange, uint32_t> doneOfKind_;
 };
 
 }  // namespace gatewaysim
+
+#endif

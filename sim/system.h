@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_SYSTEM_H
+#define ZULSTATS_SIM_SYSTEM_H
 
 #include <atomic>
 #include <chrono>
@@ -11,7 +12,7 @@
 namespace gatewaysim {
 
 // A socket, wide enough for every system.
-using NativeSocket = std::intptr_t;
+using NativeSocket = intptr_t;
 
 // Once raised it stays raised, and every wait that knows it ends.
 class StopSignal {
@@ -48,23 +49,23 @@ Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
 struct Transfer {
     enum class Outcome { moved, ended, wouldBlock, failed };
     Outcome outcome;
-    std::size_t count;
+    size_t count;
     std::string failure;
 };
 
-Transfer receiveSome(NativeSocket socket, std::uint8_t* buffer, std::size_t size);
-Transfer sendSome(NativeSocket socket, const std::uint8_t* bytes, std::size_t size);
+Transfer receiveSome(NativeSocket socket, uint8_t* buffer, size_t size);
+Transfer sendSome(NativeSocket socket, const uint8_t* bytes, size_t size);
 void finishSending(NativeSocket socket) noexcept;
 void resetOnClose(NativeSocket socket) noexcept;
 void closeSocket(NativeSocket socket) noexcept;
 
 struct Listening {
     NativeSocket socket;
-    std::uint16_t port;
+    uint16_t port;
 };
 
 // The host is a numeric address. Throws std::runtime_error.
-Listening listenOn(const std::string& host, std::uint16_t port);
+Listening listenOn(const std::string& host, uint16_t port);
 
 struct Accepted {
     enum class Outcome { connected, nobody, outOfResources };
@@ -88,3 +89,5 @@ void raiseOnTerminationRequest(StopSignal& stop);
 void raiseAtEndOfStandardInput(StopSignal& stop);
 
 }  // namespace gatewaysim
+
+#endif

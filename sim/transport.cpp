@@ -17,7 +17,7 @@ void Connection::waitFor(native::Interest interest) const {
     }
 }
 
-std::size_t Connection::receiveSome(std::span<std::uint8_t> buffer) {
+size_t Connection::receiveSome(std::span<uint8_t> buffer) {
     while (true) {
         waitFor(native::Interest::receive);
         const native::Transfer transfer = native::receiveSome(socket_, buffer.data(), buffer.size());
@@ -30,21 +30,21 @@ std::size_t Connection::receiveSome(std::span<std::uint8_t> buffer) {
     }
 }
 
-Bytes Connection::receive(std::size_t wanted) {
+Bytes Connection::receive(size_t wanted) {
     Bytes received;
-    std::array<std::uint8_t, 4096> piece{};
+    std::array<uint8_t, 4096> piece{};
     while (received.size() < wanted) {
-        const std::size_t missing = std::min(wanted - received.size(), piece.size());
-        const std::size_t count = receiveSome({piece.data(), missing});
+        const size_t missing = std::min(wanted - received.size(), piece.size());
+        const size_t count = receiveSome({piece.data(), missing});
         if (count == 0) {
             break;
         }
-        received.insert(received.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+        received.insert(received.end(), piece.begin(), piece.begin() + static_cast<ptrdiff_t>(count));
     }
     return received;
 }
 
-void Connection::send(std::span<const std::uint8_t> bytes) {
+void Connection::send(std::span<const uint8_t> bytes) {
     while (!bytes.empty()) {
         const native::Transfer transfer = native::sendSome(socket_, bytes.data(), bytes.size());
         if (transfer.outcome == Outcome::failed) {
@@ -57,9 +57,9 @@ void Connection::send(std::span<const std::uint8_t> bytes) {
     }
 }
 
-std::size_t Connection::receiveWhatIsThere() {
-    std::array<std::uint8_t, 4096> piece{};
-    std::size_t total = 0;
+size_t Connection::receiveWhatIsThere() {
+    std::array<uint8_t, 4096> piece{};
+    size_t total = 0;
     while (true) {
         const native::Transfer transfer = native::receiveSome(socket_, piece.data(), piece.size());
         if (transfer.outcome != Outcome::moved) {
@@ -70,7 +70,7 @@ std::size_t Connection::receiveWhatIsThere() {
 }
 
 void Connection::receiveToTheEnd() {
-    std::array<std::uint8_t, 4096> piece{};
+    std::array<uint8_t, 4096> piece{};
     while (receiveSome(piece) > 0) {
     }
 }

@@ -1,7 +1,9 @@
-#pragma once
+#ifndef ZULSTATS_SIM_TRANSPORT_H
+#define ZULSTATS_SIM_TRANSPORT_H
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <stdexcept>
 
@@ -27,10 +29,10 @@ class Connection {
     Connection& operator=(const Connection&) = delete;
 
     // As many bytes as wanted, fewer only when the peer ended the connection before.
-    Bytes receive(std::size_t wanted);
-    void send(std::span<const std::uint8_t> bytes);
+    Bytes receive(size_t wanted);
+    void send(std::span<const uint8_t> bytes);
     // Takes what has come by now. Returns the number of bytes taken.
-    std::size_t receiveWhatIsThere();
+    size_t receiveWhatIsThere();
     // Takes what the peer sends until it ends its stream.
     void receiveToTheEnd();
     // Ends this side's stream first: a close with bytes unread would reset the connection and lose the last reply.
@@ -40,7 +42,7 @@ class Connection {
     void pause(std::chrono::milliseconds duration) const;
 
   private:
-    std::size_t receiveSome(std::span<std::uint8_t> buffer);
+    size_t receiveSome(std::span<uint8_t> buffer);
     void waitFor(native::Interest interest) const;
 
     const NativeSocket socket_;
@@ -48,3 +50,5 @@ class Connection {
 };
 
 }  // namespace gatewaysim
+
+#endif

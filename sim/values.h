@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_SIM_VALUES_H
+#define ZULSTATS_SIM_VALUES_H
 
 #include <cstdint>
 #include <string>
@@ -9,6 +10,8 @@
 namespace gatewaysim {
 
 // The text of a statistic's value, decided by these arguments alone.
-std::string valueText(const Statistic& statistic, std::uint64_t seed, Instant start, Instant now);
+std::string valueText(const Statistic& statistic, uint64_t seed, Instant start, Instant now);
 
 }  // namespace gatewaysim
+
+#endif

@@ -59,7 +59,7 @@ void raiseDescriptorLimit() {
     }
 }
 
-std::uint16_t portOf(int socket) {
+uint16_t portOf(int socket) {
     sockaddr_storage address{};
     socklen_t size = sizeof address;
     getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
@@ -106,7 +106,7 @@ Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
         int milliseconds = -1;
         if (atMost.has_value()) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - SteadyClock::now()).count();
-            milliseconds = left <= 0 ? 0 : static_cast<int>(std::min<std::int64_t>(left, 1'000'000));
+            milliseconds = left <= 0 ? 0 : static_cast<int>(std::min<int64_t>(left, 1'000'000));
         }
         const int ready = poll(waiting.data(), count, milliseconds);
         if (stop.isRaised() || (ready > 0 && waiting[0].revents != 0)) {
@@ -125,7 +125,7 @@ namespace {
 
 Transfer transferOf(ssize_t moved) {
     if (moved > 0) {
-        return {Transfer::Outcome::moved, static_cast<std::size_t>(moved), {}};
+        return {Transfer::Outcome::moved, static_cast<size_t>(moved), {}};
     }
     if (moved == 0) {
         return {Transfer::Outcome::ended, 0, {}};
@@ -138,11 +138,11 @@ Transfer transferOf(ssize_t moved) {
 
 }  // namespace
 
-Transfer receiveSome(NativeSocket socket, std::uint8_t* buffer, std::size_t size) {
+Transfer receiveSome(NativeSocket socket, uint8_t* buffer, size_t size) {
     return transferOf(recv(descriptor(socket), buffer, size, 0));
 }
 
-Transfer sendSome(NativeSocket socket, const std::uint8_t* bytes, std::size_t size) {
+Transfer sendSome(NativeSocket socket, const uint8_t* bytes, size_t size) {
     return transferOf(send(descriptor(socket), bytes, size, MSG_NOSIGNAL));
 }
 
@@ -159,7 +159,7 @@ void closeSocket(NativeSocket socket) noexcept {
     close(descriptor(socket));
 }
 
-Listening listenOn(const std::string& host, std::uint16_t port) {
+Listening listenOn(const std::string& host, uint16_t port) {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;

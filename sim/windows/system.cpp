@@ -34,8 +34,8 @@ std::string errorText(int number) {
     return std::system_category().message(number);
 }
 
-int boundedCount(std::size_t size) {
-    return static_cast<int>(std::min<std::size_t>(size, 1U << 30));
+int boundedCount(size_t size) {
+    return static_cast<int>(std::min<size_t>(size, 1U << 30));
 }
 
 void setOption(SOCKET socket, int level, int name) {
@@ -57,7 +57,7 @@ BOOL WINAPI onConsoleControl(DWORD event) {
     return TRUE;
 }
 
-std::uint16_t portOf(SOCKET socket) {
+uint16_t portOf(SOCKET socket) {
     sockaddr_storage address{};
     int size = sizeof address;
     getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
@@ -115,8 +115,8 @@ Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
         timeval left{};
         if (atMost.has_value()) {
             const auto microseconds = std::chrono::ceil<std::chrono::microseconds>(end - SteadyClock::now()).count();
-            left.tv_sec = static_cast<long>(std::max<std::int64_t>(microseconds, 0) / 1'000'000);
-            left.tv_usec = static_cast<long>(std::max<std::int64_t>(microseconds, 0) % 1'000'000);
+            left.tv_sec = static_cast<long>(std::max<int64_t>(microseconds, 0) / 1'000'000);
+            left.tv_usec = static_cast<long>(std::max<int64_t>(microseconds, 0) % 1'000'000);
         }
         const int ready = select(0, &readable, &writable, nullptr, atMost.has_value() ? &left : nullptr);
         if (stop.isRaised()) {
@@ -135,7 +135,7 @@ namespace {
 
 Transfer transferOf(int moved) {
     if (moved > 0) {
-        return {Transfer::Outcome::moved, static_cast<std::size_t>(moved), {}};
+        return {Transfer::Outcome::moved, static_cast<size_t>(moved), {}};
     }
     if (moved == 0) {
         return {Transfer::Outcome::ended, 0, {}};
@@ -149,11 +149,11 @@ Transfer transferOf(int moved) {
 
 }  // namespace
 
-Transfer receiveSome(NativeSocket socket, std::uint8_t* buffer, std::size_t size) {
+Transfer receiveSome(NativeSocket socket, uint8_t* buffer, size_t size) {
     return transferOf(recv(handleOf(socket), reinterpret_cast<char*>(buffer), boundedCount(size), 0));
 }
 
-Transfer sendSome(NativeSocket socket, const std::uint8_t* bytes, std::size_t size) {
+Transfer sendSome(NativeSocket socket, const uint8_t* bytes, size_t size) {
     return transferOf(send(handleOf(socket), reinterpret_cast<const char*>(bytes), boundedCount(size), 0));
 }
 
@@ -171,7 +171,7 @@ void closeSocket(NativeSocket socket) noexcept {
     closesocket(handleOf(socket));
 }
 
-Listening listenOn(const std::string& host, std::uint16_t port) {
+Listening listenOn(const std::string& host, uint16_t port) {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_NUMERICHOST | AI_PASSIVE;

@@ -7,6 +7,8 @@
 #include "gateway/stapi_zul_gwytok.h"
 #include "impl/stapi_zul_impl.h"
 
+using stapi::at;
+
 namespace {
 
 constexpr const char* kLocalHost = "127.0.0.1";
@@ -34,7 +36,7 @@ int32_t convertProtocolVersion(GatewayToken* token, char** protoColVersion) {
     if (token->protocolVersion == nullptr) {
         TRACE_EXC(1002,
                   "API.openRemoteGatewayConnection(gwTokPtr=0x%p) New gateway token has NULL protocolVersion pointer\n",
-                  static_cast<void*>(token));
+                  at(token));
     } else if (stapi::dup2NativeString(token->protocolVersion, &version) != 0) {
         rc = STAPI_RC_NO_MEMORY;
     } else {
@@ -42,24 +44,38 @@ int32_t convertProtocolVersion(GatewayToken* token, char** protoColVersion) {
         token->protocolVersion = version;
         token->protocolVersionSize = std::strlen(version) + 1;
         TRACE_EVENT(1001, "API.openRemoteGatewayConnection(&protoColVersion=0x%p) created String for proto@0x%p\n",
-                    static_cast<void*>(protoColVersion), static_cast<void*>(version));
+                    at(protoColVersion), at(version));
     }
     return rc;
 }
 
-// What remains once the token stands: the version text for the caller, and the end of the opening.
-int32_t finishOpening(GatewayToken** gwTokPtr, char** protoColVersion) {
-    int32_t rc = convertProtocolVersion(*gwTokPtr, protoColVersion);
+// What remains once the token stands: the version text for the caller, and the end of the opening. An opening that
+// another thread has cut off leaves the caller's pointer as it was before.
+int32_t finishOpening(stapi::TokenHold* opening, GatewayToken* before, GatewayToken** gwTokPtr,
+                      char** protoColVersion) {
+    GatewayToken* const token = opening->token();
+    int32_t rc = convertProtocolVersion(token, protoColVersion);
     if (rc != STAPI_RC_OK) {
-        stapi::deleteGatewayToken(gwTokPtr, 1);
+        opening->remove();
+        *gwTokPtr = nullptr;
     } else {
-        char* const version = (*gwTokPtr)->protocolVersion;
-        if (stapi::endGatewayUse(*gwTokPtr) == STAPI_RC_OK) {
+        char* const version = token->protocolVersion;
+        if (opening->end() == STAPI_RC_OK) {
             *protoColVersion = version;
         } else {
-            *gwTokPtr = nullptr;  // another thread has closed all connections meanwhile
+            *gwTokPtr = before;
             rc = STAPI_RC_CONNECT_FAILED;
         }
+    }
+    return rc;
+}
+
+int32_t openConnection(const char* hostname, int32_t port, GatewayToken** gwTokPtr, char** protoColVersion) {
+    stapi::TokenHold opening;
+    GatewayToken* const before = *gwTokPtr;
+    int32_t rc = stapi::createGatewayToken(gwTokPtr, hostname, port, &opening);
+    if (rc == STAPI_RC_OK) {
+        rc = finishOpening(&opening, before, gwTokPtr, protoColVersion);
     }
     return rc;
 }
@@ -68,8 +84,8 @@ int32_t finishOpening(GatewayToken** gwTokPtr, char** protoColVersion) {
 
 int32_t openGatewayConnection(int32_t port, GatewayToken** gwTokPtr, char** protoColVersion) {
     stapi::stapiInit();
-    TRACE_ENTRY(1000, "API.openGatewayConnection(port=%d, &gwTokPtr=0x%p, &protoColVersion=0x%p\n", port,
-                static_cast<void*>(gwTokPtr), static_cast<void*>(protoColVersion));
+    TRACE_ENTRY(1000, "API.openGatewayConnection(port=%d, &gwTokPtr=0x%p, &protoColVersion=0x%p\n", port, at(gwTokPtr),
+                at(protoColVersion));
     const int32_t rc = openRemoteGatewayConnection(kLocalHost, port, gwTokPtr, protoColVersion);
     TRACE_EXIT(1003, "API.openGatewayConnection(port=%d) rc=%d\n", port, rc);
     return rc;
@@ -79,16 +95,12 @@ int32_t openRemoteGatewayConnection(const char* hostname, int32_t port, GatewayT
                                     char** protoColVersion) {
     int32_t rc = stapi::stapiInit();
     TRACE_ENTRY(1142, "API.openRemoteGatewayConnection(hostname=%s, port=%d, &gwTokPtr=0x%p, &protoColVersion=0x%p\n",
-                hostname == nullptr ? "NULL" : hostname, port, static_cast<void*>(gwTokPtr),
-                static_cast<void*>(protoColVersion));
+                hostname == nullptr ? "NULL" : hostname, port, at(gwTokPtr), at(protoColVersion));
     if (rc == STAPI_RC_OK) {
         rc = checkOpenArguments(hostname, port, gwTokPtr, protoColVersion);
     }
     if (rc == STAPI_RC_OK) {
-        rc = stapi::createGatewayToken(gwTokPtr, hostname, port);
-    }
-    if (rc == STAPI_RC_OK) {
-        rc = finishOpening(gwTokPtr, protoColVersion);
+        rc = openConnection(hostname, port, gwTokPtr, protoColVersion);
     }
     TRACE_EXIT(1003, "API.openRemoteGatewayConnection(port=%d) rc=%d\n", port, rc);
     return rc;
@@ -96,15 +108,13 @@ int32_t openRemoteGatewayConnection(const char* hostname, int32_t port, GatewayT
 
 int32_t closeGatewayConnection(GatewayToken** gwTokPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1004, "API.closeGatewayConnection(&gwTokPtr=%p)\n", static_cast<void*>(gwTokPtr));
+    TRACE_ENTRY(1004, "API.closeGatewayConnection(&gwTokPtr=%p)\n", at(gwTokPtr));
     if (rc == STAPI_RC_OK) {
         if (gwTokPtr == nullptr) {
-            TRACE_EXC(1005, "API.closeGatewayConnection(&gwTokPtr=%p) Null gateway token Pointer\n",
-                      static_cast<void*>(gwTokPtr));
+            TRACE_EXC(1005, "API.closeGatewayConnection(&gwTokPtr=%p) Null gateway token Pointer\n", at(gwTokPtr));
             rc = STAPI_RC_NULL_TOKEN_POINTER;
         } else if (*gwTokPtr == nullptr) {
-            TRACE_EXC(1005, "API.closeGatewayConnection(gwTokPtr=%p) Null gateway token\n",
-                      static_cast<void*>(*gwTokPtr));
+            TRACE_EXC(1005, "API.closeGatewayConnection(gwTokPtr=%p) Null gateway token\n", at(*gwTokPtr));
             rc = STAPI_RC_NULL_TOKEN;
         } else {
             const void* const closed = *gwTokPtr;
@@ -112,7 +122,7 @@ int32_t closeGatewayConnection(GatewayToken** gwTokPtr) {
             TRACE_EVENT(1133, "API.closeGatewayConnection Closed Gateway connection for token %p\n", closed);
         }
     }
-    TRACE_EXIT(1006, "API.closeGatewayConnection(&gwTokPtrPtr=%p) rc=%d\n", static_cast<void*>(gwTokPtr), rc);
+    TRACE_EXIT(1006, "API.closeGatewayConnection(&gwTokPtrPtr=%p) rc=%d\n", at(gwTokPtr), rc);
     return rc;
 }
 

@@ -4,6 +4,8 @@
 #include "gateway/stapi_zul_gwytok.h"
 #include "impl/stapi_zul_impl.h"
 
+using stapi::at;
+
 namespace {
 
 struct DestinationName {
@@ -40,7 +42,7 @@ void traceSwitchOutcome(const char* traceFile, const stapi::TraceSwitch& outcome
 int32_t getStatsAPIVersion(char** apiVersPtr) {
     int32_t rc = stapi::stapiInit();
     const char* version = nullptr;
-    TRACE_ENTRY(1088, "API.getStatsAPIVersion(&apiVersPtr=%p)\n", static_cast<void*>(apiVersPtr));
+    TRACE_ENTRY(1088, "API.getStatsAPIVersion(&apiVersPtr=%p)\n", at(apiVersPtr));
     if (rc == STAPI_RC_OK && apiVersPtr == nullptr) {
         TRACE_EXC(1089, "API.getStatsAPIVersion() Supplied pointer is NULL\n");
         rc = STAPI_RC_NULL_POINTER;
@@ -49,13 +51,13 @@ int32_t getStatsAPIVersion(char** apiVersPtr) {
         *apiVersPtr = stapi::apiVersion;
         version = stapi::apiVersion;
     }
-    TRACE_EXIT(1090, "API.getStatsAPIVersion(apiVersPtr=%p), rc=%d\n", static_cast<const void*>(version), rc);
+    TRACE_EXIT(1090, "API.getStatsAPIVersion(apiVersPtr=%p), rc=%d\n", at(version), rc);
     return rc;
 }
 
 int32_t getAPITraceLevel(int32_t* traceStatePtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1091, "API.getAPITraceLevel(traceStatePtr=%p)\n", static_cast<void*>(traceStatePtr));
+    TRACE_ENTRY(1091, "API.getAPITraceLevel(traceStatePtr=%p)\n", at(traceStatePtr));
     if (rc == STAPI_RC_OK && traceStatePtr == nullptr) {
         TRACE_EXC(1092, "API.getAPITraceLevel() Supplied pointer is NULL\n");
         rc = STAPI_RC_NULL_POINTER;
@@ -63,7 +65,7 @@ int32_t getAPITraceLevel(int32_t* traceStatePtr) {
     if (rc == STAPI_RC_OK) {
         *traceStatePtr = currentLevel();
     }
-    TRACE_EXIT(1093, "API.getAPITraceLevel(traceStatePtr=%p) rc=%d\n", static_cast<void*>(traceStatePtr), rc);
+    TRACE_EXIT(1093, "API.getAPITraceLevel(traceStatePtr=%p) rc=%d\n", at(traceStatePtr), rc);
     return rc;
 }
 
@@ -83,15 +85,15 @@ int32_t setAPITraceLevel(int32_t traceState) {
 
 int32_t setAPITraceFile(const char* traceFile) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1097, "API.setAPITraceFile(traceFile=%p) current trace destination=%s\n",
-                static_cast<const void*>(traceFile), currentDestination().text);
+    TRACE_ENTRY(1097, "API.setAPITraceFile(traceFile=%p) current trace destination=%s\n", at(traceFile),
+                currentDestination().text);
     if (rc == STAPI_RC_OK) {
         const stapi::TraceSwitch outcome = stapi::switchTraceDestination(traceFile);
         rc = outcome.failed ? STAPI_RC_TRACE_FILE_FAILED : STAPI_RC_OK;
         traceSwitchOutcome(traceFile, outcome);
     }
-    TRACE_EXIT(1101, "API.setAPITraceFile(traceFile=%p) new trace destination=%s rc=%d\n",
-               static_cast<const void*>(traceFile), currentDestination().text, rc);
+    TRACE_EXIT(1101, "API.setAPITraceFile(traceFile=%p) new trace destination=%s rc=%d\n", at(traceFile),
+               currentDestination().text, rc);
     return rc;
 }
 

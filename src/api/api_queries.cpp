@@ -1,35 +1,120 @@
-// The six exported queries. All take the same way, runQuery; each has its own texts and its own exchange.
+// The six exported queries: one way for all, and for each its texts and its exchange.
 #include "api/zulstats64.h"
 #include "comms/stapi_zul_statquery.h"
-#include "diag/stapi_zul_diag.h"
+#include "diag/trace_point.h"
 #include "gateway/stapi_zul_gwytok.h"
+#include "gateway/token_life.h"
 #include "impl/stapi_zul_impl.h"
+
+using stapi::at;
+using stapi::TokenHold;
+using stapi::TracePoint;
+using stapi::TraceWord;
 
 namespace {
 
-// A connection's buffer while a query fills it; the query may move and enlarge it.
-struct QueryBuffer {
-    char* buffer;
-    int32_t length;
+// What is particular to one query. A query has one of the two exchanges, and with it one of the two first lines.
+struct Query {
+    int32_t (*exchange)(int32_t socketDesc, char** buffer, int32_t* bufferLen);
+    int32_t (*exchangeWithIds)(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids);
+    bool resetsOwner;
+    TracePoint<> start;
+    TracePoint<const char*> startWithIds;
+    TracePoint<const void*> resultSet;
+    TracePoint<const void*> buffer;
+    TracePoint<const void*> missingBuffer;
+    TracePoint<const void*, int32_t> removal;
 };
 
-// What is particular to one query.
-struct Query {
-    bool takesIds;
-    bool resetsOwner;
-    int32_t (*exchange)(int32_t socket, QueryBuffer* result, const char* ids);
-    void (*traceMissingBuffer)(const GatewayToken* gwTok);
-    void (*traceStart)(const char* ids);
-    void (*traceEnd)(const ResultSetToken* resultSet, const char* buffer);
-    void (*traceRemoval)(const GatewayToken* gwTok, int32_t rc);
+constexpr Query kResourceGroupIds = {
+    .exchange = stapi::commsResourceGroupsIds,
+    .exchangeWithIds = nullptr,
+    .resetsOwner = false,
+    .start = {TraceWord::event, 1128, "API.getResourceGroupIds Getting Resource Group Ids\n"},
+    .startWithIds = {},
+    .resultSet = {TraceWord::debug, 1010, "API.getResourceGroupIds() result set pointer (%p)\n"},
+    .buffer = {TraceWord::debug, 1011, "API.getResourceGroupIds() result set buffer (%p)\n"},
+    .missingBuffer = {TraceWord::exception, 1012,
+                      "API.getResourceGroupIds(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n"},
+    .removal = {TraceWord::event, 1013, "API.getResourceGroupIds Removing GatewayToken %p due to comms failure %d\n"},
 };
+
+constexpr Query kStatIds = {
+    .exchange = stapi::commsStatIds,
+    .exchangeWithIds = nullptr,
+    .resetsOwner = true,
+    .start = {TraceWord::event, 1130, "API.getStatIds Getting Stat Ids from the Gateway\n"},
+    .startWithIds = {},
+    .resultSet = {TraceWord::debug, 1021, "API.getStatIds() result set pointer (%p)\n"},
+    .buffer = {},
+    .missingBuffer = {TraceWord::exception, 1022,
+                      "API.getStatIds(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n"},
+    .removal = {TraceWord::event, 1023, "API.getStatIds Removing GatewayToken %p due to comms failure %d\n"},
+};
+
+constexpr Query kStatIdsByStatGroupId = {
+    .exchange = nullptr,
+    .exchangeWithIds = stapi::commsStatIdsByStatGroupId,
+    .resetsOwner = true,
+    .start = {},
+    .startWithIds = {TraceWord::event, 1129, "API.getStatIdsByStatGroupId Getting Stat Ids for Stat Group Ids %s\n"},
+    .resultSet = {TraceWord::debug, 1016, "API.getStatIdsByStatGroupId() result set pointer (%p)\n"},
+    .buffer = {},
+    .missingBuffer = {TraceWord::exception, 1017,
+                      "API.getStatIdsByStatGroupId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n"},
+    .removal = {TraceWord::event, 1018,
+                "API.getStatIdsByStatGroupId Removing GatewayToken %p due to comms failure %d\n"},
+};
+
+constexpr Query kStats = {
+    .exchange = stapi::commsStats,
+    .exchangeWithIds = nullptr,
+    .resetsOwner = true,
+    .start = {TraceWord::event, 1130, "API.getStats Getting all Stats from the Gateway Daemon\n"},
+    .startWithIds = {},
+    .resultSet = {TraceWord::debug, 1026, "API.getStats() result set pointer (%p)\n"},
+    .buffer = {},
+    .missingBuffer = {TraceWord::exception, 1027,
+                      "API.getStats(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n"},
+    .removal = {TraceWord::event, 1028, "API.getStats Removing GatewayToken %p due to comms failure %d\n"},
+};
+
+constexpr Query kStatsByStatId = {
+    .exchange = nullptr,
+    .exchangeWithIds = stapi::commsStatsByStatId,
+    .resetsOwner = true,
+    .start = {},
+    .startWithIds = {TraceWord::event, 1131, "API.getStatsByStatId Getting Stats for Stat Ids %s\n"},
+    .resultSet = {TraceWord::debug, 1031, "API.getStatsByStatId() result set pointer (%p)\n"},
+    .buffer = {},
+    .missingBuffer = {TraceWord::exception, 1032,
+                      "API.getStatsByStatId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n"},
+    .removal = {TraceWord::event, 1033, "API.getStatsByStatId Removing GatewayToken %p due to comms failure %d\n"},
+};
+
+constexpr Query kStatsByStatGroupId = {
+    .exchange = nullptr,
+    .exchangeWithIds = stapi::commsStatsByStatGroupId,
+    .resetsOwner = true,
+    .start = {},
+    .startWithIds = {TraceWord::event, 1132, "API.getStatsByStatGroupId Getting Stats for Stat Group Ids %s\n"},
+    .resultSet = {TraceWord::debug, 1036, "API.getStatsByStatGroupId() result set pointer (%p)\n"},
+    .buffer = {},
+    .missingBuffer = {TraceWord::exception, 1037,
+                      "API.getStatsByStatGroupId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n"},
+    .removal = {TraceWord::event, 1038, "API.getStatsByStatGroupId Removing GatewayToken %p due to comms failure %d\n"},
+};
+
+bool takesIds(const Query& query) {
+    return query.exchangeWithIds != nullptr;
+}
 
 int32_t checkQueryArguments(const Query& query, const GatewayToken* gwTok, const char* ids,
                             ResultSetToken* const* resultSetPtr) {
     int32_t rc = STAPI_RC_OK;
     if (gwTok == nullptr) {
         rc = STAPI_RC_NULL_TOKEN;
-    } else if (query.takesIds && ids == nullptr) {
+    } else if (takesIds(query) && ids == nullptr) {
         rc = STAPI_RC_NULL_ID;
     } else if (resultSetPtr == nullptr) {
         rc = STAPI_RC_NULL_RESULT_SET_POINTER;
@@ -39,28 +124,32 @@ int32_t checkQueryArguments(const Query& query, const GatewayToken* gwTok, const
 
 int32_t copyIds(const Query& query, const char* ids, ResultSetToken* resultSet) {
     int32_t rc = STAPI_RC_OK;
-    if (query.takesIds && stapi::dup2ASCIIString(ids, &resultSet->asciiIdList) != 0) {
+    if (takesIds(query) && stapi::dup2ASCIIString(ids, &resultSet->asciiIdList) != 0) {
         rc = STAPI_RC_NO_MEMORY;
     }
     return rc;
 }
 
-// The query itself. Whatever comes of it, the result set's walk begins anew.
+// The query itself, which may move and enlarge the buffer. Whatever comes of it, the result set's walk begins anew.
 int32_t exchangeAndStore(const Query& query, GatewayToken* gwTok, const char* ids) {
     ResultSetToken* const resultSet = gwTok->connRSToken;
-    query.traceStart(ids);
-    QueryBuffer result = {gwTok->resultSetBuf, gwTok->resultSetBufLen};
-    const int32_t rc = query.exchange(gwTok->socket, &result, resultSet->asciiIdList);
-    query.traceEnd(resultSet, result.buffer);
-    stapi::storeQueryResult(gwTok, result.buffer, result.length, query.resetsOwner);
+    char* buffer = gwTok->resultSetBuf;
+    int32_t bufferLen = gwTok->resultSetBufLen;
+    TRACE_POINT(query.start);
+    TRACE_POINT(query.startWithIds, ids);
+    const int32_t rc = takesIds(query)
+                           ? query.exchangeWithIds(gwTok->socket, &buffer, &bufferLen, resultSet->asciiIdList)
+                           : query.exchange(gwTok->socket, &buffer, &bufferLen);
+    TRACE_POINT(query.resultSet, at(resultSet));
+    TRACE_POINT(query.buffer, at(buffer));
+    stapi::storeQueryResult(gwTok, buffer, bufferLen, query.resetsOwner);
     return rc;
 }
 
-// With the token held as busy.
 int32_t runHeldQuery(const Query& query, GatewayToken* gwTok, const char* ids) {
     int32_t rc = STAPI_RC_OK;
     if (gwTok->resultSetBuf == nullptr) {
-        query.traceMissingBuffer(gwTok);
+        TRACE_POINT(query.missingBuffer, at(gwTok));
         rc = STAPI_RC_NO_RESULT_BUFFER;
     }
     if (rc == STAPI_RC_OK) {
@@ -72,26 +161,31 @@ int32_t runHeldQuery(const Query& query, GatewayToken* gwTok, const char* ids) {
     return rc;
 }
 
-bool isConnectionDead(int32_t rc) {
-    return rc == STAPI_RC_SOCKET_ERROR || rc == STAPI_RC_BAD_EYECATCHER;
+// Ends the use of the token; a connection that turned out to be dead is removed. The query's code, unless another
+// thread has closed the connection meanwhile.
+int32_t endQuery(const Query& query, TokenHold* hold, int32_t queryRc) {
+    const bool isDead = queryRc == STAPI_RC_SOCKET_ERROR || queryRc == STAPI_RC_BAD_EYECATCHER;
+    int32_t endRc = STAPI_RC_OK;
+    if (isDead && !hold->isAbandoned()) {
+        TRACE_POINT(query.removal, at(hold->token()), queryRc);
+        endRc = hold->remove();
+    } else {
+        endRc = hold->end();
+    }
+    return endRc == STAPI_RC_OK ? queryRc : endRc;
 }
 
 int32_t runQuery(const Query& query, GatewayToken* gwTok, const char* ids, ResultSetToken** resultSetPtr) {
+    TokenHold hold;
     int32_t rc = checkQueryArguments(query, gwTok, ids, resultSetPtr);
     if (rc == STAPI_RC_OK) {
-        rc = stapi::beginGatewayQuery(gwTok);
+        rc = hold.beginQuery(gwTok);
     }
     if (rc == STAPI_RC_OK) {
-        rc = runHeldQuery(query, gwTok, ids);
         ResultSetToken* const resultSet = gwTok->connRSToken;
-        const int32_t useRc = stapi::endGatewayUse(gwTok);
-        if (useRc != STAPI_RC_OK) {
-            rc = useRc;
-        } else if (rc == STAPI_RC_OK) {
+        rc = endQuery(query, &hold, runHeldQuery(query, gwTok, ids));
+        if (rc == STAPI_RC_OK) {
             *resultSetPtr = resultSet;
-        } else if (isConnectionDead(rc)) {
-            query.traceRemoval(gwTok, rc);
-            stapi::deleteGatewayToken(&gwTok, 1);
         }
     }
     return rc;
@@ -100,186 +194,67 @@ int32_t runQuery(const Query& query, GatewayToken* gwTok, const char* ids, Resul
 }  // namespace
 
 int32_t getResourceGroupIds(GatewayToken* gwTok, ResultSetToken** resGrpIdRSPtr) {
-    constexpr Query query = {
-        false,
-        false,
-        [](int32_t socket, QueryBuffer* result, const char*) {
-            return stapi::commsResourceGroupsIds(socket, &result->buffer, &result->length);
-        },
-        [](const GatewayToken* token) {
-            TRACE_EXC(1012, "API.getResourceGroupIds(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
-        },
-        [](const char*) { TRACE_EVENT(1128, "API.getResourceGroupIds Getting Resource Group Ids\n"); },
-        [](const ResultSetToken* resultSet, const char* buffer) {
-            TRACE_DEBUG(1010, "API.getResourceGroupIds() result set pointer (%p)\n",
-                        static_cast<const void*>(resultSet));
-            TRACE_DEBUG(1011, "API.getResourceGroupIds() result set buffer (%p)\n", static_cast<const void*>(buffer));
-        },
-        [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1013, "API.getResourceGroupIds Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
-        }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1009, "API.getResourceGroupIds(gwTok=%p resGrpIdRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<void*>(resGrpIdRSPtr));
+    TRACE_ENTRY(1009, "API.getResourceGroupIds(gwTok=%p resGrpIdRSPtr=%p)\n", at(gwTok), at(resGrpIdRSPtr));
     if (rc == STAPI_RC_OK) {
-        rc = runQuery(query, gwTok, nullptr, resGrpIdRSPtr);
+        rc = runQuery(kResourceGroupIds, gwTok, nullptr, resGrpIdRSPtr);
     }
     TRACE_EXIT(1014, "API.getResourceGroupIds() rc=%d\n", rc);
     return rc;
 }
 
 int32_t getStatIds(GatewayToken* gwTok, ResultSetToken** rs) {
-    constexpr Query query = {
-        false,
-        true,
-        [](int32_t socket, QueryBuffer* result, const char*) {
-            return stapi::commsStatIds(socket, &result->buffer, &result->length);
-        },
-        [](const GatewayToken* token) {
-            TRACE_EXC(1022, "API.getStatIds(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
-        },
-        [](const char*) { TRACE_EVENT(1130, "API.getStatIds Getting Stat Ids from the Gateway\n"); },
-        [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1021, "API.getStatIds() result set pointer (%p)\n", static_cast<const void*>(resultSet));
-        },
-        [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1023, "API.getStatIds Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
-        }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1020, "API.getStatIds(gwTok=%p,rs=%p)\n", static_cast<void*>(gwTok), static_cast<void*>(rs));
+    TRACE_ENTRY(1020, "API.getStatIds(gwTok=%p,rs=%p)\n", at(gwTok), at(rs));
     if (rc == STAPI_RC_OK) {
-        rc = runQuery(query, gwTok, nullptr, rs);
+        rc = runQuery(kStatIds, gwTok, nullptr, rs);
     }
-    TRACE_EXIT(1024, "API.getStatIds(gwTok=%p,rs=%p) rc=%d\n", static_cast<void*>(gwTok), static_cast<void*>(rs), rc);
+    TRACE_EXIT(1024, "API.getStatIds(gwTok=%p,rs=%p) rc=%d\n", at(gwTok), at(rs), rc);
     return rc;
 }
 
 int32_t getStatIdsByStatGroupId(GatewayToken* gwTok, const char* providerIdsPtr, ResultSetToken** statIdRsPtr) {
-    constexpr Query query = {
-        true,
-        true,
-        [](int32_t socket, QueryBuffer* result, const char* ids) {
-            return stapi::commsStatIdsByStatGroupId(socket, &result->buffer, &result->length, ids);
-        },
-        [](const GatewayToken* token) {
-            TRACE_EXC(1017, "API.getStatIdsByStatGroupId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
-        },
-        [](const char* ids) {
-            TRACE_EVENT(1129, "API.getStatIdsByStatGroupId Getting Stat Ids for Stat Group Ids %s\n", ids);
-        },
-        [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1016, "API.getStatIdsByStatGroupId() result set pointer (%p)\n",
-                        static_cast<const void*>(resultSet));
-        },
-        [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1018, "API.getStatIdsByStatGroupId Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
-        }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1015, "API.getStatIdsByStatGroupId(gwTok=%p,providerIdsPtr=%p,statIdRsPtr=%p)\n",
-                static_cast<void*>(gwTok), static_cast<const void*>(providerIdsPtr), static_cast<void*>(statIdRsPtr));
+    TRACE_ENTRY(1015, "API.getStatIdsByStatGroupId(gwTok=%p,providerIdsPtr=%p,statIdRsPtr=%p)\n", at(gwTok),
+                at(providerIdsPtr), at(statIdRsPtr));
     if (rc == STAPI_RC_OK) {
-        rc = runQuery(query, gwTok, providerIdsPtr, statIdRsPtr);
+        rc = runQuery(kStatIdsByStatGroupId, gwTok, providerIdsPtr, statIdRsPtr);
     }
-    TRACE_EXIT(1019, "API.getStatIdsByStatGroupId(gwTok=%p,query=%s,rs=%p) rc=%d\n", static_cast<void*>(gwTok),
-               providerIdsPtr, static_cast<void*>(statIdRsPtr), rc);
+    TRACE_EXIT(1019, "API.getStatIdsByStatGroupId(gwTok=%p,query=%s,rs=%p) rc=%d\n", at(gwTok), providerIdsPtr,
+               at(statIdRsPtr), rc);
     return rc;
 }
 
 int32_t getStats(GatewayToken* gwTok, ResultSetToken** statRSPtr) {
-    constexpr Query query = {
-        false,
-        true,
-        [](int32_t socket, QueryBuffer* result, const char*) {
-            return stapi::commsStats(socket, &result->buffer, &result->length);
-        },
-        [](const GatewayToken* token) {
-            TRACE_EXC(1027, "API.getStats(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
-        },
-        [](const char*) { TRACE_EVENT(1130, "API.getStats Getting all Stats from the Gateway Daemon\n"); },
-        [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1026, "API.getStats() result set pointer (%p)\n", static_cast<const void*>(resultSet));
-        },
-        [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1028, "API.getStats Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
-        }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1025, "API.getStats(gwTok=%p,statRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<void*>(statRSPtr));
+    TRACE_ENTRY(1025, "API.getStats(gwTok=%p,statRSPtr=%p)\n", at(gwTok), at(statRSPtr));
     if (rc == STAPI_RC_OK) {
-        rc = runQuery(query, gwTok, nullptr, statRSPtr);
+        rc = runQuery(kStats, gwTok, nullptr, statRSPtr);
     }
-    TRACE_EXIT(1029, "API.getStats(gwTok=%p,rs=%p) rc=%d\n", static_cast<void*>(gwTok), static_cast<void*>(statRSPtr),
-               rc);
+    TRACE_EXIT(1029, "API.getStats(gwTok=%p,rs=%p) rc=%d\n", at(gwTok), at(statRSPtr), rc);
     return rc;
 }
 
 int32_t getStatsByStatId(GatewayToken* gwTok, const char* statIdsPtr, ResultSetToken** statRSPtr) {
-    constexpr Query query = {
-        true,
-        true,
-        [](int32_t socket, QueryBuffer* result, const char* ids) {
-            return stapi::commsStatsByStatId(socket, &result->buffer, &result->length, ids);
-        },
-        [](const GatewayToken* token) {
-            TRACE_EXC(1032, "API.getStatsByStatId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
-        },
-        [](const char* ids) { TRACE_EVENT(1131, "API.getStatsByStatId Getting Stats for Stat Ids %s\n", ids); },
-        [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1031, "API.getStatsByStatId() result set pointer (%p)\n", static_cast<const void*>(resultSet));
-        },
-        [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1033, "API.getStatsByStatId Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
-        }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1030, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<const void*>(statIdsPtr), static_cast<void*>(statRSPtr));
+    TRACE_ENTRY(1030, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p)\n", at(gwTok), at(statIdsPtr),
+                at(statRSPtr));
     if (rc == STAPI_RC_OK) {
-        rc = runQuery(query, gwTok, statIdsPtr, statRSPtr);
+        rc = runQuery(kStatsByStatId, gwTok, statIdsPtr, statRSPtr);
     }
-    TRACE_EXIT(1034, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p) rc=%d\n", static_cast<void*>(gwTok),
-               static_cast<const void*>(statIdsPtr), static_cast<void*>(statRSPtr), rc);
+    TRACE_EXIT(1034, "API.getStatsByStatId(gwTok=%p,statIdsPtr=%p,statRSPtr=%p) rc=%d\n", at(gwTok), at(statIdsPtr),
+               at(statRSPtr), rc);
     return rc;
 }
 
 int32_t getStatsByStatGroupId(GatewayToken* gwTok, const char* providerIdPtr, ResultSetToken** statRSPtr) {
-    constexpr Query query = {
-        true,
-        true,
-        [](int32_t socket, QueryBuffer* result, const char* ids) {
-            return stapi::commsStatsByStatGroupId(socket, &result->buffer, &result->length, ids);
-        },
-        [](const GatewayToken* token) {
-            TRACE_EXC(1037, "API.getStatsByStatGroupId(gwTok=%p) resultSetBuf is NULL. Connection may have gone.\n",
-                      static_cast<const void*>(token));
-        },
-        [](const char* ids) {
-            TRACE_EVENT(1132, "API.getStatsByStatGroupId Getting Stats for Stat Group Ids %s\n", ids);
-        },
-        [](const ResultSetToken* resultSet, const char*) {
-            TRACE_DEBUG(1036, "API.getStatsByStatGroupId() result set pointer (%p)\n",
-                        static_cast<const void*>(resultSet));
-        },
-        [](const GatewayToken* token, int32_t failure) {
-            TRACE_EVENT(1038, "API.getStatsByStatGroupId Removing GatewayToken %p due to comms failure %d\n",
-                        static_cast<const void*>(token), failure);
-        }};
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1035, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p)\n", static_cast<void*>(gwTok),
-                static_cast<const void*>(providerIdPtr), static_cast<void*>(statRSPtr));
+    TRACE_ENTRY(1035, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p)\n", at(gwTok),
+                at(providerIdPtr), at(statRSPtr));
     if (rc == STAPI_RC_OK) {
-        rc = runQuery(query, gwTok, providerIdPtr, statRSPtr);
+        rc = runQuery(kStatsByStatGroupId, gwTok, providerIdPtr, statRSPtr);
     }
-    TRACE_EXIT(1039, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p) rc=%d\n",
-               static_cast<void*>(gwTok), static_cast<const void*>(providerIdPtr), static_cast<void*>(statRSPtr), rc);
+    TRACE_EXIT(1039, "API.getStatsByStatGroupId(gwTok=%p,providerIdPtr=%p,statRSPtr=%p) rc=%d\n", at(gwTok),
+               at(providerIdPtr), at(statRSPtr), rc);
     return rc;
 }

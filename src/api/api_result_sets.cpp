@@ -7,6 +7,8 @@
 #include "diag/stapi_zul_memory.h"
 #include "impl/stapi_zul_impl.h"
 
+using stapi::at;
+
 namespace {
 
 using stapi::ResultSetContent;
@@ -39,7 +41,7 @@ void takeId(QueryString* query, int32_t queryElementRC, const char* id, uint32_t
 }
 
 void takeAllIds(ResultSetToken* rsPtr, QueryString* query) {
-    stapi::IdData data = {};
+    IdData data = {};
     int32_t stepRc = stapi::getFirstIdInternal(rsPtr, &data);
     while (stepRc == STAPI_RC_OK) {
         takeId(query, data.queryElementRC, data.idPtr, data.idLen);
@@ -48,7 +50,7 @@ void takeAllIds(ResultSetToken* rsPtr, QueryString* query) {
 }
 
 void takeAllStatIds(ResultSetToken* rsPtr, QueryString* query) {
-    stapi::StatData data = {};
+    StatData data = {};
     int32_t stepRc = stapi::getFirstStatInternal(rsPtr, &data);
     while (stepRc == STAPI_RC_OK) {
         takeId(query, data.queryElementRC, data.statIdPtr, data.statIdLen);
@@ -69,7 +71,7 @@ int32_t buildQueryString(ResultSetToken* rsPtr, char* scratch, char** idQueryStr
         std::memcpy(rsPtr->verifiedQueryString, query.text, query.textLength + 1);
         *idQueryStringPtr = rsPtr->verifiedQueryString;
         TRACE_EVENT(1141, "API.getIdQuery Created query string %s from results in result set token %p\n",
-                    rsPtr->verifiedQueryString, static_cast<void*>(rsPtr));
+                    rsPtr->verifiedQueryString, at(rsPtr));
     } else {
         rc = STAPI_RC_QUERY_STRING_FAILED;
     }
@@ -83,7 +85,7 @@ int32_t copyBuffer(const ResultSetToken* source, ResultSetToken* copy, ResultSet
     const size_t size = stapi::resultSetAllocation(source->resultSetBufLen);
     copy->resultSetBuf = static_cast<char*>(stapi::allocateMemory(size));
     TRACE_DEBUG(1076, "API.copyResultSet Called malloc for %d bytes. rc=%p\n", source->resultSetBufLen,
-                static_cast<void*>(copy->resultSetBuf));
+                at(copy->resultSetBuf));
     if (copy->resultSetBuf == nullptr) {
         TRACE_EXC(1077, "API.copyResultSet() Malloc failed for %d bytes\n", source->resultSetBufLen);
         rc = STAPI_RC_NO_MEMORY;
@@ -92,37 +94,32 @@ int32_t copyBuffer(const ResultSetToken* source, ResultSetToken* copy, ResultSet
         stapi::storeDataCursor(copy, copy->resultSetBuf);
         copy->rsState = source->rsState;
         std::memcpy(copy->resultSetBuf, source->resultSetBuf, size);
-        TRACE_EVENT(1135, "API.copyResultSet Copied resultsetbuffer from %p to %p\n", static_cast<const void*>(source),
-                    static_cast<const void*>(tarRsPtr));
+        TRACE_EVENT(1135, "API.copyResultSet Copied resultsetbuffer from %p to %p\n", at(source), at(tarRsPtr));
     }
     return rc;
 }
 
 void releaseCopyBuffer(ResultSetToken* rsPtr) {
     if (rsPtr->resultSetBuf != nullptr) {
-        TRACE_DEBUG(1085, "API.freeResultSet() free result set buffer storage (%p)\n",
-                    static_cast<void*>(rsPtr->resultSetBuf));
+        TRACE_DEBUG(1085, "API.freeResultSet() free result set buffer storage (%p)\n", at(rsPtr->resultSetBuf));
         stapi::releaseMemory(rsPtr->resultSetBuf);
         rsPtr->resultSetBuf = nullptr;
     } else {
-        TRACE_EXC(1086, "API.freeResultSet(rsPtr=%p) Result set buffer pointer was already null\n",
-                  static_cast<void*>(rsPtr));
+        TRACE_EXC(1086, "API.freeResultSet(rsPtr=%p) Result set buffer pointer was already null\n", at(rsPtr));
     }
 }
 
 int32_t checkFreeArguments(ResultSetToken* const* rsPtr) {
     int32_t rc = STAPI_RC_OK;
     if (rsPtr == nullptr) {
-        TRACE_EXC(1081, "API.freeResultSet(&rsPtr=%p) Supplied result set pointer is NULL\n",
-                  static_cast<const void*>(rsPtr));
+        TRACE_EXC(1081, "API.freeResultSet(&rsPtr=%p) Supplied result set pointer is NULL\n", at(rsPtr));
         rc = STAPI_RC_NULL_RESULT_SET_POINTER;
     } else if (*rsPtr == nullptr) {
-        TRACE_EXC(1082, "API.freeResultSet(&rsPtr=%p) Supplied result set token is NULL\n",
-                  static_cast<const void*>(rsPtr));
+        TRACE_EXC(1082, "API.freeResultSet(&rsPtr=%p) Supplied result set token is NULL\n", at(rsPtr));
         rc = STAPI_RC_NULL_RESULT_SET;
     } else if ((*rsPtr)->owner != stapi::OWNER_USER) {
-        TRACE_EXC(1083, "API.freeResultSet(rsPtr=%p) Cannot free result sets with owner=%d\n",
-                  static_cast<const void*>(*rsPtr), (*rsPtr)->owner);
+        TRACE_EXC(1083, "API.freeResultSet(rsPtr=%p) Cannot free result sets with owner=%d\n", at(*rsPtr),
+                  (*rsPtr)->owner);
         rc = STAPI_RC_NOT_USER_RESULT_SET;
     }
     return rc;
@@ -132,8 +129,8 @@ int32_t checkFreeArguments(ResultSetToken* const* rsPtr) {
 int32_t releaseCopy(ResultSetToken** rsPtr) {
     int32_t rc = STAPI_RC_OK;
     if ((*rsPtr)->owner != stapi::OWNER_USER) {
-        TRACE_EXC(1084, "API.freeResultSet(rsPtr=%p) Cannot free result sets with owner=%d\n",
-                  static_cast<const void*>(*rsPtr), (*rsPtr)->owner);
+        TRACE_EXC(1084, "API.freeResultSet(rsPtr=%p) Cannot free result sets with owner=%d\n", at(*rsPtr),
+                  (*rsPtr)->owner);
         rc = STAPI_RC_NOT_USER_RESULT_SET;
     } else {
         const void* const released = *rsPtr;
@@ -149,8 +146,7 @@ int32_t releaseCopy(ResultSetToken** rsPtr) {
 int32_t getIdQuery(ResultSetToken* rsPtr, char** idQueryStringPtr) {
     int32_t rc = stapi::stapiInit();
     int32_t goodIdCount = 0;
-    TRACE_ENTRY(1040, "API.getIdQuery(rsPtr=%p,idQueryStringPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(idQueryStringPtr));
+    TRACE_ENTRY(1040, "API.getIdQuery(rsPtr=%p,idQueryStringPtr=%p)\n", at(rsPtr), at(idQueryStringPtr));
     stapi::MemoryHolder<char> scratch;
     if (rc == STAPI_RC_OK) {
         scratch.reset(static_cast<char*>(stapi::allocateMemory(stapi::kQueryStringArea)));
@@ -171,22 +167,20 @@ int32_t getIdQuery(ResultSetToken* rsPtr, char** idQueryStringPtr) {
     if (rc == STAPI_RC_OK) {
         rc = buildQueryString(rsPtr, scratch.get(), idQueryStringPtr, &goodIdCount);
     }
-    TRACE_EXIT(1042, "API.getIdQuery(rsPtr=%p) goodIdCount=%d rc=%d\n", static_cast<void*>(rsPtr), goodIdCount, rc);
+    TRACE_EXIT(1042, "API.getIdQuery(rsPtr=%p) goodIdCount=%d rc=%d\n", at(rsPtr), goodIdCount, rc);
     return rc;
 }
 
 int32_t copyResultSet(ResultSetToken* srcRsPtr, ResultSetToken** tarRsPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1072, "API.copyResultSet(srcRsPtr=%p,&tarRsPtr=%p)\n", static_cast<void*>(srcRsPtr),
-                static_cast<void*>(tarRsPtr));
+    TRACE_ENTRY(1072, "API.copyResultSet(srcRsPtr=%p,&tarRsPtr=%p)\n", at(srcRsPtr), at(tarRsPtr));
     if (rc == STAPI_RC_OK) {
         if (srcRsPtr == nullptr) {
             rc = STAPI_RC_NULL_RESULT_SET;
         } else if (tarRsPtr == nullptr) {
             rc = STAPI_RC_NULL_RESULT_SET_POINTER;
         } else if (srcRsPtr->resultSetBuf == nullptr) {
-            TRACE_EXC(1073, "API.copyResultSet(srcRs=%p) resultSetBuf is NULL - no data to copy\n",
-                      static_cast<void*>(srcRsPtr));
+            TRACE_EXC(1073, "API.copyResultSet(srcRs=%p) resultSetBuf is NULL - no data to copy\n", at(srcRsPtr));
             rc = STAPI_RC_NO_RESULT_BUFFER;
         } else if (stapi::resultSetContent(srcRsPtr) == ResultSetContent::none) {
             TRACE_EXC(1074, "API.copyResultSet Resultset does not contain recognised content\n");
@@ -201,38 +195,36 @@ int32_t copyResultSet(ResultSetToken* srcRsPtr, ResultSetToken** tarRsPtr) {
         if (rc != STAPI_RC_OK) {
             TRACE_EXC(1078, "API.copyResultSet() Invalid source resultset zulStatRc=d\n");
         } else {
-            TRACE_EVENT(1075, "API.copyResultSet(srcRs=%p,&tarRsPtr=%p) Created result set token(%p)\n",
-                        static_cast<void*>(srcRsPtr), static_cast<void*>(tarRsPtr), static_cast<void*>(*tarRsPtr));
+            TRACE_EVENT(1075, "API.copyResultSet(srcRs=%p,&tarRsPtr=%p) Created result set token(%p)\n", at(srcRsPtr),
+                        at(tarRsPtr), at(*tarRsPtr));
             rc = copyBuffer(srcRsPtr, *tarRsPtr, tarRsPtr);
         }
     }
-    TRACE_EXIT(1079, "API.copyResultSet(srcRs=%p,tarRsPtr=%p) rc=%d\n", static_cast<void*>(srcRsPtr),
-               static_cast<void*>(tarRsPtr), rc);
+    TRACE_EXIT(1079, "API.copyResultSet(srcRs=%p,tarRsPtr=%p) rc=%d\n", at(srcRsPtr), at(tarRsPtr), rc);
     return rc;
 }
 
 int32_t freeResultSet(ResultSetToken** rsPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1080, "API.freeResultSet(&rsPtr=%p)\n", static_cast<void*>(rsPtr));
+    TRACE_ENTRY(1080, "API.freeResultSet(&rsPtr=%p)\n", at(rsPtr));
     if (rc == STAPI_RC_OK) {
         rc = checkFreeArguments(rsPtr);
     }
     if (rc == STAPI_RC_OK) {
         rc = releaseCopy(rsPtr);
     }
-    TRACE_EXIT(1087, "API.freeResultSet(&rsPtr=%p) rc=%d\n", static_cast<void*>(rsPtr), rc);
+    TRACE_EXIT(1087, "API.freeResultSet(&rsPtr=%p) rc=%d\n", at(rsPtr), rc);
     return rc;
 }
 
 int32_t dumpResultSet(ResultSetToken* rsPtr) {
     int32_t rc = stapi::stapiInit();
-    TRACE_ENTRY(1102, "API.dumpResultSet(rsPtr=%p)\n", static_cast<void*>(rsPtr));
+    TRACE_ENTRY(1102, "API.dumpResultSet(rsPtr=%p)\n", at(rsPtr));
     if (rc == STAPI_RC_OK) {
         if (rsPtr == nullptr) {
             rc = STAPI_RC_NULL_RESULT_SET;
         } else if (rsPtr->resultSetBuf == nullptr) {
-            TRACE_EXC(1103, "API.dumpResultSet(rsPtr=%p) resultSetBuf is NULL - no data to dump\n",
-                      static_cast<void*>(rsPtr));
+            TRACE_EXC(1103, "API.dumpResultSet(rsPtr=%p) resultSetBuf is NULL - no data to dump\n", at(rsPtr));
             rc = STAPI_RC_NO_RESULT_BUFFER;
         } else if (stapi::resultSetContent(rsPtr) == ResultSetContent::none) {
             TRACE_EXC(1104, "API.dumpResultSet Resultset does not contain recognised content\n");
@@ -245,6 +237,6 @@ int32_t dumpResultSet(ResultSetToken* rsPtr) {
     if (rc == STAPI_RC_OK) {
         stapi::dumpResultSetInternal(rsPtr);
     }
-    TRACE_EXIT(1105, "API.dumpResultSet(rsPtr=%p) rc=%d\n", static_cast<void*>(rsPtr), rc);
+    TRACE_EXIT(1105, "API.dumpResultSet(rsPtr=%p) rc=%d\n", at(rsPtr), rc);
     return rc;
 }

@@ -8,6 +8,19 @@
 
 #include "resultset/stapi_zul_resultsetbuffer.h"
 
+namespace stapi {
+
+// Where a token is in its life; gateway/token_life.h has the transitions.
+enum class TokenState : int32_t {
+    connecting,  // on the list; its owner is opening it
+    idle,        // on the list; nobody uses it
+    inUse,       // on the list; its owner is in the middle of a query
+    abandoned,   // off the list: another thread has closed it while its owner was at it; the owner releases it
+    closing      // off the list; the thread that took it off closes and releases it
+};
+
+}  // namespace stapi
+
 struct GatewayToken {
     char eyecatcher[8];           // "ZULGWTOK", no NUL
     int32_t port;                 // as given at creation
@@ -20,9 +33,8 @@ struct GatewayToken {
     uint32_t owningTid;
     char* protocolVersion;        // the daemon's protocol version; owned
     GatewayToken* nextGwyTokPtr;  // next on the list of connections, or null
-    // Behind the fields above, what keeps threads apart; guarded by the list's lock.
-    bool busy;                   // the owner is in the middle of opening or of a query
-    bool abandoned;              // another thread has closed it meanwhile: the owner releases it
+    // Behind the record proper.
+    stapi::TokenState state;     // guarded by the list's lock
     size_t protocolVersionSize;  // size of the protocolVersion area
 };
 

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "diag/return_codes.h"
-#include "diag/stapi_zul_diag.h"
+#include "api/zulstats64.h"
 #include "diag/stapi_zul_memory.h"
+#include "diag/trace_point.h"
 #include "platform/platform.h"
 #include "wire/wire_writer.h"
 
@@ -38,8 +38,8 @@ HexDumpArea lengthDump(const void* address, int32_t length) {
 // Sends the request; -1 when nothing could be sent.
 int32_t sendRequest(int32_t socketDesc, int32_t datalen, const uint8_t* data, ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_DATA(3226, "stapi_zul_socketcomms.flow data=%p len=%d stopword=%8.8X\n", lengthDump(data, datalen),
-               static_cast<const void*>(data), datalen, 0);
+    TRACE_DATA(3226, lengthDump(data, datalen), "stapi_zul_socketcomms.flow data=%p len=%d stopword=%8.8X\n", at(data),
+               datalen, 0);
     const platform::SocketResult sent = platform::sendBytes(socketDesc, data, static_cast<size_t>(datalen));
     if (sent.value < 1) {
         TRACE_EXC(3228, "stapi_zul_socketcomms.flow Unable to write data to socket rc=%d\n", sent.value);
@@ -84,7 +84,7 @@ int32_t receiveHeader(int32_t socketDesc, size_t nameLength, HeaderRecord* heade
     const size_t size = frameLength(nameLength, 0);
     const MemoryHolder<uint8_t> block(static_cast<uint8_t*>(allocateMemory(size)));
     TRACE_DEBUG(3230, "stapi_zul_socketcomms.flow Called malloc for %d bytes. rc=%p\n", static_cast<int32_t>(size),
-                static_cast<const void*>(block.get()));
+                at(block.get()));
     if (block == nullptr) {
         TRACE_EXC(3231, "stapi_zul_socketcomms.flowFailed to allocate %d bytes.\n", static_cast<int32_t>(size));
         rc = STAPI_RC_NO_MEMORY;
@@ -97,7 +97,7 @@ int32_t receiveHeader(int32_t socketDesc, size_t nameLength, HeaderRecord* heade
     }
     if (rc == STAPI_RC_OK) {
         populateHeader(block.get(), header, size);
-        TRACE_DEBUG(3232, "stapi_zul_socketcomms.flow Free header data %p\n", static_cast<const void*>(block.get()));
+        TRACE_DEBUG(3232, "stapi_zul_socketcomms.flow Free header data %p\n", at(block.get()));
     }
     return rc;
 }
@@ -109,10 +109,9 @@ int32_t receiveBody(int32_t socketDesc, int32_t bodyLength, uint8_t** data, Reas
     releaseMemory(*data);
     *data = nullptr;
     TRACE_DEBUG(3233, "stapi_zul_socketcomms.flow Free call data %p\n", released);
-    TRACE_DEBUG(3234, "stapi_zul_socketcomms.flow (re-)malloc call &data %p\n", static_cast<const void*>(data));
+    TRACE_DEBUG(3234, "stapi_zul_socketcomms.flow (re-)malloc call &data %p\n", at(data));
     *data = static_cast<uint8_t*>(allocateMemory(static_cast<size_t>(bodyLength)));
-    TRACE_DEBUG(3235, "stapi_zul_socketcomms.flow Called malloc for %d bytes. rc=%p\n", bodyLength,
-                static_cast<const void*>(*data));
+    TRACE_DEBUG(3235, "stapi_zul_socketcomms.flow Called malloc for %d bytes. rc=%p\n", bodyLength, at(*data));
     if (*data == nullptr) {
         TRACE_EXC(3236, "stapi_zul_socketcomms.flow Failed to allocate %d bytes.\n", bodyLength);
         rc = STAPI_RC_NO_MEMORY;
@@ -131,7 +130,7 @@ int32_t receiveReply(int32_t socketDesc, uint8_t** data, const char* requestName
             rc = receiveBody(socketDesc, bodyLength, data, reasons);
         } else {
             TRACE_DEBUG(3237, "stapi_zul_socketcomms.flow Managed to read in whole response in one go. data=0x%p\n",
-                        static_cast<const void*>(*data));
+                        at(*data));
         }
     }
     if (rc == STAPI_RC_OK) {
@@ -227,7 +226,7 @@ int32_t takeCallData(WireReader* reader, size_t size, AdminRequest* request) {
     const size_t payloadSize = size - kAdminReplyWithFlag;
     request->callData = static_cast<uint8_t*>(allocateMemory(payloadSize));
     TRACE_DEBUG(3203, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(payloadSize), static_cast<const void*>(request->callData));
+                static_cast<int32_t>(payloadSize), at(request->callData));
     if (request->callData == nullptr) {
         TRACE_EXC(3204, "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n",
                   static_cast<int32_t>(size));
@@ -274,6 +273,82 @@ int32_t readAdminReply(const uint8_t* body, size_t size, AdminRequest* request, 
     return rc;
 }
 
+int32_t takeNothingFromReply(const uint8_t*, size_t) {
+    return STAPI_RC_OK;
+}
+
+// What one of the requests writes to the trace about its block.
+struct RequestPoints {
+    TracePoint<int32_t, const void*> allocated;
+    TracePoint<int32_t> notAllocated;
+    TracePoint<const void*> release;
+};
+
+constexpr RequestPoints kHandshakePoints = {
+    .allocated = {TraceWord::debug, 3216,
+                  "stapi_zul_socketcomms.flowHandshakeRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3217,
+                     "stapi_zul_socketcomms.flowHandshakeRequestFailed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3218, "stapi_zul_socketcomms.flowHandshakeRequest Free handshake data %p\n"},
+};
+
+constexpr RequestPoints kAuthorisationPoints = {
+    .allocated = {TraceWord::debug, 3210, "stapi_zul_socketcomms.flowAuthRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3211, "stapi_zul_socketcomms.flowAuthRequestFailed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3213, "stapi_zul_socketcomms.flowAuthRequest Free request data %p\n"},
+};
+
+constexpr RequestPoints kClosePoints = {
+    .allocated = {TraceWord::debug, 3221, "stapi_zul_socketcomms.flowCloseRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3222,
+                     "stapi_zul_socketcomms.flowCloseRequest Failed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3223, "stapi_zul_socketcomms.flowCloseRequest Free close request data %p\n"},
+};
+
+constexpr RequestPoints kAdminPoints = {
+    .allocated = {TraceWord::debug, 3201, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 3202,
+                     "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n"},
+    .release = {TraceWord::debug, 3207, "stapi_zul_socketcomms.flowAdminRequest Free request data %p\n"},
+};
+
+// The exchange of a request whose block stands ready in *data: body and reply are the request's own affair.
+template <typename WriteBody, typename ReadReply>
+int32_t exchangeRequest(int32_t socketDesc, size_t size, uint8_t** data, HeaderRecord* header, ReasonsBlock* reasons,
+                        WriteBody writeBody, ReadReply readReply) {
+    const char* const requestName = header->serverProgramName;
+    writeHeader(header, *data);
+    WireWriter body = bodyWriter(*data, *header);
+    writeBody(&body);
+    // A body that does not fill its announced length would put the daemon out of step, so it is not sent.
+    int32_t rc = isFilled(body) ? flow(socketDesc, static_cast<int32_t>(size), data, requestName, header, reasons)
+                                : kExchangeNotSent;
+    if (rc == STAPI_RC_OK) {
+        rc = readReply(*data, heldLength(*header, size));
+    }
+    return rc;
+}
+
+// Every request but its entry and exit: its block, the exchange, and the release of the block that holds the reply
+// then.
+template <typename WriteBody, typename ReadReply>
+int32_t flowRequest(const RequestPoints& points, int32_t socketDesc, HeaderRecord* header, ReasonsBlock* reasons,
+                    WriteBody writeBody, ReadReply readReply) {
+    int32_t rc = STAPI_RC_OK;
+    const size_t size = frameLength(header->serverProgramNameLength, header->dataLength);
+    auto* data = static_cast<uint8_t*>(allocateMemory(size));
+    TRACE_POINT(points.allocated, static_cast<int32_t>(size), at(data));
+    if (data == nullptr) {
+        TRACE_POINT(points.notAllocated, static_cast<int32_t>(size));
+        rc = STAPI_RC_NO_MEMORY;
+    } else {
+        rc = exchangeRequest(socketDesc, size, &data, header, reasons, writeBody, readReply);
+        TRACE_POINT(points.release, at(data));
+        releaseMemory(data);
+    }
+    return rc;
+}
+
 }  // namespace
 
 void prepareHeader(HeaderRecord* header, uint32_t requestKind, uint32_t qualifier, const char* serverProgramName,
@@ -292,8 +367,7 @@ void prepareHeader(HeaderRecord* header, uint32_t requestKind, uint32_t qualifie
 // The writer and the reader take the two words at offsets 12 and 16 crosswise: a request's qualifier stands where a
 // reply has its return code.
 void writeHeader(const HeaderRecord* req, uint8_t* data) {
-    TRACE_ENTRY(3248, "stapi_zul_socketcomms.writeHeader(req=%p, data=%p)\n", static_cast<const void*>(req),
-                static_cast<const void*>(data));
+    TRACE_ENTRY(3248, "stapi_zul_socketcomms.writeHeader(req=%p, data=%p)\n", at(req), at(data));
     WireWriter writer = makeWireWriter(data, frameLength(req->serverProgramNameLength, 0));
     writeU32(&writer, req->eyecatcher);
     writeU32(&writer, req->version);
@@ -304,13 +378,11 @@ void writeHeader(const HeaderRecord* req, uint8_t* data) {
     writeBytes(&writer, req->serverProgramName, req->serverProgramNameLength);
     writeU8(&writer, req->headerFlagByte);
     writeU32(&writer, req->dataLength);
-    TRACE_EXIT(3249, "stapi_zul_socketcomms.writeHeader(req=%p, data=%p)\n", static_cast<const void*>(req),
-               static_cast<const void*>(data));
+    TRACE_EXIT(3249, "stapi_zul_socketcomms.writeHeader(req=%p, data=%p)\n", at(req), at(data));
 }
 
 void populateHeader(const uint8_t* data, HeaderRecord* req, size_t size) {
-    TRACE_ENTRY(3246, "stapi_zul_socketcomms.populateHeader(data=%p, req=%p)\n", static_cast<const void*>(data),
-                static_cast<const void*>(req));
+    TRACE_ENTRY(3246, "stapi_zul_socketcomms.populateHeader(data=%p, req=%p)\n", at(data), at(req));
     WireReader reader = makeWireReader(data, size);
     req->eyecatcher = readU32(&reader);
     req->version = readU32(&reader);
@@ -321,19 +393,18 @@ void populateHeader(const uint8_t* data, HeaderRecord* req, size_t size) {
     skipBytes(&reader, req->serverProgramNameLength);
     req->headerFlagByte = readU8(&reader);
     req->dataLength = readU32(&reader);
-    TRACE_EXIT(3247, "stapi_zul_socketcomms.populateHeader(data=%p, req=%p)\n", static_cast<const void*>(data),
-               static_cast<const void*>(req));
+    TRACE_EXIT(3247, "stapi_zul_socketcomms.populateHeader(data=%p, req=%p)\n", at(data), at(req));
 }
 
 int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf) {
     int32_t rc = 0;
     int32_t total = 0;
     TRACE_ENTRY(3239, "stapi_zul_socketcomms.readFromSocket(socketDesc=%d, dataSize=%d, dataBuf=%p)\n", socketDesc,
-                dataSize, static_cast<const void*>(dataBuf));
+                dataSize, at(dataBuf));
     platform::SocketResult piece = platform::receiveBytes(socketDesc, dataBuf, static_cast<size_t>(dataSize));
     TRACE_DEBUG(3240,
                 "stapi_zul_socketcomms.readFromSocket recv(socketDesc=%d, dataSize=%d, dataBuf=%p) readData=%d)\n",
-                socketDesc, dataSize, static_cast<const void*>(dataBuf), piece.value);
+                socketDesc, dataSize, at(dataBuf), piece.value);
     if (piece.value == 0) {
         rc = -1;
     } else if (piece.value < 0) {
@@ -347,7 +418,7 @@ int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf) {
         TRACE_DEBUG(
             3241,
             "stapi_zul_socketcomms.readFromSocket recv(socketDesc=%d, dataSize=%d, dataBuf=%p) readData=%d, totaldata=%d)\n",
-            socketDesc, dataSize, static_cast<const void*>(dataBuf), piece.value, total);
+            socketDesc, dataSize, at(dataBuf), piece.value, total);
         if (piece.value > 0) {
             total += piece.value;
         } else {
@@ -359,11 +430,11 @@ int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf) {
         std::memset(dataBuf + total, 0, static_cast<size_t>(dataSize - total));
     }
     if (total > 0) {
-        TRACE_DATA(3243, "stapi_zul_socketcomms.readFromSocket data=%p len=%d stopword=%8.8X\n",
-                   lengthDump(dataBuf, total), static_cast<const void*>(dataBuf), total, 0);
+        TRACE_DATA(3243, lengthDump(dataBuf, total),
+                   "stapi_zul_socketcomms.readFromSocket data=%p len=%d stopword=%8.8X\n", at(dataBuf), total, 0);
     }
     TRACE_EXIT(3245, "stapi_zul_socketcomms.readFromSocket(socketDesc=%d, dataSize=%d, dataBuf=%p) rc=%d\n", socketDesc,
-               dataSize, static_cast<const void*>(dataBuf), rc);
+               dataSize, at(dataBuf), rc);
     return rc;
 }
 
@@ -375,8 +446,7 @@ int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* re
     TRACE_ENTRY(
         3225,
         "stapi_zul_socketcomms.flow(socketDesc=%d, datalen=%d, &data=%p, requestName=%s, header=%p, reasons=%p)\n",
-        socketDesc, datalen, static_cast<const void*>(data), name, static_cast<const void*>(header),
-        static_cast<const void*>(reasons));
+        socketDesc, datalen, at(data), name, at(header), at(reasons));
     if (datalen < 1 || data == nullptr || *data == nullptr) {
         TRACE_EXC(3227, "stapi_zul_socketcomms.flow No data to flow!!\n");
         rc = kExchangeNotSent;
@@ -398,8 +468,7 @@ int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* re
     TRACE_EXIT(
         3238,
         "stapi_zul_socketcomms.flow(socketDesc=%d, datalen=%d, data=%p, requestName=%s, header=%p, reasons=%p) rc=%d\n",
-        socketDesc, datalen, static_cast<const void*>(data == nullptr ? nullptr : *data), name,
-        static_cast<const void*>(header), static_cast<const void*>(reasons), rc);
+        socketDesc, datalen, at(data == nullptr ? nullptr : *data), name, at(header), at(reasons), rc);
     return rc;
 }
 
@@ -409,124 +478,63 @@ size_t heldLength(const HeaderRecord& replyHeader, size_t requestLength) {
 }
 
 int32_t flowHandshakeRequest(int32_t socketDesc, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(3215, "stapi_zul_socketcomms.flowHandshakeRequest(socketDesc=%d, *reasons=%p)\n", socketDesc,
-                static_cast<const void*>(reasons));
+                at(reasons));
     HeaderRecord header = {};
     prepareHeader(&header, kRequestKindHandshake, 0, kServerBase, kHandshakeBodyLength);
-    const size_t size = frameLength(header.serverProgramNameLength, header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3216, "stapi_zul_socketcomms.flowHandshakeRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), static_cast<const void*>(data));
-    if (data == nullptr) {
-        TRACE_EXC(3217, "stapi_zul_socketcomms.flowHandshakeRequestFailed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&header, data);
-        WireWriter body = bodyWriter(data, header);
-        writeHandshakeBody(&body);
-        rc = flow(socketDesc, static_cast<int32_t>(size), &data, kServerBase, &header, reasons);
-        TRACE_DEBUG(3218, "stapi_zul_socketcomms.flowHandshakeRequest Free handshake data %p\n",
-                    static_cast<const void*>(data));
-        releaseMemory(data);
-    }
+    const int32_t rc =
+        flowRequest(kHandshakePoints, socketDesc, &header, reasons, writeHandshakeBody, takeNothingFromReply);
     TRACE_EXIT(3219, "stapi_zul_socketcomms.flowHandshakeRequest(socketDesc=%d, *reasons=%p) rc=%d\n", socketDesc,
-               static_cast<const void*>(reasons), rc);
+               at(reasons), rc);
     return rc;
 }
 
 int32_t flowAuthRequest(int32_t socketDesc, AuthorisationRecord* request, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(3209, "stapi_zul_socketcomms.flowAuthRequest(socketDesc=%d, *request=%p, *reasons=%p)\n", socketDesc,
-                static_cast<const void*>(request), static_cast<const void*>(reasons));
-    const size_t size = frameLength(request->header.serverProgramNameLength, request->header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3210, "stapi_zul_socketcomms.flowAuthRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), static_cast<const void*>(data));
-    if (data == nullptr) {
-        TRACE_EXC(3211, "stapi_zul_socketcomms.flowAuthRequestFailed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&request->header, data);
-        WireWriter body = bodyWriter(data, request->header);
-        writeAuthorisationBody(&body, *request);
-        rc = flow(socketDesc, static_cast<int32_t>(size), &data, request->header.serverProgramName, &request->header,
-                  reasons);
-        if (rc == STAPI_RC_OK) {
-            rc = readAuthorisationReply(data, heldLength(request->header, size), request, reasons);
-        }
-        TRACE_DEBUG(3213, "stapi_zul_socketcomms.flowAuthRequest Free request data %p\n",
-                    static_cast<const void*>(data));
-        releaseMemory(data);
-    }
+                at(request), at(reasons));
+    const int32_t rc = flowRequest(
+        kAuthorisationPoints, socketDesc, &request->header, reasons,
+        [request](WireWriter* writer) { writeAuthorisationBody(writer, *request); },
+        [request, reasons](const uint8_t* body, size_t size) {
+            return readAuthorisationReply(body, size, request, reasons);
+        });
     TRACE_EXIT(3214, "stapi_zul_socketcomms.flowAuthRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
-               socketDesc, static_cast<const void*>(request), static_cast<const void*>(reasons), rc);
+               socketDesc, at(request), at(reasons), rc);
     return rc;
 }
 
 int32_t flowCloseRequest(int32_t socketDesc, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(3220, "stapi_zul_socketcomms.flowCloseRequest(socketDesc=%d, *reasons=%p)\n", socketDesc,
-                static_cast<const void*>(reasons));
+    TRACE_ENTRY(3220, "stapi_zul_socketcomms.flowCloseRequest(socketDesc=%d, *reasons=%p)\n", socketDesc, at(reasons));
     HeaderRecord header = {};
     prepareHeader(&header, kRequestKindClose, kCloseQualifier, kServerBase, 0);
-    const size_t size = frameLength(header.serverProgramNameLength, header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3221, "stapi_zul_socketcomms.flowCloseRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), static_cast<const void*>(data));
-    if (data == nullptr) {
-        TRACE_EXC(3222, "stapi_zul_socketcomms.flowCloseRequest Failed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&header, data);
-        rc = flow(socketDesc, static_cast<int32_t>(size), &data, kServerBase, &header, reasons);
-        TRACE_DEBUG(3223, "stapi_zul_socketcomms.flowCloseRequest Free close request data %p\n",
-                    static_cast<const void*>(data));
-        releaseMemory(data);
-    }
+    const int32_t rc = flowRequest(
+        kClosePoints, socketDesc, &header, reasons, [](WireWriter*) {}, takeNothingFromReply);
     TRACE_EXIT(3224, "stapi_zul_socketcomms.flowCloseRequest(socketDesc=%d, *reasons=%p) rc=%d\n", socketDesc,
-               static_cast<const void*>(reasons), rc);
+               at(reasons), rc);
     return rc;
 }
 
 int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock* reasons) {
-    int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(3200, "stapi_zul_socketcomms.flowAdminRequest(socketDesc=%d, *request=%p, *reasons=%p)\n", socketDesc,
-                static_cast<const void*>(request), static_cast<const void*>(reasons));
-    const size_t size = frameLength(request->header.serverProgramNameLength, request->header.dataLength);
-    auto* data = static_cast<uint8_t*>(allocateMemory(size));
-    TRACE_DEBUG(3201, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n",
-                static_cast<int32_t>(size), static_cast<const void*>(data));
-    if (data == nullptr) {
-        TRACE_EXC(3202, "stapi_zul_socketcomms.flowAdminRequestFailed to allocate %d bytes.\n",
-                  static_cast<int32_t>(size));
-        rc = STAPI_RC_NO_MEMORY;
-    } else {
-        writeHeader(&request->header, data);
-        WireWriter body = bodyWriter(data, request->header);
-        writeAdminBody(&body, *request);
-        // A body that does not fill its announced length would put the daemon out of step, so it is not sent.
-        rc = isFilled(body) ? flow(socketDesc, static_cast<int32_t>(size), &data, request->header.serverProgramName,
-                                   &request->header, reasons)
-                            : kExchangeNotSent;
-        if (rc == STAPI_RC_OK) {
-            rc = readAdminReply(data, heldLength(request->header, size), request, reasons);
-        }
-        TRACE_DEBUG(3207, "stapi_zul_socketcomms.flowAdminRequest Free request data %p\n",
-                    static_cast<const void*>(data));
-        releaseMemory(data);
-    }
+                at(request), at(reasons));
+    const int32_t rc = flowRequest(
+        kAdminPoints, socketDesc, &request->header, reasons,
+        [request](WireWriter* writer) { writeAdminBody(writer, *request); },
+        [request, reasons](const uint8_t* body, size_t size) { return readAdminReply(body, size, request, reasons); });
     TRACE_EXIT(3208, "stapi_zul_socketcomms.flowAdminRequest(socketDesc=%d, *request=%p, *reasons=%p) rc=%d\n",
-               socketDesc, static_cast<const void*>(request), static_cast<const void*>(reasons), rc);
+               socketDesc, at(request), at(reasons), rc);
     return rc;
 }
 
-bool isConnectionGone(int32_t exchangeRc, const ReasonsBlock& reasons) {
-    return exchangeRc == kExchangeNotSent ||
-           (exchangeRc == kGatewayCommsFailure && reasons.gwyRc == kGatewayConnectionGone);
+int32_t mapExchangeCode(int32_t exchangeRc, const ReasonsBlock& reasons) {
+    int32_t rc = STAPI_RC_OK;
+    if (exchangeRc == kExchangeNotSent ||
+        (exchangeRc == kGatewayCommsFailure && reasons.gwyRc == kGatewayConnectionGone)) {
+        rc = STAPI_RC_SOCKET_ERROR;
+    } else if (exchangeRc != STAPI_RC_OK) {
+        rc = STAPI_RC_BAD_EYECATCHER;
+    }
+    return rc;
 }
 
 }  // namespace stapi

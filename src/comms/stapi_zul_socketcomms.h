@@ -16,7 +16,7 @@ constexpr int32_t kExchangeNotSent = -1;
 constexpr int32_t kAuthorisationRefused = -2;
 constexpr int32_t kAdminRefused = -3;
 
-// The codes that say that the daemon has dropped the connection, see isConnectionGone.
+// The codes that say that the daemon has dropped the connection.
 constexpr int32_t kGatewayCommsFailure = -4;
 constexpr int32_t kGatewayConnectionGone = 61444;
 
@@ -62,8 +62,9 @@ int32_t flowCloseRequest(int32_t socketDesc, ReasonsBlock* reasons);
 // flow.
 int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock* reasons);
 
-// Whether a failed exchange means that the connection is gone.
-bool isConnectionGone(int32_t exchangeRc, const ReasonsBlock& reasons);
+// What the code of an exchange means for a caller of the library: 0; -102 the connection is gone; -122 any other
+// failure.
+int32_t mapExchangeCode(int32_t exchangeRc, const ReasonsBlock& reasons);
 
 }  // namespace stapi
 

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
+#include "api/zulstats64.h"
 #include "comms/stapi_zul_socketcomms.h"
-#include "diag/return_codes.h"
 #include "diag/stapi_zul_diag.h"
 #include "diag/stapi_zul_memory.h"
 
@@ -84,7 +84,7 @@ int32_t storeVersion(GatewayToken* token, const AdminRequest& admin) {
         const auto size = static_cast<int32_t>(length) + 1;
         const bool reserved = reserveVersionArea(token, static_cast<size_t>(size));
         TRACE_DEBUG(2203, "stapi_zul_statcomms.statProtocolVer Called malloc for %d bytes. rc=%p\n", size,
-                    static_cast<const void*>(token->protocolVersion));
+                    at(token->protocolVersion));
         if (reserved) {
             std::memcpy(token->protocolVersion, text, length);
             token->protocolVersion[length] = '\0';
@@ -100,8 +100,8 @@ int32_t parseReply(const char* queryType, const AdminRequest& admin, char** buff
     int32_t rc = STAPI_RC_OK;
     const auto dataLength = static_cast<int32_t>(admin.header.dataLength);
     const HexDumpArea payload = {admin.callData, dataLength, 0, admin.header.dataLength};
-    TRACE_DATA(2230, "stapi_zul_statcomms.statCommsString data=%p len=%d stopword=%8.8X\n", payload,
-               static_cast<const void*>(admin.callData), dataLength, 0);
+    TRACE_DATA(2230, payload, "stapi_zul_statcomms.statCommsString data=%p len=%d stopword=%8.8X\n", at(admin.callData),
+               dataLength, 0);
     if (std::strcmp(queryType, kQueryGetStats) == 0) {
         TRACE_DEBUG(2210, "stapi_zul_statcomms.statCommsString Successfully called the Gateway for Stats\n");
         rc = parseStatsData(admin.callData, buffer, bufferLen, admin.header.dataLength);
@@ -116,18 +116,18 @@ int32_t parseReply(const char* queryType, const AdminRequest& admin, char** buff
 
 int32_t getInitAdminRequest(int32_t socketDesc, AdminRequest* admin, ReasonsBlock* reasons) {
     TRACE_ENTRY(2214, "stapi_zul_statcomms.getInitAdminRequest(socketDesc=%d, admin=%p, reasons=%p)\n", socketDesc,
-                static_cast<const void*>(admin), static_cast<const void*>(reasons));
+                at(admin), at(reasons));
     prepareHeader(&admin->header, kRequestKindCommon, 0, kServerAdmin, kInitialiseBodyLength);
     admin->callType = kCallTypeInitialise;
     admin->callData = nullptr;
     const int32_t rc = flowAdminRequest(socketDesc, admin, reasons);
     TRACE_EXIT(2215, "stapi_zul_statcomms.getInitAdminRequest(socketDesc=%d, admin=%p, reasons=%p) rc=%d\n", socketDesc,
-               static_cast<const void*>(admin), static_cast<const void*>(reasons), rc);
+               at(admin), at(reasons), rc);
     return rc;
 }
 
 int32_t statProtocolVer(GatewayToken* gwTokPtr, ReasonsBlock* reasons) {
-    TRACE_ENTRY(2200, "stapi_zul_statcomms.statProtocolVer(gwTokPtr=%p)\n", static_cast<const void*>(gwTokPtr));
+    TRACE_ENTRY(2200, "stapi_zul_statcomms.statProtocolVer(gwTokPtr=%p)\n", at(gwTokPtr));
     AdminRequest admin = {};
     int32_t rc = getInitAdminRequest(gwTokPtr->socket, &admin, reasons);
     if (rc == STAPI_RC_OK) {
@@ -142,24 +142,22 @@ int32_t statProtocolVer(GatewayToken* gwTokPtr, ReasonsBlock* reasons) {
         rc = storeVersion(gwTokPtr, admin);
     }
     if (admin.callData != nullptr) {
-        TRACE_DEBUG(2242, "stapi_zul_statcomms.statProtocolVer Free request callData %p\n",
-                    static_cast<const void*>(admin.callData));
+        TRACE_DEBUG(2242, "stapi_zul_statcomms.statProtocolVer Free request callData %p\n", at(admin.callData));
         releaseCallData(&admin);
     }
-    TRACE_EXIT(2205, "stapi_zul_statcomms.statProtocolVer(gwTokPtr=%p) rc=%d\n", static_cast<const void*>(gwTokPtr),
-               rc);
+    TRACE_EXIT(2205, "stapi_zul_statcomms.statProtocolVer(gwTokPtr=%p) rc=%d\n", at(gwTokPtr), rc);
     return rc;
 }
 
 int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons) {
-    TRACE_ENTRY(
-        2206, "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
-        socketDesc, queryType, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(reasons));
+    TRACE_ENTRY(2206,
+                "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
+                socketDesc, queryType, at(*buffer), *bufferLen, at(reasons));
     const int32_t rc = statCommsString(socketDesc, queryType, "", buffer, bufferLen, reasons);
     TRACE_EXIT(
         2207,
         "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p) rc=%d\n",
-        socketDesc, queryType, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(reasons), rc);
+        socketDesc, queryType, at(*buffer), *bufferLen, at(reasons), rc);
     return rc;
 }
 
@@ -170,8 +168,7 @@ int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* q
     TRACE_ENTRY(
         2208,
         "stapi_zul_statcomms.statCommsString(socketDesc=%d, queryType=%s, queryString=%p, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
-        socketDesc, tracedType, static_cast<const void*>(queryString), static_cast<const void*>(*buffer), *bufferLen,
-        static_cast<const void*>(reasons));
+        socketDesc, tracedType, at(queryString), at(*buffer), *bufferLen, at(reasons));
     AdminRequest admin = {};
     int32_t rc = getInitAdminRequest(socketDesc, &admin, reasons);
     if (rc == STAPI_RC_OK) {
@@ -186,22 +183,20 @@ int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* q
         rc = parseReply(queryType, admin, buffer, bufferLen);
     }
     if (admin.callData != nullptr) {
-        TRACE_DEBUG(2212, "stapi_zul_statcomms.statCommsString Free request callData %p\n",
-                    static_cast<const void*>(admin.callData));
+        TRACE_DEBUG(2212, "stapi_zul_statcomms.statCommsString Free request callData %p\n", at(admin.callData));
         releaseCallData(&admin);
     }
     TRACE_EXIT(
         2213,
         "stapi_zul_statcomms.statCommsString(socketDesc=%d, queryType=%s, queryString=%p, *buffer=%p, *bufferLen=%d, reasons=%p) rc=%d\n",
-        socketDesc, tracedType, static_cast<const void*>(queryString), static_cast<const void*>(*buffer), *bufferLen,
-        static_cast<const void*>(reasons), rc);
+        socketDesc, tracedType, at(queryString), at(*buffer), *bufferLen, at(reasons), rc);
     return rc;
 }
 
 int32_t calculateCallLength(const AdminRequest* admin) {
     constexpr int32_t kCountField = 4;  // stands before the parameter value, and before its type
     constexpr int32_t kSerialisedTextStart = 5;
-    TRACE_ENTRY(2216, "stapi_zul_statcomms.calculateCallLength(admin=%p)\n", static_cast<const void*>(admin));
+    TRACE_ENTRY(2216, "stapi_zul_statcomms.calculateCallLength(admin=%p)\n", at(admin));
     const int32_t size = commonCallLength(*admin) + textLength(admin->operationName) + kCountField +
                          kSerialisedTextStart + textLength(admin->parameterValue) + kCountField +
                          textLength(admin->parameterType);
@@ -210,7 +205,7 @@ int32_t calculateCallLength(const AdminRequest* admin) {
 }
 
 int32_t calculateGetAttrCallLength(const AdminRequest* admin) {
-    TRACE_ENTRY(2218, "stapi_zul_statcomms.calculateGetAttrCallLength(admin=%p)\n", static_cast<const void*>(admin));
+    TRACE_ENTRY(2218, "stapi_zul_statcomms.calculateGetAttrCallLength(admin=%p)\n", at(admin));
     const int32_t size = commonCallLength(*admin) + textLength(admin->attributeName);
     TRACE_EXIT(2219, "stapi_zul_statcomms.calculateGetAttrCallLengthsize=%d\n", size);
     return size;

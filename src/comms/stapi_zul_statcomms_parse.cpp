@@ -2,8 +2,8 @@
 // always stand at the same places, so it is walked by position, and only what belongs into the result set is looked at.
 #include <cstring>
 
+#include "api/zulstats64.h"
 #include "comms/stapi_zul_statcomms.h"
-#include "diag/return_codes.h"
 #include "diag/stapi_zul_diag.h"
 #include "diag/stapi_zul_memory.h"
 
@@ -290,7 +290,7 @@ void passStatsResponse(ReplyParser* parser, uint32_t responseIndex) {
 
 int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen, size_t rawDataSize) {
     TRACE_ENTRY(2224, "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
-                static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen);
+                at(rawData), at(*resultSetBuffer), *resultSetBufferLen);
     ReplyParser parser = {
         makeWireReader(rawData, rawDataSize), resultSetBuffer, resultSetBufferLen, nullptr, 0, STAPI_RC_OK, false};
     const uint32_t responses = readResponseCount(&parser);
@@ -305,14 +305,14 @@ int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* re
     const int32_t rc = parserResult(&parser);
     TRACE_EXIT(2229,
                "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
-               static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, rc);
+               at(rawData), at(*resultSetBuffer), *resultSetBufferLen, rc);
     return rc;
 }
 
 int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
                        size_t rawDataSize) {
     TRACE_ENTRY(2220, "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
-                static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen);
+                at(rawData), at(*resultSetBuffer), *resultSetBufferLen);
     ReplyParser parser = {
         makeWireReader(rawData, rawDataSize), resultSetBuffer, resultSetBufferLen, nullptr, 0, STAPI_RC_OK, false};
     const uint32_t responses = readResponseCount(&parser);
@@ -333,7 +333,7 @@ int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* 
     const int32_t rc = parserResult(&parser);
     TRACE_EXIT(2223,
                "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
-               static_cast<const void*>(rawData), static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, rc);
+               at(rawData), at(*resultSetBuffer), *resultSetBufferLen, rc);
     return rc;
 }
 
@@ -343,8 +343,7 @@ int32_t reallocResultsSetBuffer(char** resultSetBuffer, int32_t* resultSetBuffer
     TRACE_ENTRY(
         2244,
         "stapi_zul_statcomms.reallocResultsSetBuffer(*resultSetBuffer=%p, *resultSetBufferLen=%d, *buffer=%p, totaldatawritten=%d)\n",
-        static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, static_cast<const void*>(*buffer),
-        totaldatawritten);
+        at(*resultSetBuffer), *resultSetBufferLen, at(*buffer), totaldatawritten);
     const int32_t capacity = *resultSetBufferLen;
     char* grown = nullptr;
     if (capacity > 0 && capacity <= INT32_MAX / 2) {
@@ -363,7 +362,7 @@ int32_t reallocResultsSetBuffer(char** resultSetBuffer, int32_t* resultSetBuffer
     TRACE_EXIT(
         2245,
         "stapi_zul_statcomms.reallocResultsSetBuffer(*resultSetBuffer=%p, *resultSetBufferLen=%d, *buffer=%p) rc=%d)\n",
-        static_cast<const void*>(*resultSetBuffer), *resultSetBufferLen, static_cast<const void*>(*buffer), rc);
+        at(*resultSetBuffer), *resultSetBufferLen, at(*buffer), rc);
     return rc;
 }
 

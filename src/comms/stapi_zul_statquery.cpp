@@ -1,133 +1,130 @@
 #include "comms/stapi_zul_statquery.h"
 
+#include "api/zulstats64.h"
 #include "comms/stapi_zul_socketcomms.h"
 #include "comms/stapi_zul_statcomms.h"
-#include "diag/return_codes.h"
-#include "diag/stapi_zul_diag.h"
+#include "diag/trace_point.h"
 
 namespace stapi {
 
 namespace {
 
-// What the code of an exchange means for the connection.
-int32_t mapExchangeCode(int32_t exchangeRc, const ReasonsBlock& reasons) {
-    int32_t rc = STAPI_RC_OK;
-    if (exchangeRc != STAPI_RC_OK) {
-        rc = isConnectionGone(exchangeRc, reasons) ? STAPI_RC_SOCKET_ERROR : STAPI_RC_BAD_EYECATCHER;
-    }
-    return rc;
+// What is particular to one query. Ids is const char* for a query with an id list, and nothing for one without.
+template <typename... Ids>
+struct StatQuery {
+    const char* queryType;
+    TracePoint<int32_t, const void*, int32_t, Ids...> entry;
+    TracePoint<const void*, int32_t, uint32_t> data;
+    TracePoint<int32_t, const void*, int32_t, Ids..., int32_t> exit;
+};
+
+constexpr StatQuery<> kResourceGroupsIds = {
+    .queryType = kQueryResourceGroups,
+    .entry = {TraceWord::entry, 2300,
+              "stapi_zul_statquery.commsResourceGroupsIds(socketDesc=%d, *buffer=%p, *bufferLen=%d)\n"},
+    .data = {TraceWord::data, 2312, "stapi_zul_statquery.commsResourceGroupsIds data=%p len=%d stopword=%8.8X\n"},
+    .exit = {TraceWord::exit, 2301,
+             "stapi_zul_statquery.commsResourceGroupsIds(socketDesc=%d, *buffer=%p, *bufferLen=%d) zulStatRc=%d\n"},
+};
+
+constexpr StatQuery<> kStatIds = {
+    .queryType = kQueryStatIds,
+    .entry = {TraceWord::entry, 2304, "stapi_zul_statquery.commsStatIds(socketDesc=%d, *buffer=%p, *bufferLen=%d)\n"},
+    .data = {TraceWord::data, 2314, "stapi_zul_statquery.commsStatIds data=%p len=%d stopword=%8.8X\n"},
+    .exit = {TraceWord::exit, 2305,
+             "stapi_zul_statquery.commsStatIds(socketDesc=%d, *buffer=%p, *bufferLen=%d) zulStatRc=%d\n"},
+};
+
+constexpr StatQuery<const char*> kStatIdsByStatGroupId = {
+    .queryType = kQueryStatIds,
+    .entry = {TraceWord::entry, 2302,
+              "stapi_zul_statquery.commsStatIdsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p)\n"},
+    .data = {TraceWord::data, 2313, "stapi_zul_statquery.commsStatIdsByStatGroupId data=%p len=%d stopword=%8.8X\n"},
+    .exit =
+        {TraceWord::exit, 2303,
+         "stapi_zul_statquery.commsStatIdsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p) zulStatRc=%d\n"},
+};
+
+constexpr StatQuery<> kStats = {
+    .queryType = kQueryGetStats,
+    .entry = {TraceWord::entry, 2310, "stapi_zul_statquery.commsStats(socketDesc=%d, *buffer=%p, *bufferLen=%d)\n"},
+    .data = {TraceWord::data, 2317, "stapi_zul_statquery.commsStats data=%p len=%d stopword=%8.8X\n"},
+    .exit = {TraceWord::exit, 2311,
+             "stapi_zul_statquery.commsStats(socketDesc=%d, *buffer=%p, *bufferLen=%d) zulStatRc=%d\n"},
+};
+
+constexpr StatQuery<const char*> kStatsByStatId = {
+    .queryType = kQueryGetStats,
+    .entry = {TraceWord::entry, 2306,
+              "stapi_zul_statquery.commsStatsByStatId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p)\n"},
+    .data = {TraceWord::data, 2315, "stapi_zul_statquery.commsStatsByStatId data=%p len=%d stopword=%8.8X\n"},
+    .exit = {TraceWord::exit, 2307,
+             "stapi_zul_statquery.commsStatsByStatId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p) zulStatRc=%d\n"},
+};
+
+constexpr StatQuery<const char*> kStatsByStatGroupId = {
+    .queryType = kQueryGetStats,
+    .entry = {TraceWord::entry, 2308,
+              "stapi_zul_statquery.commsStatsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p)\n"},
+    .data = {TraceWord::data, 2316, "stapi_zul_statquery.commsStatsByStatGroupId data=%p len=%d stopword=%8.8X\n"},
+    .exit =
+        {TraceWord::exit, 2309,
+         "stapi_zul_statquery.commsStatsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p) zulStatRc=%d\n"},
+};
+
+int32_t exchange(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons) {
+    return statComms(socketDesc, queryType, buffer, bufferLen, reasons);
 }
 
-// A query without an id list, or with one; the caller has a buffer or gets -103.
-int32_t query(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen) {
-    int32_t rc = STAPI_RC_NO_DATA;
-    if (*buffer != nullptr) {
-        ReasonsBlock reasons = {};
-        const int32_t exchangeRc = statComms(socketDesc, queryType, buffer, bufferLen, &reasons);
-        rc = mapExchangeCode(exchangeRc, reasons);
-    }
-    return rc;
-}
-
-int32_t queryWithIds(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, const char* ids) {
-    int32_t rc = STAPI_RC_NO_DATA;
-    if (*buffer != nullptr) {
-        ReasonsBlock reasons = {};
-        const int32_t exchangeRc = statCommsString(socketDesc, queryType, ids, buffer, bufferLen, &reasons);
-        rc = mapExchangeCode(exchangeRc, reasons);
-    }
-    return rc;
+int32_t exchange(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
+                 const char* ids) {
+    return statCommsString(socketDesc, queryType, ids, buffer, bufferLen, reasons);
 }
 
 HexDumpArea resultDump(const char* buffer, int32_t bufferLen) {
     return {buffer, 0, kTerminator, resultSetAllocation(bufferLen)};
 }
 
+template <typename... Ids>
+int32_t run(const StatQuery<Ids...>& query, int32_t socketDesc, char** buffer, int32_t* bufferLen, Ids... ids) {
+    int32_t rc = STAPI_RC_NO_DATA;
+    TRACE_POINT(query.entry, socketDesc, at(*buffer), *bufferLen, ids...);
+    if (*buffer != nullptr) {
+        ReasonsBlock reasons = {};
+        const int32_t exchangeRc = exchange(socketDesc, query.queryType, buffer, bufferLen, &reasons, ids...);
+        rc = mapExchangeCode(exchangeRc, reasons);
+    }
+    if (rc == STAPI_RC_OK) {
+        TRACE_POINT_DATA(query.data, resultDump(*buffer, *bufferLen), at(*buffer), 0, kTerminator);
+    }
+    TRACE_POINT(query.exit, socketDesc, at(*buffer), *bufferLen, ids..., rc);
+    return rc;
+}
+
 }  // namespace
 
 int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen) {
-    TRACE_ENTRY(2300, "stapi_zul_statquery.commsResourceGroupsIds(socketDesc=%d, *buffer=%p, *bufferLen=%d)\n",
-                socketDesc, static_cast<const void*>(*buffer), *bufferLen);
-    const int32_t rc = query(socketDesc, kQueryResourceGroups, buffer, bufferLen);
-    if (rc == STAPI_RC_OK) {
-        TRACE_DATA(2312, "stapi_zul_statquery.commsResourceGroupsIds data=%p len=%d stopword=%8.8X\n",
-                   resultDump(*buffer, *bufferLen), static_cast<const void*>(*buffer), 0, kTerminator);
-    }
-    TRACE_EXIT(2301,
-               "stapi_zul_statquery.commsResourceGroupsIds(socketDesc=%d, *buffer=%p, *bufferLen=%d) zulStatRc=%d\n",
-               socketDesc, static_cast<const void*>(*buffer), *bufferLen, rc);
-    return rc;
+    return run(kResourceGroupsIds, socketDesc, buffer, bufferLen);
 }
 
 int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen) {
-    TRACE_ENTRY(2304, "stapi_zul_statquery.commsStatIds(socketDesc=%d, *buffer=%p, *bufferLen=%d)\n", socketDesc,
-                static_cast<const void*>(*buffer), *bufferLen);
-    const int32_t rc = query(socketDesc, kQueryStatIds, buffer, bufferLen);
-    if (rc == STAPI_RC_OK) {
-        TRACE_DATA(2314, "stapi_zul_statquery.commsStatIds data=%p len=%d stopword=%8.8X\n",
-                   resultDump(*buffer, *bufferLen), static_cast<const void*>(*buffer), 0, kTerminator);
-    }
-    TRACE_EXIT(2305, "stapi_zul_statquery.commsStatIds(socketDesc=%d, *buffer=%p, *bufferLen=%d) zulStatRc=%d\n",
-               socketDesc, static_cast<const void*>(*buffer), *bufferLen, rc);
-    return rc;
+    return run(kStatIds, socketDesc, buffer, bufferLen);
 }
 
 int32_t commsStatIdsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids) {
-    TRACE_ENTRY(2302,
-                "stapi_zul_statquery.commsStatIdsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p)\n",
-                socketDesc, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(ids));
-    const int32_t rc = queryWithIds(socketDesc, kQueryStatIds, buffer, bufferLen, ids);
-    if (rc == STAPI_RC_OK) {
-        TRACE_DATA(2313, "stapi_zul_statquery.commsStatIdsByStatGroupId data=%p len=%d stopword=%8.8X\n",
-                   resultDump(*buffer, *bufferLen), static_cast<const void*>(*buffer), 0, kTerminator);
-    }
-    TRACE_EXIT(
-        2303,
-        "stapi_zul_statquery.commsStatIdsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p) zulStatRc=%d\n",
-        socketDesc, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(ids), rc);
-    return rc;
+    return run(kStatIdsByStatGroupId, socketDesc, buffer, bufferLen, ids);
 }
 
 int32_t commsStats(int32_t socketDesc, char** buffer, int32_t* bufferLen) {
-    TRACE_ENTRY(2310, "stapi_zul_statquery.commsStats(socketDesc=%d, *buffer=%p, *bufferLen=%d)\n", socketDesc,
-                static_cast<const void*>(*buffer), *bufferLen);
-    const int32_t rc = query(socketDesc, kQueryGetStats, buffer, bufferLen);
-    if (rc == STAPI_RC_OK) {
-        TRACE_DATA(2317, "stapi_zul_statquery.commsStats data=%p len=%d stopword=%8.8X\n",
-                   resultDump(*buffer, *bufferLen), static_cast<const void*>(*buffer), 0, kTerminator);
-    }
-    TRACE_EXIT(2311, "stapi_zul_statquery.commsStats(socketDesc=%d, *buffer=%p, *bufferLen=%d) zulStatRc=%d\n",
-               socketDesc, static_cast<const void*>(*buffer), *bufferLen, rc);
-    return rc;
+    return run(kStats, socketDesc, buffer, bufferLen);
 }
 
 int32_t commsStatsByStatId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids) {
-    TRACE_ENTRY(2306, "stapi_zul_statquery.commsStatsByStatId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p)\n",
-                socketDesc, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(ids));
-    const int32_t rc = queryWithIds(socketDesc, kQueryGetStats, buffer, bufferLen, ids);
-    if (rc == STAPI_RC_OK) {
-        TRACE_DATA(2315, "stapi_zul_statquery.commsStatsByStatId data=%p len=%d stopword=%8.8X\n",
-                   resultDump(*buffer, *bufferLen), static_cast<const void*>(*buffer), 0, kTerminator);
-    }
-    TRACE_EXIT(
-        2307, "stapi_zul_statquery.commsStatsByStatId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p) zulStatRc=%d\n",
-        socketDesc, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(ids), rc);
-    return rc;
+    return run(kStatsByStatId, socketDesc, buffer, bufferLen, ids);
 }
 
 int32_t commsStatsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids) {
-    TRACE_ENTRY(2308, "stapi_zul_statquery.commsStatsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p)\n",
-                socketDesc, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(ids));
-    const int32_t rc = queryWithIds(socketDesc, kQueryGetStats, buffer, bufferLen, ids);
-    if (rc == STAPI_RC_OK) {
-        TRACE_DATA(2316, "stapi_zul_statquery.commsStatsByStatGroupId data=%p len=%d stopword=%8.8X\n",
-                   resultDump(*buffer, *bufferLen), static_cast<const void*>(*buffer), 0, kTerminator);
-    }
-    TRACE_EXIT(
-        2309,
-        "stapi_zul_statquery.commsStatsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p) zulStatRc=%d\n",
-        socketDesc, static_cast<const void*>(*buffer), *bufferLen, static_cast<const void*>(ids), rc);
-    return rc;
+    return run(kStatsByStatGroupId, socketDesc, buffer, bufferLen, ids);
 }
 
 }  // namespace stapi

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "diag/return_codes.h"
+#include "api/zulstats64.h"
 #include "diag/stapi_zul_memory.h"
 
 namespace stapi {
@@ -67,6 +67,23 @@ void writeLine(TextSink* sink, const char* timeStamp, int32_t pointId, TraceWord
     appendFormat(sink, "%s [0x%8.8X,0x%8.8X] [%4.4d] %-6.6s ", timeStamp, pid, tid, pointId, wordText(word));
     appendFormatted(sink, message, arguments);
     finishLine(sink);
+}
+
+void writeUnlockedLine(TraceWord word, int32_t pointId, const char* message, va_list arguments) {
+    char block[kUnlockedLineBlock];
+    char timeStamp[kTimeStampArea];
+    makeTimeStamp(timeStamp);
+    TextSink sink = streamSink(currentStream(), block, sizeof block);
+    writeLine(&sink, timeStamp, pointId, word, message, arguments);
+}
+
+void writeLockedLine(TraceWord word, TraceLineMode mode, int32_t pointId, const char* message, va_list arguments) {
+    const LockScope scope(&traceLock);
+    if (mode != TraceLineMode::staleTimeStamp) {
+        makeTimeStamp(traceTimeString);
+    }
+    TextSink sink = streamSink(currentStream(), lineBlock, sizeof lineBlock);
+    writeLine(&sink, traceTimeString, pointId, word, message, arguments);
 }
 
 void writeBanner() {
@@ -148,6 +165,12 @@ int32_t dumpArea(const HexDumpArea& area) {
     return traceHexDump(area.address, area.length, area.stopWord, kHexDumpBytesPerLine, flag, area.available);
 }
 
+void writeLineAndDump(const HexDumpArea& area, int32_t pointId, const char* message, va_list arguments) {
+    const LockScope scope(&traceLock);
+    writeLockedLine(TraceWord::data, TraceLineMode::usual, pointId, message, arguments);
+    dumpArea(area);
+}
+
 // The stream that is current is left; standard error is never closed.
 void closeCurrentStream() {
     if (traceStream != nullptr && traceStream != stderr) {
@@ -190,30 +213,31 @@ void writeTraceLine(TraceWord word, TraceLineMode mode, int32_t pointId, const c
     va_list arguments;
     va_start(arguments, message);
     if (mode == TraceLineMode::unlocked) {
-        char block[kUnlockedLineBlock];
-        char timeStamp[kTimeStampArea];
-        makeTimeStamp(timeStamp);
-        TextSink sink = streamSink(currentStream(), block, sizeof block);
-        writeLine(&sink, timeStamp, pointId, word, message, arguments);
+        writeUnlockedLine(word, pointId, message, arguments);
     } else {
-        const LockScope scope(&traceLock);
-        if (mode != TraceLineMode::staleTimeStamp) {
-            makeTimeStamp(traceTimeString);
-        }
-        TextSink sink = streamSink(currentStream(), lineBlock, sizeof lineBlock);
-        writeLine(&sink, traceTimeString, pointId, word, message, arguments);
+        writeLockedLine(word, mode, pointId, message, arguments);
     }
+    va_end(arguments);
+}
+
+void writeCheckedTraceLine(TraceWord word, int32_t pointId, const char* message, ...) {
+    va_list arguments;
+    va_start(arguments, message);
+    writeLockedLine(word, TraceLineMode::usual, pointId, message, arguments);
     va_end(arguments);
 }
 
 void writeTraceData(const HexDumpArea& area, int32_t pointId, const char* message, ...) {
     va_list arguments;
     va_start(arguments, message);
-    const LockScope scope(&traceLock);
-    makeTimeStamp(traceTimeString);
-    TextSink sink = streamSink(currentStream(), lineBlock, sizeof lineBlock);
-    writeLine(&sink, traceTimeString, pointId, TraceWord::data, message, arguments);
-    dumpArea(area);
+    writeLineAndDump(area, pointId, message, arguments);
+    va_end(arguments);
+}
+
+void writeCheckedTraceData(const HexDumpArea& area, int32_t pointId, const char* message, ...) {
+    va_list arguments;
+    va_start(arguments, message);
+    writeLineAndDump(area, pointId, message, arguments);
     va_end(arguments);
 }
 

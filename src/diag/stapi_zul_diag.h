@@ -13,12 +13,13 @@
 
 #include "diag/stapi_zul_lock.h"
 #include "diag/text_format.h"
+#include "diag/version.h"
 
 namespace stapi {
 
-constexpr const char* kApiVersion = "1_1_0_1";
-constexpr const char* kProductVersion = "10.1.0.0";
-constexpr const char* kBuildLevel = "d1010-20250408-1235";
+constexpr const char* kApiVersion = ZULSTATS_API_VERSION;
+constexpr const char* kProductVersion = ZULSTATS_PRODUCT_VERSION;
+constexpr const char* kBuildLevel = ZULSTATS_BUILD_LEVEL;
 
 constexpr int32_t kLowestTraceLevel = 0;
 constexpr int32_t kHighestTraceLevel = 5;
@@ -58,6 +59,11 @@ struct HexDumpArea {
     size_t available;
 };
 
+// An address as an argument of a trace text's %p.
+inline const void* at(const void* address) {
+    return address;
+}
+
 // Which parts of the usual writing of a line a point goes without.
 enum class TraceLineMode : int32_t {
     usual,
@@ -70,6 +76,10 @@ void writeTraceLine(TraceWord word, TraceLineMode mode, int32_t pointId, const c
     STAPI_PRINTF_LIKE(4, 5);
 // Writes one DATA line and the hex dump of the area in one hold of the trace lock.
 void writeTraceData(const HexDumpArea& area, int32_t pointId, const char* message, ...) STAPI_PRINTF_LIKE(3, 4);
+
+// The same two for a message that a TracePoint has already held against its arguments.
+void writeCheckedTraceLine(TraceWord word, int32_t pointId, const char* message, ...);
+void writeCheckedTraceData(const HexDumpArea& area, int32_t pointId, const char* message, ...);
 
 #define STAPI_TRACE_POINT(word, mode, pointId, message, ...)                                               \
     do {                                                                                                   \
@@ -91,8 +101,8 @@ void writeTraceData(const HexDumpArea& area, int32_t pointId, const char* messag
     STAPI_TRACE_POINT(::stapi::TraceWord::entry, ::stapi::TraceLineMode::staleTimeStamp, pointId, message, __VA_ARGS__)
 #define TRACE_EXC_UNLOCKED(pointId, message, ...) \
     STAPI_TRACE_POINT(::stapi::TraceWord::exception, ::stapi::TraceLineMode::unlocked, pointId, message, __VA_ARGS__)
-// area is the HexDumpArea that follows the line.
-#define TRACE_DATA(pointId, message, area, ...)                                                            \
+// area is the HexDumpArea that is dumped behind the line.
+#define TRACE_DATA(pointId, area, message, ...)                                                            \
     do {                                                                                                   \
         static_assert(sizeof(message) <= ::stapi::kTraceMessageArea, "a trace message must fit its area"); \
         if (::stapi::isTraceOn(::stapi::TraceWord::data)) {                                                \

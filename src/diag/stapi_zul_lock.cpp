@@ -33,8 +33,7 @@ int32_t requestLock(LockRecord* lockPtr) {
     if (isInitialised(lockPtr)) {
         platform::enterMutex(&lockPtr->criticalSection);
     } else {
-        TRACE_EXC_UNLOCKED(3104, "stapi_zul_lock.requestLock(lockPtr=%p) Lock not initialized\n",
-                           static_cast<void*>(lockPtr));
+        TRACE_EXC_UNLOCKED(3104, "stapi_zul_lock.requestLock(lockPtr=%p) Lock not initialized\n", at(lockPtr));
         rc = -1;
     }
     return rc;
@@ -45,8 +44,7 @@ int32_t releaseLock(LockRecord* lockPtr) {
     if (isInitialised(lockPtr)) {
         platform::leaveMutex(&lockPtr->criticalSection);
     } else {
-        TRACE_EXC_UNLOCKED(3108, "stapi_zul_lock.releaseLock(lockPtr=%p) Lock not initialized\n",
-                           static_cast<void*>(lockPtr));
+        TRACE_EXC_UNLOCKED(3108, "stapi_zul_lock.releaseLock(lockPtr=%p) Lock not initialized\n", at(lockPtr));
         rc = -1;
     }
     return rc;
@@ -58,8 +56,7 @@ int32_t destroyLock(LockRecord* lockPtr) {
         platform::destroyMutex(&lockPtr->criticalSection);
         lockPtr->state.store(kLockDestroyed, std::memory_order_release);
     } else {
-        TRACE_EXC_UNLOCKED(3112, "stapi_zul_lock.destroyLock(lockPtr=%p) Lock not initialized\n",
-                           static_cast<void*>(lockPtr));
+        TRACE_EXC_UNLOCKED(3112, "stapi_zul_lock.destroyLock(lockPtr=%p) Lock not initialized\n", at(lockPtr));
         rc = -1;
     }
     return rc;

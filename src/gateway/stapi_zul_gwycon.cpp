@@ -1,8 +1,9 @@
 #include "gateway/stapi_zul_gwycon.h"
 
+#include "api/zulstats64.h"
 #include "comms/stapi_zul_socketcomms.h"
-#include "diag/return_codes.h"
 #include "diag/stapi_zul_diag.h"
+#include "gateway/token_life.h"
 
 namespace stapi {
 
@@ -27,6 +28,12 @@ ErrorText resolverErrorText(int32_t error) {
     ErrorText result = {};
     platform::describeResolverError(error, result.text, sizeof result.text);
     return result;
+}
+
+void tellToken(GatewayToken* token, int32_t socketDescriptor) {
+    if (token != nullptr) {
+        noteSocket(token, socketDescriptor);
+    }
 }
 
 int32_t makeSocket(const platform::HostAddress& address, int32_t* socketDescriptorPtr, int32_t* error) {
@@ -132,9 +139,9 @@ int32_t shakeHands(int32_t socketDescriptor, ReasonsBlock* reasons) {
 
 }  // namespace
 
-int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescriptorPtr) {
+int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescriptorPtr, GatewayToken* token) {
     TRACE_ENTRY(3000, "stapi_zul_gwycon.connectToGateway(port=%d, ipAddr=%p, socketDescriptorPtr=%p)\n", port,
-                static_cast<const void*>(ipAddr), static_cast<void*>(socketDescriptorPtr));
+                at(ipAddr), at(socketDescriptorPtr));
     ReasonsBlock reasons = {};
     int32_t error = 0;
     platform::HostAddress address = {};
@@ -143,12 +150,14 @@ int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescri
         rc = makeSocket(address, socketDescriptorPtr, &error);
     }
     if (rc == STAPI_RC_OK) {
+        tellToken(token, *socketDescriptorPtr);
         rc = prepareSocket(*socketDescriptorPtr);
     }
     if (rc == STAPI_RC_OK) {
         rc = connectSocket(address, ipAddr, port, socketDescriptorPtr, &error);
     }
     if (rc == STAPI_RC_OK) {
+        tellToken(token, *socketDescriptorPtr);
         rc = shakeHands(*socketDescriptorPtr, &reasons);
     }
     if (rc == STAPI_RC_OK) {
@@ -156,7 +165,7 @@ int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescri
     }
     platform::releaseHostAddress(&address);
     TRACE_EXIT(3007, "stapi_zul_gwycon.connectToGateway(port=%d, ipAddr=%p, socketDescriptorPtr=%p) connectRc=%d\n",
-               port, static_cast<const void*>(ipAddr), static_cast<void*>(socketDescriptorPtr), rc);
+               port, at(ipAddr), at(socketDescriptorPtr), rc);
     return rc;
 }
 
@@ -199,7 +208,7 @@ int32_t waitForConnection(const int32_t* socketDescriptorPtr, int32_t* error) {
 
 int32_t authorizeConnection(int32_t socketDescriptor, ReasonsBlock* reasons) {
     TRACE_ENTRY(3010, "stapi_zul_gwycon.authorizeConnection(socketDescriptor=%d, reasons=%p)\n", socketDescriptor,
-                static_cast<void*>(reasons));
+                at(reasons));
     AuthorisationRecord request = {};
     prepareHeader(&request.header, kRequestKindCommon, 0, kServerAuth, kAuthorisationInitLength);
     request.step = kAuthorisationStepInit;
@@ -210,18 +219,17 @@ int32_t authorizeConnection(int32_t socketDescriptor, ReasonsBlock* reasons) {
         rc = flowAuthRequest(socketDescriptor, &request, reasons);
     }
     TRACE_EXIT(3011, "stapi_zul_gwycon.authorizeConnection(socketDescriptor=%d, reasons=%p) rc=%d\n", socketDescriptor,
-               static_cast<void*>(reasons), rc);
+               at(reasons), rc);
     return rc;
 }
 
 int32_t closeConnection(const int32_t* socketDescriptorPtr) {
-    TRACE_ENTRY(3008, "stapi_zul_gwycon.closeConnection(socketDescriptorPtr=%p)\n",
-                static_cast<const void*>(socketDescriptorPtr));
+    TRACE_ENTRY(3008, "stapi_zul_gwycon.closeConnection(socketDescriptorPtr=%p)\n", at(socketDescriptorPtr));
     ReasonsBlock reasons = {};
     flowCloseRequest(*socketDescriptorPtr, &reasons);
     const int32_t rc = platform::closeSocket(*socketDescriptorPtr).value;
     TRACE_EXIT(3009, "stapi_zul_gwycon.closeConnection(socketDescriptorPtr=%p) closeConnectionRc=%d\n",
-               static_cast<const void*>(socketDescriptorPtr), rc);
+               at(socketDescriptorPtr), rc);
     return rc;
 }
 

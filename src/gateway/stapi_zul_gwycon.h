@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "comms/exchange_records.h"
+#include "comms/gateway_token.h"
 #include "platform/platform.h"
 
 namespace stapi {
@@ -18,9 +19,10 @@ constexpr int32_t kConnectRefused = -104;
 constexpr int32_t kConnectUnreachable = -105;
 
 // Connects, shakes hands and authorises. *socketDescriptorPtr receives the socket as soon as there is one, also when a
-// later step fails: the caller closes it. 0; -100 connect or handshake failed; -101 host not resolved; -102 no socket;
-// -103 timed out; -104 refused; -105 unreachable; a code of authorizeConnection.
-int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescriptorPtr);
+// later step fails: the caller closes it. A token is told of the socket too (noteSocket). 0; -100 connect or handshake
+// failed; -101 host not resolved; -102 no socket; -103 timed out; -104 refused; -105 unreachable; a code of
+// authorizeConnection.
+int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescriptorPtr, GatewayToken* token = nullptr);
 
 // Resolves a host and port. 0, and the caller releases *result with releaseHostAddress; -101.
 int32_t getHostInfo(const char* hostname, int32_t port, platform::HostAddress* result);

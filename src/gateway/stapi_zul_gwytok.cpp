@@ -3,12 +3,13 @@
 #include <cstddef>
 #include <cstring>
 
+#include "api/zulstats64.h"
 #include "comms/stapi_zul_socketcomms.h"
 #include "comms/stapi_zul_statcomms.h"
-#include "diag/return_codes.h"
 #include "diag/stapi_zul_diag.h"
 #include "diag/stapi_zul_memory.h"
 #include "gateway/stapi_zul_gwycon.h"
+#include "gateway/token_life.h"
 #include "platform/platform.h"
 
 namespace stapi {
@@ -20,12 +21,21 @@ LockRecord gtlLock = {};
 namespace {
 
 // The trace tells the size of the record proper, as it tells the capacity of a result-set buffer without its slack.
-constexpr auto kTracedTokenSize = static_cast<int32_t>(offsetof(GatewayToken, busy));
+constexpr auto kTracedTokenSize = static_cast<int32_t>(offsetof(GatewayToken, state));
 static_assert(kTracedTokenSize == 72);
 
 struct TokenText {
     char text[kTokenTextArea];
 };
+
+// One line about a token that stands, or stood, at an address.
+void formatSnapshot(const TokenSnapshot& token, const void* address, char* buffer) {
+    traceSprintf(
+        buffer, kTokenTextArea,
+        "GatwayToken(%p) eyecatcher(%8.8s) port(%d) connStatus(%d) socket(%d) connRSToken(%p) resultSetBuf(%p) owningPid(%8.8X) owningTid(%8.8X) nextGwyTokPtr(%p)",
+        address, token.eyecatcher, token.port, token.connStatus, token.socket, token.connRSToken, token.resultSetBuf,
+        token.owningPid, token.owningTid, token.nextGwyTokPtr);
+}
 
 TokenText describeToken(const GatewayToken* token) {
     TokenText result = {};
@@ -33,45 +43,44 @@ TokenText describeToken(const GatewayToken* token) {
     return result;
 }
 
-// Whether another thread than the caller's is in the middle of using the token. The caller holds the list's lock.
-bool isUsedElsewhere(const GatewayToken* token) {
-    uint32_t pid = 0;
-    uint32_t tid = 0;
-    getPidTid(&pid, &tid);
-    return token->busy && (idsEqual(pid, token->owningPid) == 0 || idsEqual(tid, token->owningTid) == 0);
+// The same for a token on the list, whose link other threads may change.
+TokenText describeListedToken(const GatewayToken* token) {
+    const LockScope scope(&gtlLock);
+    return describeToken(token);
 }
 
-// Takes a token off the list; without a parent it is the head.
-void unlinkToken(GatewayToken* token, GatewayToken* parent) {
-    if (parent == nullptr) {
-        gtlHead = token->nextGwyTokPtr;
-    } else {
-        parent->nextGwyTokPtr = token->nextGwyTokPtr;
-        if (parent->nextGwyTokPtr == nullptr) {
-            gtlTail = parent;
-        }
-    }
+// A token off the list under the address that it had there.
+TokenText describeTakenToken(const TakenToken& taken) {
+    TokenText result = {};
+    formatSnapshot(taken.before, taken.address, result.text);
+    return result;
 }
 
-// Ends the connection and releases what the token owns.
-void releaseTokenContents(GatewayToken* token) {
-    if (token->socket >= 0) {
+// Ends the connection. A forked child leaves it to its parent, and only gives its own descriptor back.
+void endConnection(GatewayToken* token) {
+    const bool isMine = idsEqual(callingOwner().pid, token->owningPid) != 0;
+    if (token->socket >= 0 && isMine) {
         const int32_t closeRc = closeConnection(&token->socket);
         token->connStatus = closeRc != 0 ? kConnectionCloseFailed : kConnectionClosed;
+    } else if (token->socket >= 0) {
+        platform::closeSocket(token->socket);
     }
+}
+
+void releaseTokenContents(GatewayToken* token) {
     const int32_t resultSetRc = deleteResultSet(&token->connRSToken);
     if (resultSetRc != STAPI_RC_OK) {
         TRACE_EXC(2037, "stapi_zul_gwytok.deleteGatewayToken Unable to delete ResultSet. rc=%d\n", resultSetRc);
     }
     if (token->resultSetBuf != nullptr) {
         TRACE_DEBUG(2043, "stapi_zul_gwytok.deleteGatewayToken About to free resultSetBuffer (%p)\n",
-                    static_cast<void*>(token->resultSetBuf));
+                    at(token->resultSetBuf));
         releaseMemory(token->resultSetBuf);
         token->resultSetBuf = nullptr;
     }
     if (token->protocolVersion != nullptr) {
         TRACE_DEBUG(2044, "stapi_zul_gwytok.deleteGatewayToken About to free protocolVersion String (%p)\n",
-                    static_cast<void*>(token->protocolVersion));
+                    at(token->protocolVersion));
         releaseMemory(token->protocolVersion);
         token->protocolVersion = nullptr;
     }
@@ -79,65 +88,70 @@ void releaseTokenContents(GatewayToken* token) {
 
 void releaseToken(GatewayToken** tokenPtr) {
     GatewayToken* const token = *tokenPtr;
-    TRACE_DEBUG(2010, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Free gateway token(%p) \n",
-                static_cast<void*>(tokenPtr), static_cast<void*>(token));
+    TRACE_DEBUG(2010, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Free gateway token(%p) \n", at(tokenPtr),
+                at(token));
     const void* const released = token;
     releaseMemory(token);
     *tokenPtr = nullptr;
-    TRACE_DEBUG(2011, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Freed gateway token(%p) \n",
-                static_cast<void*>(tokenPtr), released);
+    TRACE_DEBUG(2011, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p) Freed gateway token(%p) \n", at(tokenPtr),
+                released);
 }
 
-// Takes a token that its owner is using away from everybody else. Its owner wakes up, and releases it.
-void abandonToken(GatewayToken** tokenPtr, GatewayToken* parent) {
-    GatewayToken* const token = *tokenPtr;
-    unlinkToken(token, parent);
-    token->abandoned = true;
-    if (token->socket >= 0) {
-        platform::shutdownSocket(token->socket);
-    }
-    *tokenPtr = nullptr;
-}
-
-// The caller holds the list's lock.
-void deleteListedToken(GatewayToken** tokenPtr, GatewayToken* parent) {
-    if (isUsedElsewhere(*tokenPtr)) {
-        abandonToken(tokenPtr, parent);
-    } else {
+// Closes and releases a token that is closing. What another thread was about to change when this process was forked
+// off may be half changed, so the child leaves it alone.
+void closeToken(GatewayToken** tokenPtr, bool isIntact) {
+    endConnection(*tokenPtr);
+    if (isIntact) {
         releaseTokenContents(*tokenPtr);
-        unlinkToken(*tokenPtr, parent);
-        releaseToken(tokenPtr);
+    }
+    releaseToken(tokenPtr);
+}
+
+// What is left to do for a token that has been taken off the list.
+void finishTaken(const TakenToken& taken, GatewayToken** tokenPtr) {
+    if (taken.outcome == Taking::closing) {
+        const bool isIntact =
+            !isHeldState(taken.before.state) || idsEqual(callingOwner().pid, taken.before.owningPid) != 0;
+        closeToken(tokenPtr, isIntact);
+    } else {
+        *tokenPtr = nullptr;
     }
 }
 
-struct TokenOwner {
-    uint32_t pid;
-    uint32_t tid;
-};
-
-// Looks a token up and, if it is there, notes its owner, and holds it as busy when the owner is the caller.
-int32_t lookUpToken(GatewayToken* token, const TokenOwner& caller, bool hold, TokenOwner* owner) {
-    const LockScope scope(&gtlLock);
-    const int32_t findRc = findGatewayToken(token, nullptr);
-    if (findRc == GTL_RC_FOUND) {
-        *owner = {token->owningPid, token->owningTid};
-        if (hold && owner->pid == caller.pid && owner->tid == caller.tid) {
-            token->busy = true;
+// Deletes a token that take() takes off the list.
+template <typename Take>
+int32_t deleteToken(GatewayToken** tokenPtr, int32_t lockRequired, Take take) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_ENTRY(2009, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d)\n", at(tokenPtr),
+                lockRequired);
+    if (tokenPtr == nullptr) {
+        rc = STAPI_RC_NULL_TOKEN_POINTER;
+    } else if (*tokenPtr == nullptr) {
+        rc = STAPI_RC_NULL_TOKEN;
+    } else {
+        const TakenToken taken = take(*tokenPtr);
+        if (taken.outcome == Taking::notListed) {
+            rc = STAPI_RC_TOKEN_NOT_FOUND;
+        } else {
+            finishTaken(taken, tokenPtr);
         }
     }
-    return findRc;
+    TRACE_EXIT(2012, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d) rc=%d\n", at(tokenPtr),
+               lockRequired, rc);
+    return rc;
 }
 
-int32_t verifyToken(GatewayToken* token, bool hold) {
+// Verifies a token that lookUp() finds; for a caller who is its owner, lookUp may also take up its use.
+template <typename LookUp>
+int32_t verifyToken(const GatewayToken* token, LookUp lookUp) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2006, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p)\n", static_cast<void*>(token));
-    TokenOwner caller = {};
+    TRACE_ENTRY(2006, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p)\n", at(token));
+    const TokenOwner caller = callingOwner();
     TokenOwner owner = {};
-    getPidTid(&caller.pid, &caller.tid);
-    const int32_t findRc = lookUpToken(token, caller, hold, &owner);
+    const int32_t findRc = lookUp(caller, &owner);
     if (findRc != GTL_RC_FOUND) {
         TRACE_EXC(2007, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p) Gateway token not found - findRc=%d\n",
-                  static_cast<void*>(token), findRc);
+                  at(token), findRc);
         rc = STAPI_RC_TOKEN_NOT_FOUND;
     } else if (caller.pid != owner.pid) {
         TRACE_EXC(2032, "stapi_zul_gwytok.verifyGatewayToken PID mismatch: currentPid=%d, owningPid=%d\n", caller.pid,
@@ -148,7 +162,7 @@ int32_t verifyToken(GatewayToken* token, bool hold) {
                   owner.tid);
         rc = STAPI_RC_WRONG_THREAD;
     }
-    TRACE_EXIT(2008, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p) rc=%d\n", static_cast<void*>(token), rc);
+    TRACE_EXIT(2008, "stapi_zul_gwytok.verifyGatewayToken(&gwTokPtr=%p) rc=%d\n", at(token), rc);
     return rc;
 }
 
@@ -162,17 +176,10 @@ void discardUnlistedToken(GatewayToken* token) {
     releaseMemory(token);
 }
 
-// Releases a token whose opening has failed, be it still on the list or closed by another thread meanwhile.
-void discardOpeningToken(GatewayToken* token) {
-    if (endGatewayUse(token) == STAPI_RC_OK) {
-        deleteGatewayToken(&token, 1);
-    }
-}
-
 GatewayToken* allocateToken(int32_t port) {
     auto* const token = static_cast<GatewayToken*>(allocateMemory(sizeof(GatewayToken)));
     TRACE_DEBUG(2038, "stapi_zul_gwytok.createGatewayToken Called malloc for %d bytes. rc=%p\n", kTracedTokenSize,
-                static_cast<void*>(token));
+                at(token));
     if (token == nullptr) {
         TRACE_EXC(2039, "stapi_zul_gwytok.createGatewayToken Failed to allocate %d bytes\n", kTracedTokenSize);
     } else {
@@ -180,7 +187,7 @@ GatewayToken* allocateToken(int32_t port) {
         token->port = port;
         token->connStatus = kConnectionCreated;
         token->socket = platform::kNoSocket;
-        token->busy = true;
+        token->state = TokenState::connecting;
         getPidTid(&token->owningPid, &token->owningTid);
     }
     return token;
@@ -203,7 +210,7 @@ int32_t attachBuffers(GatewayToken* token) {
         token->protocolVersionSize = kProtocolVersionArea;
         token->resultSetBuf = static_cast<char*>(allocateMemory(resultSetAllocation(kInitialResultSetCapacity)));
         TRACE_DEBUG(2040, "stapi_zul_gwytok.createGatewayToken Called malloc for %d bytes. rc=%p\n",
-                    kInitialResultSetCapacity, static_cast<void*>(token->resultSetBuf));
+                    kInitialResultSetCapacity, at(token->resultSetBuf));
         if (token->resultSetBuf == nullptr) {
             TRACE_EXC(2041, "stapi_zul_gwytok.createGatewayToken Failed to allocate %d bytes.\n",
                       kInitialResultSetCapacity);
@@ -224,9 +231,9 @@ int32_t fetchProtocolVersion(GatewayToken* token) {
     ReasonsBlock reasons = {};
     const int32_t exchangeRc = statProtocolVer(token, &reasons);
     if (exchangeRc != STAPI_RC_OK) {
-        rc = isConnectionGone(exchangeRc, reasons) ? STAPI_RC_SOCKET_ERROR : STAPI_RC_BAD_EYECATCHER;
+        rc = mapExchangeCode(exchangeRc, reasons);
         TRACE_EVENT(2042, "stapi_zul_gwytok.createGatewayToken Removing GatewayToken %p due to comms failure %d\n",
-                    static_cast<void*>(token), exchangeRc);
+                    at(token), exchangeRc);
     }
     return rc;
 }
@@ -253,11 +260,29 @@ int32_t mapConnectCode(int32_t connectRc) {
     return rc;
 }
 
-// The list's lock guards the fields that other threads may print.
-void storeConnection(GatewayToken* token, int32_t socket, ConnectionStatus status) {
-    const LockScope scope(&gtlLock);
-    token->socket = socket;
-    token->connStatus = status;
+// Gives a new token what it owns and puts it on the list; a token that does not get there is released.
+int32_t listNewToken(GatewayToken* token, TokenHold* opening) {
+    int32_t rc = attachResultSet(token);
+    if (rc == STAPI_RC_OK) {
+        rc = attachBuffers(token);
+    }
+    if (rc == STAPI_RC_OK) {
+        rc = chainGatewayToken(token);
+    }
+    if (rc == STAPI_RC_OK) {
+        opening->adoptOpening(token);
+    } else {
+        discardUnlistedToken(token);
+    }
+    return rc;
+}
+
+int32_t connectToken(GatewayToken* token, const char* hostname, int32_t port) {
+    int32_t rc = openStatsSocket(token, hostname, port);
+    if (rc == STAPI_RC_OK) {
+        rc = fetchProtocolVersion(token);
+    }
+    return rc;
 }
 
 // The caller holds the list's lock, but not the trace lock.
@@ -265,12 +290,11 @@ void dumpToken(const GatewayToken* token, int32_t number) {
     writeTraceDirect("Gateway Token List entry -%4.4d- : %s\n", number, describeToken(token).text);
     const ResultSetToken* const resultSet = token->connRSToken;
     if (resultSet != nullptr) {
-        writeTraceDirect("Dump of ResultSet(%p) owner(%s) buffer(%p) cursor(%p)\n", static_cast<const void*>(resultSet),
-                         resultSet->owner == OWNER_GATEWAY ? "API" : "USR",
-                         static_cast<const void*>(resultSet->resultSetBuf),
-                         static_cast<const void*>(loadDataCursor(resultSet)));
+        writeTraceDirect("Dump of ResultSet(%p) owner(%s) buffer(%p) cursor(%p)\n", at(resultSet),
+                         resultSet->owner == OWNER_GATEWAY ? "API" : "USR", at(resultSet->resultSetBuf),
+                         at(loadDataCursor(resultSet)));
         writeDashLine();
-        if (!token->busy && resultSet->resultSetBuf != nullptr) {
+        if (!isHeldState(token->state) && resultSet->resultSetBuf != nullptr) {
             dumpResultSetBuffer(resultSet->resultSetBuf, resultSet->resultSetBufLen);
         }
         writeDashLine();
@@ -289,38 +313,31 @@ int32_t initGTL() {
 
 int32_t chainGatewayToken(GatewayToken* token) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2019, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p)\n", static_cast<void*>(token));
+    TRACE_ENTRY(2019, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p)\n", at(token));
     if (token == nullptr) {
         TRACE_EXC(2021, "stapi_zul_gwytok.chainGatewayToken() Chain request was for a null token\n");
         rc = STAPI_RC_NULL_TOKEN_POINTER;
     } else {
         const LockScope scope(&gtlLock);
-        if (gtlHead == nullptr) {
-            gtlHead = token;
-            gtlTail = token;
-        } else if (gtlTail != nullptr) {
-            gtlTail->nextGwyTokPtr = token;
-            gtlTail = token;
-        } else {
+        rc = listToken(token);
+        if (rc != STAPI_RC_OK) {
             TRACE_EXC(2020, "stapi_zul_gwytok.chainGatewayToken() GTL state is corrupt - head(%p) tail (%p)\n",
-                      static_cast<void*>(gtlHead), static_cast<void*>(gtlTail));
-            rc = STAPI_RC_GTL_CORRUPT;
+                      at(gtlHead), at(gtlTail));
         }
     }
-    TRACE_EXIT(2022, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p) rc=%d\n", static_cast<void*>(token), rc);
+    TRACE_EXIT(2022, "stapi_zul_gwytok.chainGatewayToken(&gwTokPtr=%p) rc=%d\n", at(token), rc);
     return rc;
 }
 
 int32_t findGatewayToken(const GatewayToken* target, GatewayToken** parentPtr) {
     int32_t rc = GTL_RC_NOT_FOUND;
-    TRACE_ENTRY(2023, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p)\n", static_cast<const void*>(target),
-                static_cast<void*>(parentPtr));
+    TRACE_ENTRY(2023, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p)\n", at(target), at(parentPtr));
     if (target == nullptr) {
         TRACE_EXC(2028, "stapi_zul_gwytok.findGatewayToken() Target was a null token\n");
         rc = GTL_RC_NULL_TARGET;
     } else if (gtlHead == nullptr) {
-        TRACE_EXC(2027, "stapi_zul_gwytok.findGatewayToken() GTL state is corrupt - head(%p) tail (%p)\n",
-                  static_cast<void*>(gtlHead), static_cast<void*>(gtlTail));
+        TRACE_EXC(2027, "stapi_zul_gwytok.findGatewayToken() GTL state is corrupt - head(%p) tail (%p)\n", at(gtlHead),
+                  at(gtlTail));
         rc = GTL_RC_EMPTY;
     } else {
         int32_t counter = 0;
@@ -345,104 +362,87 @@ int32_t findGatewayToken(const GatewayToken* target, GatewayToken** parentPtr) {
         } else if (counter != kGtlRunawayLimit) {
             TRACE_DEBUG(
                 2025, "stapi_zul_gwytok.findGatewayToken() Target token not found. GTL entries(%d) head(%p) last(%p)\n",
-                counter, static_cast<void*>(gtlHead), static_cast<void*>(current));
+                counter, at(gtlHead), at(current));
         } else {
             TRACE_EXC(2024, "stapi_zul_gwytok.findGatewayToken() GTL iteration has hit RUNAWAY limit %d.....\n",
                       kGtlRunawayLimit);
             rc = GTL_RC_RUNAWAY;
         }
     }
-    TRACE_EXIT(2029, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p) rc=%d\n",
-               static_cast<const void*>(target), static_cast<void*>(parentPtr), rc);
+    TRACE_EXIT(2029, "stapi_zul_gwytok.findGatewayToken(target=%p,&parent=%p) rc=%d\n", at(target), at(parentPtr), rc);
     return rc;
 }
 
 int32_t verifyGatewayToken(GatewayToken* token) {
-    return verifyToken(token, false);
-}
-
-int32_t beginGatewayQuery(GatewayToken* token) {
-    return verifyToken(token, true);
-}
-
-void storeQueryResult(GatewayToken* token, char* buffer, int32_t bufferLen, bool resetOwner) {
-    const LockScope scope(&gtlLock);
-    token->resultSetBuf = buffer;
-    token->resultSetBufLen = bufferLen;
-    ResultSetToken* const resultSet = token->connRSToken;
-    if (resetOwner) {
-        resultSet->owner = OWNER_GATEWAY;
-    }
-    resultSet->resultSetBuf = buffer;
-    resultSet->resultSetBufLen = bufferLen;
-    storeDataCursor(resultSet, buffer);
-    resultSet->queryIndex = 0;
-}
-
-int32_t endGatewayUse(GatewayToken* token) {
-    bool abandoned = false;
-    {
-        const LockScope scope(&gtlLock);
-        token->busy = false;
-        abandoned = token->abandoned;
-    }
-    if (abandoned) {
-        releaseTokenContents(token);
-        releaseToken(&token);
-    }
-    return abandoned ? STAPI_RC_TOKEN_NOT_FOUND : STAPI_RC_OK;
+    return verifyToken(token, [token](const TokenOwner&, TokenOwner* owner) { return lookUpToken(token, owner); });
 }
 
 int32_t deleteGatewayToken(GatewayToken** tokenPtr, int32_t lockRequired) {
-    int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2009, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d)\n",
-                static_cast<void*>(tokenPtr), lockRequired);
-    if (tokenPtr == nullptr) {
-        rc = STAPI_RC_NULL_TOKEN_POINTER;
-    } else if (*tokenPtr == nullptr) {
-        rc = STAPI_RC_NULL_TOKEN;
-    } else if (lockRequired == 1) {
-        const LockScope scope(&gtlLock);
-        GatewayToken* parent = nullptr;
-        if (findGatewayToken(*tokenPtr, &parent) == GTL_RC_FOUND) {
-            deleteListedToken(tokenPtr, parent);
-        } else {
-            rc = STAPI_RC_TOKEN_NOT_FOUND;
-        }
-    } else {
-        deleteListedToken(tokenPtr, nullptr);
-    }
-    TRACE_EXIT(2012, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d) rc=%d\n",
-               static_cast<void*>(tokenPtr), lockRequired, rc);
-    return rc;
+    return deleteToken(tokenPtr, lockRequired, [lockRequired](GatewayToken* token) {
+        return lockRequired == 1 ? takeToken(token, Taker::anyone) : takeHead(token);
+    });
 }
 
 int32_t deleteGatewayTokens() {
     int32_t rc = STAPI_RC_OK;
-    int32_t count = 0;
     TRACE_ENTRY(2013, "stapi_zul_gwytok.deleteGatewayTokens()\n");
-    {
-        const LockScope scope(&gtlLock);
-        GatewayToken* token = gtlHead;
-        if (token == nullptr) {
-            TRACE_EVENT(2035, "stapi_zul_gwytok.deleteGatewayTokens() GTL is EMPTY\n");
-            rc = GTL_RC_LIST_EMPTY;
-        }
-        while (token != nullptr && count < kGtlRunawayLimit) {
-            ++count;
-            TRACE_EVENT(2034, "stapi_zul_gwytok.deleteGatewayTokens(indexToken=%p) GTL entry %4.4d: %s\n",
-                        static_cast<void*>(token), count, describeToken(token).text);
-            GatewayToken* const successor = token->nextGwyTokPtr;
-            deleteGatewayToken(&token, 0);
-            token = successor;
-        }
-        if (count == kGtlRunawayLimit) {
-            TRACE_EXC(2014, "stapi_zul_gwytok.deleteGatewayTokens() GTL iteration has hit RUNAWAY limit %d.....\n",
-                      kGtlRunawayLimit);
-            rc = GTL_RC_RUNAWAY;
-        }
+    TakenToken allTaken[kGtlRunawayLimit];
+    const int32_t count = takeAllTokens(allTaken, kGtlRunawayLimit);
+    if (count == 0) {
+        TRACE_EVENT(2035, "stapi_zul_gwytok.deleteGatewayTokens() GTL is EMPTY\n");
+        rc = GTL_RC_LIST_EMPTY;
+    }
+    for (int32_t index = 0; index < count; ++index) {
+        const TakenToken& taken = allTaken[index];
+        TRACE_EVENT(2034, "stapi_zul_gwytok.deleteGatewayTokens(indexToken=%p) GTL entry %4.4d: %s\n",
+                    at(taken.address), index + 1, describeTakenToken(taken).text);
+        GatewayToken* token = taken.address;
+        deleteToken(&token, 0, [&taken](GatewayToken*) { return taken; });
+    }
+    if (count == kGtlRunawayLimit) {
+        TRACE_EXC(2014, "stapi_zul_gwytok.deleteGatewayTokens() GTL iteration has hit RUNAWAY limit %d.....\n",
+                  kGtlRunawayLimit);
+        rc = GTL_RC_RUNAWAY;
     }
     TRACE_EXIT(2015, "stapi_zul_gwytok.deleteGatewayTokens() Entries deleted=%d rc=%d\n", count, rc);
+    return rc;
+}
+
+bool TokenHold::isAbandoned() const {
+    return isTokenAbandoned(token_);
+}
+
+int32_t TokenHold::beginQuery(GatewayToken* token) {
+    const int32_t rc = verifyToken(token, [token](const TokenOwner& caller, TokenOwner* owner) {
+        return lookUpAndUseToken(token, caller, owner);
+    });
+    if (rc == STAPI_RC_OK) {
+        token_ = token;
+    }
+    return rc;
+}
+
+void TokenHold::adoptOpening(GatewayToken* token) {
+    token_ = token;
+}
+
+int32_t TokenHold::end() {
+    int32_t rc = STAPI_RC_OK;
+    if (!settleToken(token_)) {
+        closeToken(&token_, true);
+        rc = STAPI_RC_TOKEN_NOT_FOUND;
+    }
+    token_ = nullptr;
+    return rc;
+}
+
+int32_t TokenHold::remove() {
+    int32_t rc = STAPI_RC_TOKEN_NOT_FOUND;
+    if (isAbandoned()) {
+        end();
+    } else {
+        rc = deleteToken(&token_, 1, [](GatewayToken* token) { return takeToken(token, Taker::holder); });
+    }
     return rc;
 }
 
@@ -485,70 +485,50 @@ int32_t formatGatewayToken(const GatewayToken* token, char* buffer) {
     } else if (token == nullptr) {
         traceSprintf(buffer, kTokenTextArea, "GatwayToken(NULL)");
     } else {
-        traceSprintf(
-            buffer, kTokenTextArea,
-            "GatwayToken(%p) eyecatcher(%8.8s) port(%d) connStatus(%d) socket(%d) connRSToken(%p) resultSetBuf(%p) owningPid(%8.8X) owningTid(%8.8X) nextGwyTokPtr(%p)",
-            static_cast<const void*>(token), token->eyecatcher, token->port, token->connStatus, token->socket,
-            static_cast<const void*>(token->connRSToken), static_cast<const void*>(token->resultSetBuf),
-            token->owningPid, token->owningTid, static_cast<const void*>(token->nextGwyTokPtr));
+        formatSnapshot(snapshotOf(token), token, buffer);
     }
     return rc;
 }
 
-int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_t port) {
-    TRACE_ENTRY(2000, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d)\n", static_cast<void*>(gwTokPtr),
-                port);
-    GatewayToken* token = allocateToken(port);
+int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_t port, TokenHold* opening) {
+    TRACE_ENTRY(2000, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d)\n", at(gwTokPtr), port);
+    GatewayToken* const token = allocateToken(port);
     int32_t rc = token == nullptr ? STAPI_RC_NO_MEMORY : STAPI_RC_OK;
-    bool listed = false;
     if (rc == STAPI_RC_OK) {
-        rc = attachResultSet(token);
+        rc = listNewToken(token, opening);
     }
     if (rc == STAPI_RC_OK) {
-        rc = attachBuffers(token);
+        rc = connectToken(token, hostname, port);
+        if (rc != STAPI_RC_OK) {
+            opening->remove();
+        }
     }
     if (rc == STAPI_RC_OK) {
-        rc = chainGatewayToken(token);
-        listed = rc == STAPI_RC_OK;
-    }
-    if (rc == STAPI_RC_OK) {
-        rc = openStatsSocket(token, hostname, port);
-    }
-    if (rc == STAPI_RC_OK) {
-        rc = fetchProtocolVersion(token);
-    }
-    if (rc == STAPI_RC_OK) {
-        TRACE_EVENT(2033, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p) %s\n", static_cast<void*>(gwTokPtr),
-                    describeToken(token).text);
+        TRACE_EVENT(2033, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p) %s\n", at(gwTokPtr),
+                    describeListedToken(token).text);
         *gwTokPtr = token;
-    } else if (listed) {
-        discardOpeningToken(token);
-    } else if (token != nullptr) {
-        discardUnlistedToken(token);
     }
-    TRACE_EXIT(2001, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d) rc=%d\n", static_cast<void*>(gwTokPtr),
-               port, rc);
+    TRACE_EXIT(2001, "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=%p,port=%d) rc=%d\n", at(gwTokPtr), port, rc);
     return rc;
 }
 
 int32_t openStatsSocket(GatewayToken* gwTokPtr, const char* hostname, int32_t port) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2002, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p) Attempting to connect to %s:%d\n",
-                static_cast<void*>(gwTokPtr), hostname == nullptr ? "NULL" : hostname, port);
+    TRACE_ENTRY(2002, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p) Attempting to connect to %s:%d\n", at(gwTokPtr),
+                hostname == nullptr ? "NULL" : hostname, port);
     int32_t socket = platform::kNoSocket;
-    const int32_t connectRc = connectToGateway(port, hostname, &socket);
+    const int32_t connectRc = connectToGateway(port, hostname, &socket, gwTokPtr);
+    noteConnectionStatus(gwTokPtr, connectRc == STAPI_RC_OK ? kConnectionOpen : kConnectionFailed);
     if (connectRc == STAPI_RC_OK) {
-        storeConnection(gwTokPtr, socket, kConnectionOpen);
         TRACE_EVENT(2003, "stapi_zul_gwytok.openStatsSocket() Connected to Gateway %s:%u - socketDescriptor(%d)\n",
                     hostname, static_cast<uint32_t>(port), socket);
     } else {
-        storeConnection(gwTokPtr, socket, kConnectionFailed);
         TRACE_EXC(2004, "stapi_zul_gwytok.openStatsSocket() Failed to connect to Gateway %s:%u, connect rc = %d\n",
                   hostname, static_cast<uint32_t>(port), connectRc);
         rc = mapConnectCode(connectRc);
     }
-    TRACE_EXIT(2005, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p, hostname=%s, port=%d) rc=%d\n",
-               static_cast<void*>(gwTokPtr), hostname == nullptr ? "NULL" : hostname, port, rc);
+    TRACE_EXIT(2005, "stapi_zul_gwytok.openStatsSocket(gwTokPtr=%p, hostname=%s, port=%d) rc=%d\n", at(gwTokPtr),
+               hostname == nullptr ? "NULL" : hostname, port, rc);
     return rc;
 }
 

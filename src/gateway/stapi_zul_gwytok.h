@@ -1,7 +1,7 @@
 // Gateway tokens, one for each open connection, and the Gateway Token List (GTL) that holds them all.
 //
-// A token is busy while its owner opens it or queries with it. Another thread that closes a busy token takes it off the
-// list and marks it abandoned; the owner then releases it. So no thread ever uses a token that another has released.
+// What a token's states are, and how it comes from one to the next, stands in token_life.h. A thread that opens or
+// queries holds its token by a TokenHold.
 #ifndef ZULSTATS_GATEWAY_STAPI_ZUL_GWYTOK_H
 #define ZULSTATS_GATEWAY_STAPI_ZUL_GWYTOK_H
 
@@ -46,19 +46,44 @@ int32_t findGatewayToken(const GatewayToken* target, GatewayToken** parentPtr);
 // process; -124 another thread.
 int32_t verifyGatewayToken(GatewayToken* token);
 
-// As verifyGatewayToken; on 0 the token is busy until endGatewayUse.
-int32_t beginGatewayQuery(GatewayToken* token);
+// A token that the calling thread is opening, or querying with.
+class TokenHold {
+  public:
+    TokenHold() = default;
+    TokenHold(const TokenHold&) = delete;
+    TokenHold& operator=(const TokenHold&) = delete;
+    // What is still held is ended.
+    ~TokenHold() {
+        if (token_ != nullptr) {
+            end();
+        }
+    }
 
-// Stores the buffer and capacity that a query has left behind in a busy token, and points the connection's result set
-// at its start; resetOwner also renews the result set's owner.
-void storeQueryResult(GatewayToken* token, char* buffer, int32_t bufferLen, bool resetOwner);
+    GatewayToken* token() const {
+        return token_;
+    }
 
-// Ends the use of a busy token by its owner. 0; -101 another thread has closed the connection meanwhile: the token and
-// its result set are released.
-int32_t endGatewayUse(GatewayToken* token);
+    // Whether another thread has closed the connection.
+    bool isAbandoned() const;
 
-// Closes, unlinks and releases a token and sets *tokenPtr to null. lockRequired 1: the lock is taken here; 0: the
-// caller holds it, and the token is the head. 0; -108 tokenPtr null; -100 *tokenPtr null; -101 not on the list.
+    // Takes up a query. The codes of verifyGatewayToken; on 0 the token is held.
+    int32_t beginQuery(GatewayToken* token);
+    // Takes over a token that has just been put on the list.
+    void adoptOpening(GatewayToken* token);
+
+    // Each ends the hold. 0; -101 another thread has closed the connection meanwhile: the token and its result set are
+    // released.
+    int32_t end();
+    // Closes the connection, takes the token off the list and releases it.
+    int32_t remove();
+
+  private:
+    GatewayToken* token_ = nullptr;
+};
+
+// Takes a token off the list, closes and releases it and sets *tokenPtr to null. The close exchange is made without the
+// list's lock. A token that another thread is at is only cut off; that thread releases it. lockRequired 0: the token is
+// the head of the list. 0; -108 tokenPtr null; -100 *tokenPtr null; -101 not on the list.
 int32_t deleteGatewayToken(GatewayToken** tokenPtr, int32_t lockRequired);
 
 // Deletes every token. 0; GTL_RC_RUNAWAY after 256 of them; GTL_RC_LIST_EMPTY.
@@ -73,8 +98,8 @@ int32_t dumpGatewayTokens();
 int32_t formatGatewayToken(const GatewayToken* token, char* buffer);
 
 // Makes a token, chains it, connects it and asks for the protocol version. Only on 0 is *gwTokPtr set, to a token that
-// is busy until endGatewayUse. Codes as openRemoteGatewayConnection.
-int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_t port);
+// is held by *opening. Codes as openRemoteGatewayConnection.
+int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_t port, TokenHold* opening);
 
 // Connects a token's socket. 0, or one of the codes of a failed connection: -118, -132, -134, -135, -136.
 int32_t openStatsSocket(GatewayToken* gwTokPtr, const char* hostname, int32_t port);

@@ -5,15 +5,16 @@
 #include <cstdio>
 #include <cstring>
 
-#include "diag/return_codes.h"
-#include "diag/stapi_zul_diag.h"
+#include "api/zulstats64.h"
 #include "diag/stapi_zul_memory.h"
+#include "diag/trace_point.h"
+#include "diag/version.h"
 #include "gateway/stapi_zul_gwytok.h"
 #include "platform/platform.h"
 
 namespace stapi {
 
-char apiVersion[] = "1_1_0_1";
+char apiVersion[] = ZULSTATS_API_VERSION;
 
 namespace {
 
@@ -31,6 +32,74 @@ int32_t duplicationSize(const char* dataPtr) {
 
 bool isDuplicable(const char* dataPtr, char* const* outputPtr, int32_t size) {
     return dataPtr != nullptr && outputPtr != nullptr && size < kDuplicationSizeLimit;
+}
+
+// What is particular to one of the two copies.
+struct Duplication {
+    bool releasesOldOutput;
+    TracePoint<const void*, const void*> entry;
+    TracePoint<> badInput;
+    TracePoint<int32_t, const void*> allocated;
+    TracePoint<int32_t> notAllocated;
+    TracePoint<const void*, int32_t> copyTo;
+    TracePoint<int32_t> copy;
+    TracePoint<int32_t, int32_t> exit;
+};
+
+constexpr Duplication kAsciiDuplication = {
+    .releasesOldOutput = true,
+    .entry = {TraceWord::entry, 1108, "stapi_zul_impl.dup2ASCIIString(dataPtr=%p, &outputPtr=%p) \n"},
+    .badInput = {TraceWord::exception, 1114,
+                 "stapi_zul_impl.dup2ASCIIString() supplied input data pointer was NULL or overlength\n"},
+    .allocated = {TraceWord::debug, 1109, "stapi_zul_impl.dup2ASCIIString() called malloc for %d bytes. rc=%p\n"},
+    .notAllocated = {TraceWord::exception, 1113, "stapi_zul_impl.dup2ASCIIString() malloc failed for %d bytes\n"},
+    .copyTo = {TraceWord::debug, 1112, "stapi_zul_impl.dup2ASCIIString() using memcpy() on writePtr(%p) bytes(%d)\n"},
+    .copy = {},
+    .exit = {TraceWord::exit, 1115, "stapi_zul_impl.dup2ASCIIString() readByteCount=%d rc=%d\n"},
+};
+
+constexpr Duplication kNativeDuplication = {
+    .releasesOldOutput = false,
+    .entry = {TraceWord::entry, 1116, "stapi_zul_impl.dup2NativeString(source dataPtr=%p, &outputPtr=%p) \n"},
+    .badInput = {TraceWord::exception, 1122,
+                 "stapi_zul_impl.dup2NativeString() supplied input data pointer was NULL or overlength\n"},
+    .allocated = {TraceWord::debug, 1117, "stapi_zul_impl.dup2NativeString() called strdup for %d bytes. rc=0x%p\n"},
+    .notAllocated = {TraceWord::exception, 1121, "stapi_zul_impl.dup2NativeString() malloc failed for %d bytes\n"},
+    .copyTo = {},
+    .copy = {TraceWord::debug, 1120, "stapi_zul_impl.dup2NativeString() about to memcpy for %d bytes. \n"},
+    .exit = {TraceWord::exit, 1123, "stapi_zul_impl.dup2NativeString() readByteCount=%d rc=%d\n"},
+};
+
+int32_t copyIntoFreshBlock(const Duplication& duplication, const char* dataPtr, int32_t size, char** outputPtr) {
+    int32_t rc = 0;
+    *outputPtr = static_cast<char*>(allocateMemory(static_cast<size_t>(size)));
+    TRACE_POINT(duplication.allocated, size, at(*outputPtr));
+    if (*outputPtr == nullptr) {
+        TRACE_POINT(duplication.notAllocated, size);
+        rc = kDuplicationNoMemory;
+    } else {
+        TRACE_POINT(duplication.copyTo, at(*outputPtr), size);
+        TRACE_POINT(duplication.copy, size);
+        std::memcpy(*outputPtr, dataPtr, static_cast<size_t>(size));
+    }
+    return rc;
+}
+
+int32_t duplicate(const Duplication& duplication, const char* dataPtr, char** outputPtr) {
+    int32_t rc = 0;
+    TRACE_POINT(duplication.entry, at(dataPtr), at(outputPtr));
+    const int32_t size = duplicationSize(dataPtr);
+    if (!isDuplicable(dataPtr, outputPtr, size)) {
+        TRACE_POINT(duplication.badInput);
+        rc = kDuplicationBadInput;
+    } else {
+        if (duplication.releasesOldOutput) {
+            releaseMemory(*outputPtr);
+        }
+        rc = copyIntoFreshBlock(duplication, dataPtr, size, outputPtr);
+    }
+    TRACE_POINT(duplication.exit, size, rc);
+    return rc;
 }
 
 }  // namespace
@@ -73,53 +142,11 @@ void libraryUnloading() {
 }
 
 int32_t dup2ASCIIString(const char* dataPtr, char** outputPtr) {
-    int32_t rc = 0;
-    TRACE_ENTRY(1108, "stapi_zul_impl.dup2ASCIIString(dataPtr=%p, &outputPtr=%p) \n", static_cast<const void*>(dataPtr),
-                static_cast<void*>(outputPtr));
-    const int32_t size = duplicationSize(dataPtr);
-    if (!isDuplicable(dataPtr, outputPtr, size)) {
-        TRACE_EXC(1114, "stapi_zul_impl.dup2ASCIIString() supplied input data pointer was NULL or overlength\n");
-        rc = kDuplicationBadInput;
-    } else {
-        releaseMemory(*outputPtr);
-        *outputPtr = static_cast<char*>(allocateMemory(static_cast<size_t>(size)));
-        TRACE_DEBUG(1109, "stapi_zul_impl.dup2ASCIIString() called malloc for %d bytes. rc=%p\n", size,
-                    static_cast<void*>(*outputPtr));
-        if (*outputPtr == nullptr) {
-            TRACE_EXC(1113, "stapi_zul_impl.dup2ASCIIString() malloc failed for %d bytes\n", size);
-            rc = kDuplicationNoMemory;
-        } else {
-            TRACE_DEBUG(1112, "stapi_zul_impl.dup2ASCIIString() using memcpy() on writePtr(%p) bytes(%d)\n",
-                        static_cast<void*>(*outputPtr), size);
-            std::memcpy(*outputPtr, dataPtr, static_cast<size_t>(size));
-        }
-    }
-    TRACE_EXIT(1115, "stapi_zul_impl.dup2ASCIIString() readByteCount=%d rc=%d\n", size, rc);
-    return rc;
+    return duplicate(kAsciiDuplication, dataPtr, outputPtr);
 }
 
 int32_t dup2NativeString(const char* dataPtr, char** outputPtr) {
-    int32_t rc = 0;
-    TRACE_ENTRY(1116, "stapi_zul_impl.dup2NativeString(source dataPtr=%p, &outputPtr=%p) \n",
-                static_cast<const void*>(dataPtr), static_cast<void*>(outputPtr));
-    const int32_t size = duplicationSize(dataPtr);
-    if (!isDuplicable(dataPtr, outputPtr, size)) {
-        TRACE_EXC(1122, "stapi_zul_impl.dup2NativeString() supplied input data pointer was NULL or overlength\n");
-        rc = kDuplicationBadInput;
-    } else {
-        *outputPtr = static_cast<char*>(allocateMemory(static_cast<size_t>(size)));
-        TRACE_DEBUG(1117, "stapi_zul_impl.dup2NativeString() called strdup for %d bytes. rc=0x%p\n", size,
-                    static_cast<void*>(*outputPtr));
-        if (*outputPtr == nullptr) {
-            TRACE_EXC(1121, "stapi_zul_impl.dup2NativeString() malloc failed for %d bytes\n", size);
-            rc = kDuplicationNoMemory;
-        } else {
-            TRACE_DEBUG(1120, "stapi_zul_impl.dup2NativeString() about to memcpy for %d bytes. \n", size);
-            std::memcpy(*outputPtr, dataPtr, static_cast<size_t>(size));
-        }
-    }
-    TRACE_EXIT(1123, "stapi_zul_impl.dup2NativeString() readByteCount=%d rc=%d\n", size, rc);
-    return rc;
+    return duplicate(kNativeDuplication, dataPtr, outputPtr);
 }
 
 }  // namespace stapi

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "resultset/result_records.h"
+#include "api/zulstats64.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
 
 namespace stapi {

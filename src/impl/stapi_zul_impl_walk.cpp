@@ -1,10 +1,12 @@
 // The walk over a result set. A step works on a copy of the token's position and of the caller's record, and commits
 // both only when it succeeds. The end is found by the terminator; the counts in the buffer serve the trace, and tell
 // where a query element's entries end.
+//
+// All four walkers take the same step; each is an instance of the templates below with the trace points of its own.
 #include <cstring>
 
-#include "diag/return_codes.h"
-#include "diag/stapi_zul_diag.h"
+#include "api/zulstats64.h"
+#include "diag/trace_point.h"
 #include "impl/stapi_zul_impl.h"
 #include "resultset/result_set_reader.h"
 
@@ -12,7 +14,87 @@ namespace stapi {
 
 namespace {
 
-constexpr size_t kHeaderCountOffset = kEyecatcherLength;
+// What one of the walkers writes to the trace between its entry and its exit. A point that it lacks is silent.
+struct WalkPoints {
+    TracePoint<const void*, const void*> notStarted;
+    TracePoint<uint32_t, uint32_t, const void*, const void*, uint32_t, const void*, int32_t> queryElement;
+    TracePoint<const void*, const void*, uint32_t, const void*, int32_t> cachedElement;
+    TracePoint<const void*, const void*, int32_t> failedElement;
+    TracePoint<uint32_t, int32_t, const void*, const void*, uint32_t> entry;
+    TracePoint<uint32_t, const void*> lastEntry;
+    TracePoint<const void*> retrieved;
+};
+
+constexpr WalkPoints kFirstIdPoints = {
+    .notStarted = {},
+    .queryElement =
+        {TraceWord::debug, 1045,
+         "stapi_zul_impl.getFirstIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n"},
+    .cachedElement = {},
+    .failedElement = {TraceWord::event, 1046,
+                      "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n"},
+    .entry =
+        {TraceWord::debug, 1047,
+         "stapi_zul_impl.getFirstIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n"},
+    .lastEntry = {TraceWord::debug, 1048,
+                  "stapi_zul_impl.getFirstIdInternal End of subset queryIndex=%d. Resultset=%p\n"},
+    .retrieved = {TraceWord::event, 1137,
+                  "stapi_zul_impl.getFirstIdInternal Successfully retrieved first Id from resultset %p\n"},
+};
+
+constexpr WalkPoints kNextIdPoints = {
+    .notStarted = {TraceWord::debug, 1052,
+                   "stapi_zul_impl.getNextIdInternal No getFirstId() called on Resultset=%p. Datacursor=%p\n"},
+    .queryElement =
+        {TraceWord::debug, 1053,
+         "stapi_zul_impl.getNextIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n"},
+    .cachedElement = {},
+    .failedElement = {TraceWord::event, 1054,
+                      "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n"},
+    .entry =
+        {TraceWord::debug, 1055,
+         "stapi_zul_impl.getNextIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n"},
+    .lastEntry = {TraceWord::debug, 1056,
+                  "stapi_zul_impl.getNextIdInternal End of subset queryIndex=%d. Resultset=%p\n"},
+    .retrieved = {TraceWord::event, 1138,
+                  "stapi_zul_impl.getNextIdInternal Successfully retrieved the next Id from resultset %p\n"},
+};
+
+// A first call on statistics passes a failed query element over in silence, and does not trace the single entry.
+constexpr WalkPoints kFirstStatPoints = {
+    .notStarted = {},
+    .queryElement =
+        {TraceWord::debug, 1060,
+         "stapi_zul_impl.getFirstStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n"},
+    .cachedElement =
+        {TraceWord::debug, 1061,
+         "stapi_zul_impl.getFirstStatInternal Caching new query element details. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n"},
+    .failedElement = {},
+    .entry = {},
+    .lastEntry = {TraceWord::debug, 1062,
+                  "stapi_zul_impl.getFirstStatInternal End of subset queryIndex=%d. Resultset=%p\n"},
+    .retrieved = {TraceWord::event, 1139,
+                  "stapi_zul_impl.getFirstStatInternal Successfully retrieved first stat from resultset %p\n"},
+};
+
+constexpr WalkPoints kNextStatPoints = {
+    .notStarted = {TraceWord::debug, 1066,
+                   "stapi_zul_impl.getNextStatInternal No getFirstStat() called on Resultset=%p. Datacursor=%p\n"},
+    .queryElement =
+        {TraceWord::debug, 1067,
+         "stapi_zul_impl.getNextStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n"},
+    .cachedElement = {},
+    .failedElement =
+        {TraceWord::event, 1068,
+         "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p) Found negative queryElementRC(%d)\n"},
+    .entry =
+        {TraceWord::debug, 1069,
+         "stapi_zul_impl.getNextStatInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, statIdLen=%d\n"},
+    .lastEntry = {TraceWord::debug, 1070,
+                  "stapi_zul_impl.getNextStatInternal End of subset queryIndex=%d. Resultset=%p\n"},
+    .retrieved = {TraceWord::event, 1140,
+                  "stapi_zul_impl.getNextStatInternal Successfully retrieved the next stat from resultset %p\n"},
+};
 
 // The position of a walk, as in the token.
 struct Walk {
@@ -24,6 +106,12 @@ struct Walk {
     const char* queryElementPtr;
     uint32_t queryElementLen;
     int32_t queryElementRC;
+};
+
+enum class StepOutcome : int32_t {
+    taken,
+    atEnd,        // the terminator stands at the position
+    leavesBuffer  // the step would need bytes beyond the buffer
 };
 
 Walk loadWalk(const ResultSetToken* rsPtr) {
@@ -46,36 +134,31 @@ const void* cursorOf(const Walk& walk) {
     return readerCursor(walk.reader);
 }
 
-// Puts the walk before the first query element; false when the buffer has no room for a header.
-bool startWalk(const ResultSetToken* rsPtr, Walk* walk) {
+// Whether a step can be taken from the position; taken stands for yes.
+StepOutcome testForEnd(const ResultSetReader& reader) {
+    if (!hasBytes(reader, sizeof kTerminator)) {
+        return StepOutcome::leavesBuffer;
+    }
+    uint32_t isTerminator = 0;
+    checkTerminator(readerCursor(reader), &isTerminator);
+    return isTerminator == 1 ? StepOutcome::atEnd : StepOutcome::taken;
+}
+
+// Puts the walk where the number of query elements stands.
+bool moveToElementCount(const ResultSetToken* rsPtr, Walk* walk) {
     walk->reader = readerAtStart(rsPtr);
     const char* eyecatcher = nullptr;
-    const bool there =
-        readText(&walk->reader, kHeaderCountOffset, &eyecatcher) && readWord(&walk->reader, &walk->queryHeaderCount);
+    return readText(&walk->reader, kEyecatcherLength, &eyecatcher);
+}
+
+// Begins a walk before the first query element.
+bool beginWalk(Walk* walk) {
     walk->queryIndex = 1;
     walk->elementResultIndex = 0;
-    return there;
+    return readWord(&walk->reader, &walk->queryHeaderCount);
 }
 
-// Whether the terminator stands at the position; false with *readable false when the buffer ends there.
-bool isAtTerminator(const ResultSetReader& reader, bool* readable) {
-    uint32_t isTerminator = 0;
-    *readable = hasBytes(reader, sizeof kTerminator);
-    if (*readable) {
-        checkTerminator(readerCursor(reader), &isTerminator);
-    }
-    return isTerminator == 1;
-}
-
-// The terminator test of a first call is made where the count stands.
-bool isEmptySet(const ResultSetToken* rsPtr, bool* readable) {
-    ResultSetReader reader = readerAtStart(rsPtr);
-    const char* eyecatcher = nullptr;
-    *readable = readText(&reader, kHeaderCountOffset, &eyecatcher);
-    return *readable && isAtTerminator(reader, readable);
-}
-
-bool readBlockHeader(Walk* walk) {
+bool readElementHeader(Walk* walk) {
     uint32_t rc = 0;
     const bool there = readLengthAndText(&walk->reader, &walk->queryElementLen, &walk->queryElementPtr) &&
                        readWord(&walk->reader, &rc);
@@ -92,42 +175,47 @@ bool readEntryCount(Walk* walk) {
 }
 
 // Behind a query element that the gateway could not answer, or behind the last entry of one that it could.
-void leaveBlock(Walk* walk) {
+void leaveElement(Walk* walk) {
     walk->elementResultIndex = 0;
     ++walk->queryIndex;
 }
 
-// Counts the entry just read; true when it was the last of its block.
+// Counts the entry just read; true when it was the last of its query element.
 bool countEntry(Walk* walk) {
     ++walk->elementResultIndex;
     const bool isLast = walk->elementResultIndex > walk->elementResultCount;
     if (isLast) {
-        leaveBlock(walk);
+        leaveElement(walk);
     }
     return isLast;
 }
 
-// A block without entries is read as if it had one: the word behind the count is taken for the length of an id. That
-// may lead beyond the buffer, and then the next step is the end.
-bool readIdEntry(Walk* walk, IdData* record) {
+// A query element without entries is read as if it had one: the word behind the count is taken for the length of an id.
+// That may lead beyond the buffer, and then the next step is the end.
+bool readEntry(Walk* walk, IdData* record) {
     ResultSetReader* const reader = &walk->reader;
-    bool there = false;
-    if (walk->elementResultCount == 0) {
-        there = readWord(reader, &record->idLen);
-        record->idPtr = readerCursor(*reader);
-        const char* skipped = nullptr;
-        if (there && !readText(reader, record->idLen, &skipped)) {
-            reader->position = reader->size;
-        }
-    } else {
-        there = readLengthAndText(reader, &record->idLen, &record->idPtr);
+    if (walk->elementResultCount != 0) {
+        return readLengthAndText(reader, &record->idLen, &record->idPtr);
     }
-    return there;
+    if (!readWord(reader, &record->idLen)) {
+        return false;
+    }
+    record->idPtr = readerCursor(*reader);
+    skipTextOrAll(reader, record->idLen);
+    return true;
 }
 
-bool readStatEntry(Walk* walk, StatData* record) {
+bool readEntry(Walk* walk, StatData* record) {
     return readLengthAndText(&walk->reader, &record->statIdLen, &record->statIdPtr) &&
            readLengthAndText(&walk->reader, &record->statValueLen, &record->statValuePtr);
+}
+
+uint32_t idLength(const IdData& record) {
+    return record.idLen;
+}
+
+uint32_t idLength(const StatData& record) {
+    return record.statIdLen;
 }
 
 template <typename Record>
@@ -142,212 +230,130 @@ void takeQueryElement(const Walk& walk, Record* record) {
     record->queryElementRC = walk.queryElementRC;
 }
 
-template <typename Record>
-int32_t commitStep(bool complete, const Walk& walk, const Record& filled, ResultSetToken* rsPtr, Record* record) {
-    if (complete) {
-        commitWalk(walk, rsPtr);
-        *record = filled;
+// Reads the header of a query element and, unless the gateway could not answer it, the number of its entries.
+template <const WalkPoints& points>
+bool enterElement(const ResultSetToken* rsPtr, const void* record, Walk* walk) {
+    if (!readElementHeader(walk)) {
+        return false;
     }
-    return complete ? STAPI_RC_OK : STAPI_RC_END_OF_DATA;
+    TRACE_POINT(points.queryElement, walk->queryIndex, walk->queryHeaderCount, at(rsPtr), cursorOf(*walk),
+                walk->queryElementLen, at(walk->queryElementPtr), walk->queryElementRC);
+    TRACE_POINT(points.cachedElement, at(rsPtr), cursorOf(*walk), walk->queryElementLen, at(walk->queryElementPtr),
+                walk->queryElementRC);
+    if (walk->queryElementRC < 0) {
+        TRACE_POINT(points.failedElement, at(rsPtr), at(record), walk->queryElementRC);
+        leaveElement(walk);
+        return true;
+    }
+    return readEntryCount(walk);
+}
+
+template <const WalkPoints& points, typename Record>
+bool takeEntry(const ResultSetToken* rsPtr, Walk* walk, Record* filled) {
+    if (!readEntry(walk, filled)) {
+        return false;
+    }
+    TRACE_POINT(points.entry, walk->queryIndex, walk->elementResultIndex, at(rsPtr), cursorOf(*walk),
+                idLength(*filled));
+    if (countEntry(walk)) {
+        TRACE_POINT(points.lastEntry, walk->queryIndex, at(rsPtr));
+    }
+    TRACE_POINT(points.retrieved, at(rsPtr));
+    return true;
+}
+
+// From the walk's position: the header of a query element, where one stands, and an entry, if the element has any.
+// What the step brings is put into filled; record is the caller's, for the trace.
+template <const WalkPoints& points, typename Record>
+bool advance(const ResultSetToken* rsPtr, const Record* record, Walk* walk, Record* filled) {
+    if (walk->elementResultIndex == 0 && !enterElement<points>(rsPtr, record, walk)) {
+        return false;
+    }
+    takeQueryElement(*walk, filled);
+    return walk->queryElementRC < 0 || takeEntry<points>(rsPtr, walk, filled);
+}
+
+// The end test of a first call is made where the number of query elements stands.
+template <const WalkPoints& points, typename Record>
+StepOutcome takeFirstStep(ResultSetToken* rsPtr, Record* record) {
+    Walk walk = loadWalk(rsPtr);
+    Record filled = *record;
+    if (!moveToElementCount(rsPtr, &walk)) {
+        return StepOutcome::leavesBuffer;
+    }
+    const StepOutcome outcome = testForEnd(walk.reader);
+    if (outcome != StepOutcome::taken) {
+        return outcome;
+    }
+    takeEyecatcher(rsPtr, &filled);
+    if (!beginWalk(&walk) || walk.queryHeaderCount == 0 || !advance<points>(rsPtr, record, &walk, &filled)) {
+        return StepOutcome::leavesBuffer;
+    }
+    commitWalk(walk, rsPtr);
+    *record = filled;
+    return StepOutcome::taken;
+}
+
+// A next call on a set whose walk has not begun begins it; its end test is made behind the number of query elements.
+template <const WalkPoints& points, typename Record>
+StepOutcome takeNextStep(ResultSetToken* rsPtr, Record* record) {
+    Walk walk = loadWalk(rsPtr);
+    Record filled = *record;
+    if (walk.queryIndex == 0) {
+        if (!moveToElementCount(rsPtr, &walk) || !beginWalk(&walk)) {
+            return StepOutcome::leavesBuffer;
+        }
+        takeEyecatcher(rsPtr, &filled);
+        TRACE_POINT(points.notStarted, at(rsPtr), cursorOf(walk));
+    }
+    const StepOutcome outcome = testForEnd(walk.reader);
+    if (outcome != StepOutcome::taken) {
+        return outcome;
+    }
+    if (!advance<points>(rsPtr, record, &walk, &filled)) {
+        return StepOutcome::leavesBuffer;
+    }
+    commitWalk(walk, rsPtr);
+    *record = filled;
+    return StepOutcome::taken;
+}
+
+int32_t codeOf(StepOutcome outcome) {
+    return outcome == StepOutcome::taken ? STAPI_RC_OK : STAPI_RC_END_OF_DATA;
+}
+
+int32_t isAtEnd(StepOutcome outcome) {
+    return outcome == StepOutcome::atEnd ? 1 : 0;
 }
 
 }  // namespace
 
 int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    TRACE_ENTRY(1043, "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(idDataPtr));
-    Walk walk = loadWalk(rsPtr);
-    IdData filled = *idDataPtr;
-    bool complete = false;
-    const bool endOfResults = isEmptySet(rsPtr, &complete);
-    complete =
-        complete && !endOfResults && startWalk(rsPtr, &walk) && walk.queryHeaderCount > 0 && readBlockHeader(&walk);
-    if (complete) {
-        takeEyecatcher(rsPtr, &filled);
-        takeQueryElement(walk, &filled);
-        TRACE_DEBUG(
-            1045,
-            "stapi_zul_impl.getFirstIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
-        if (walk.queryElementRC < 0) {
-            TRACE_EVENT(1046,
-                        "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n",
-                        static_cast<void*>(rsPtr), static_cast<void*>(idDataPtr), walk.queryElementRC);
-            leaveBlock(&walk);
-        } else {
-            complete = readEntryCount(&walk) && readIdEntry(&walk, &filled);
-        }
-    }
-    if (complete && walk.queryElementRC >= 0) {
-        TRACE_DEBUG(
-            1047,
-            "stapi_zul_impl.getFirstIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
-            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
-        if (countEntry(&walk)) {
-            TRACE_DEBUG(1048, "stapi_zul_impl.getFirstIdInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
-        }
-        TRACE_EVENT(1137, "stapi_zul_impl.getFirstIdInternal Successfully retrieved first Id from resultset %p\n",
-                    static_cast<void*>(rsPtr));
-    }
-    const int32_t rc = commitStep(complete, walk, filled, rsPtr, idDataPtr);
-    TRACE_EXIT(1049, "stapi_zul_impl.getFirstIdInternal() endOfResults=%d zulStatRc=%d\n", endOfResults ? 1 : 0, rc);
+    TRACE_ENTRY(1043, "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));
+    const StepOutcome outcome = takeFirstStep<kFirstIdPoints>(rsPtr, idDataPtr);
+    const int32_t rc = codeOf(outcome);
+    TRACE_EXIT(1049, "stapi_zul_impl.getFirstIdInternal() endOfResults=%d zulStatRc=%d\n", isAtEnd(outcome), rc);
     return rc;
 }
 
 int32_t getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    TRACE_ENTRY(1050, "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(idDataPtr));
-    Walk walk = loadWalk(rsPtr);
-    IdData filled = *idDataPtr;
-    bool complete = true;
-    if (walk.queryIndex == 0) {
-        complete = startWalk(rsPtr, &walk);
-        takeEyecatcher(rsPtr, &filled);
-        TRACE_DEBUG(1052, "stapi_zul_impl.getNextIdInternal No getFirstId() called on Resultset=%p. Datacursor=%p\n",
-                    static_cast<void*>(rsPtr), cursorOf(walk));
-    }
-    bool readable = false;
-    complete = complete && !isAtTerminator(walk.reader, &readable) && readable;
-    const bool startsBlock = complete && walk.elementResultIndex == 0;
-    if (startsBlock) {
-        complete = readBlockHeader(&walk);
-    }
-    if (complete) {
-        takeQueryElement(walk, &filled);
-    }
-    if (complete && startsBlock) {
-        TRACE_DEBUG(
-            1053,
-            "stapi_zul_impl.getNextIdInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
-        if (walk.queryElementRC < 0) {
-            TRACE_EVENT(1054,
-                        "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p) Found negative queryElementRC(%d)\n",
-                        static_cast<void*>(rsPtr), static_cast<void*>(idDataPtr), walk.queryElementRC);
-            leaveBlock(&walk);
-        } else {
-            complete = readEntryCount(&walk);
-        }
-    }
-    const bool hasEntry = complete && walk.queryElementRC >= 0;
-    if (hasEntry) {
-        complete = readIdEntry(&walk, &filled);
-    }
-    if (hasEntry && complete) {
-        TRACE_DEBUG(
-            1055,
-            "stapi_zul_impl.getNextIdInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, idLen=%d\n",
-            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.idLen);
-        if (countEntry(&walk)) {
-            TRACE_DEBUG(1056, "stapi_zul_impl.getNextIdInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
-        }
-        TRACE_EVENT(1138, "stapi_zul_impl.getNextIdInternal Successfully retrieved the next Id from resultset %p\n",
-                    static_cast<void*>(rsPtr));
-    }
-    const int32_t rc = commitStep(complete, walk, filled, rsPtr, idDataPtr);
+    TRACE_ENTRY(1050, "stapi_zul_impl.getNextIdInternal(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));
+    const int32_t rc = codeOf(takeNextStep<kNextIdPoints>(rsPtr, idDataPtr));
     TRACE_EXIT(1057, "stapi_zul_impl.getNextIdInternal() rc=%d\n", rc);
     return rc;
 }
 
 int32_t getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    TRACE_ENTRY(1058, "stapi_zul_impl.getFirstStatInternal(rsPtr=%p,statDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(statDataPtr));
-    Walk walk = loadWalk(rsPtr);
-    StatData filled = *statDataPtr;
-    bool complete = false;
-    const bool endOfResults = isEmptySet(rsPtr, &complete);
-    complete =
-        complete && !endOfResults && startWalk(rsPtr, &walk) && walk.queryHeaderCount > 0 && readBlockHeader(&walk);
-    if (complete) {
-        takeEyecatcher(rsPtr, &filled);
-        takeQueryElement(walk, &filled);
-        TRACE_DEBUG(
-            1060,
-            "stapi_zul_impl.getFirstStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
-        TRACE_DEBUG(
-            1061,
-            "stapi_zul_impl.getFirstStatInternal Caching new query element details. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
-        if (walk.queryElementRC < 0) {
-            leaveBlock(&walk);
-        } else {
-            complete = readEntryCount(&walk) && readStatEntry(&walk, &filled);
-        }
-    }
-    if (complete && walk.queryElementRC >= 0) {
-        if (countEntry(&walk)) {
-            TRACE_DEBUG(1062, "stapi_zul_impl.getFirstStatInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
-        }
-        TRACE_EVENT(1139, "stapi_zul_impl.getFirstStatInternal Successfully retrieved first stat from resultset %p\n",
-                    static_cast<void*>(rsPtr));
-    }
-    const int32_t rc = commitStep(complete, walk, filled, rsPtr, statDataPtr);
-    TRACE_EXIT(1063, "stapi_zul_impl.getFirstStatInternal() last=%d rc=%d\n", endOfResults ? 1 : 0, rc);
+    TRACE_ENTRY(1058, "stapi_zul_impl.getFirstStatInternal(rsPtr=%p,statDataPtr=%p)\n", at(rsPtr), at(statDataPtr));
+    const StepOutcome outcome = takeFirstStep<kFirstStatPoints>(rsPtr, statDataPtr);
+    const int32_t rc = codeOf(outcome);
+    TRACE_EXIT(1063, "stapi_zul_impl.getFirstStatInternal() last=%d rc=%d\n", isAtEnd(outcome), rc);
     return rc;
 }
 
 int32_t getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    TRACE_ENTRY(1064, "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p)\n", static_cast<void*>(rsPtr),
-                static_cast<void*>(statDataPtr));
-    Walk walk = loadWalk(rsPtr);
-    StatData filled = *statDataPtr;
-    bool complete = true;
-    if (walk.queryIndex == 0) {
-        complete = startWalk(rsPtr, &walk);
-        takeEyecatcher(rsPtr, &filled);
-        TRACE_DEBUG(1066,
-                    "stapi_zul_impl.getNextStatInternal No getFirstStat() called on Resultset=%p. Datacursor=%p\n",
-                    static_cast<void*>(rsPtr), cursorOf(walk));
-    }
-    bool readable = false;
-    complete = complete && !isAtTerminator(walk.reader, &readable) && readable;
-    const bool startsBlock = complete && walk.elementResultIndex == 0;
-    if (startsBlock) {
-        complete = readBlockHeader(&walk);
-    }
-    if (complete) {
-        takeQueryElement(walk, &filled);
-    }
-    if (complete && startsBlock) {
-        TRACE_DEBUG(
-            1067,
-            "stapi_zul_impl.getNextStatInternal Processing query header %d of %d. Resultset=%p, Datacursor=%p, queryElementLen=%d, queryElementPtr=%p, queryElementRC=%d\n",
-            walk.queryIndex, walk.queryHeaderCount, static_cast<void*>(rsPtr), cursorOf(walk), walk.queryElementLen,
-            static_cast<const void*>(walk.queryElementPtr), walk.queryElementRC);
-        if (walk.queryElementRC < 0) {
-            TRACE_EVENT(
-                1068, "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p) Found negative queryElementRC(%d)\n",
-                static_cast<void*>(rsPtr), static_cast<void*>(statDataPtr), walk.queryElementRC);
-            leaveBlock(&walk);
-        } else {
-            complete = readEntryCount(&walk);
-        }
-    }
-    const bool hasEntry = complete && walk.queryElementRC >= 0;
-    if (hasEntry) {
-        complete = readStatEntry(&walk, &filled);
-    }
-    if (hasEntry && complete) {
-        TRACE_DEBUG(
-            1069,
-            "stapi_zul_impl.getNextStatInternal Processing queryIndex=%d, elementResultIndex=%d. Resultset=%p, dataCursor=%p, statIdLen=%d\n",
-            walk.queryIndex, walk.elementResultIndex, static_cast<void*>(rsPtr), cursorOf(walk), filled.statIdLen);
-        if (countEntry(&walk)) {
-            TRACE_DEBUG(1070, "stapi_zul_impl.getNextStatInternal End of subset queryIndex=%d. Resultset=%p\n",
-                        walk.queryIndex, static_cast<void*>(rsPtr));
-        }
-        TRACE_EVENT(1140, "stapi_zul_impl.getNextStatInternal Successfully retrieved the next stat from resultset %p\n",
-                    static_cast<void*>(rsPtr));
-    }
-    const int32_t rc = commitStep(complete, walk, filled, rsPtr, statDataPtr);
+    TRACE_ENTRY(1064, "stapi_zul_impl.getNextStatInternal(rsPtr=%p,statDataPtr=%p)\n", at(rsPtr), at(statDataPtr));
+    const int32_t rc = codeOf(takeNextStep<kNextStatPoints>(rsPtr, statDataPtr));
     TRACE_EXIT(1071, "stapi_zul_impl.getNextStatInternal() rc=%d\n", rc);
     return rc;
 }

@@ -46,6 +46,10 @@ bool readText(ResultSetReader* reader, uint32_t length, const char** text) {
     return there;
 }
 
+void skipTextOrAll(ResultSetReader* reader, uint32_t length) {
+    reader->position = hasBytes(*reader, length) ? reader->position + length : reader->size;
+}
+
 bool readLengthAndText(ResultSetReader* reader, uint32_t* length, const char** text) {
     return readWord(reader, length) && readText(reader, *length, text);
 }

@@ -1,5 +1,6 @@
-// Bounded reading of a result-set buffer, in the host's byte order. A step that would need bytes beyond the buffer
-// fails; the position then stays where it was.
+// Bounded reading of a result-set buffer, in the host's byte order. A read that would need bytes beyond the buffer
+// fails. A failed read of one item leaves the position where it was; a failed readLengthAndText may have passed the
+// length.
 #ifndef ZULSTATS_RESULTSET_RESULT_SET_READER_H
 #define ZULSTATS_RESULTSET_RESULT_SET_READER_H
 
@@ -28,6 +29,8 @@ bool hasBytes(const ResultSetReader& reader, size_t count);
 bool readWord(ResultSetReader* reader, uint32_t* word);
 // The address of length bytes, which the position then lies behind.
 bool readText(ResultSetReader* reader, uint32_t length, const char** text);
+// Moves behind length bytes, or to the end of the buffer when there are not as many.
+void skipTextOrAll(ResultSetReader* reader, uint32_t length);
 // A length word and its text.
 bool readLengthAndText(ResultSetReader* reader, uint32_t* length, const char** text);
 

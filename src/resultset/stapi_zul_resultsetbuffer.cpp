@@ -3,9 +3,9 @@
 #include <atomic>
 #include <cstring>
 
-#include "diag/return_codes.h"
-#include "diag/stapi_zul_diag.h"
+#include "api/zulstats64.h"
 #include "diag/stapi_zul_memory.h"
+#include "diag/trace_point.h"
 #include "platform/platform.h"
 
 namespace stapi {
@@ -59,6 +59,48 @@ void releaseToken(ResultSetToken** rsPtr) {
     *rsPtr = nullptr;
 }
 
+// What one of the two text writers writes to the trace.
+struct TextWriterPoints {
+    TracePoint<const void*, const void*, int32_t> entry;
+    TracePoint<const void*, const void*, const void*, int32_t> copy;
+    TracePoint<const void*> nullParameter;
+    TracePoint<const void*, const void*, int32_t, int32_t> exit;
+};
+
+constexpr TextWriterPoints kAddCharsPoints = {
+    .entry = {TraceWord::entry, 2111, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n"},
+    .copy = {TraceWord::debug, 2114,
+             "stapi_zul_resultsetbuffer.addChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n"},
+    .nullParameter = {TraceWord::exception, 2112,
+                      "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p) function received a null parameter\n"},
+    .exit = {TraceWord::exit, 2115, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n"},
+};
+
+constexpr TextWriterPoints kAddPlatformCharsPoints = {
+    .entry = {TraceWord::entry, 2116,
+              "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n"},
+    .copy = {TraceWord::debug, 2118,
+             "stapi_zul_resultsetbuffer.addPlatformChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n"},
+    .nullParameter = {TraceWord::exception, 2117,
+                      "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p) function received a null parameter\n"},
+    .exit = {TraceWord::exit, 2119,
+             "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n"},
+};
+
+int32_t addText(const TextWriterPoints& points, char** bufWPtr, const char* textPtr, int32_t charCount) {
+    int32_t rc = STAPI_RC_OK;
+    TRACE_POINT(points.entry, at(bufWPtr), at(textPtr), charCount);
+    if (isCursor(bufWPtr)) {
+        TRACE_POINT(points.copy, at(bufWPtr), at(*bufWPtr), at(textPtr), charCount);
+        writeAtCursor(bufWPtr, textPtr, charsToWrite(textPtr, charCount));
+    } else {
+        TRACE_POINT(points.nullParameter, at(bufWPtr));
+        rc = STAPI_RC_NO_DATA;
+    }
+    TRACE_POINT(points.exit, at(bufWPtr), at(textPtr), charCount, rc);
+    return rc;
+}
+
 }  // namespace
 
 ResultSetContent resultSetContent(const ResultSetToken* rsPtr) {
@@ -77,7 +119,7 @@ int32_t createResultSet(ResultSetToken** newRsTokPtr, const char* eyecatcher, ui
     constexpr auto kTokenSize = static_cast<int32_t>(sizeof(ResultSetToken));
     int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(2127, "stapi_zul_resultsetbuffer.createResultSet(&newRsTokPtr=%p,eyecatcher=%s,owner=%d)\n",
-                static_cast<void*>(newRsTokPtr), eyecatcher, owner);
+                at(newRsTokPtr), eyecatcher, owner);
     if (newRsTokPtr == nullptr || eyecatcher == nullptr) {
         rc = STAPI_RC_NO_DATA;
     } else if (owner != OWNER_GATEWAY && owner != OWNER_USER) {
@@ -87,7 +129,7 @@ int32_t createResultSet(ResultSetToken** newRsTokPtr, const char* eyecatcher, ui
     if (rc == STAPI_RC_OK) {
         token.reset(static_cast<ResultSetToken*>(allocateMemory(sizeof(ResultSetToken))));
         TRACE_DEBUG(2128, "stapi_zul_resultsetbuffer.createResultSet Called malloc for %d bytes. rc=%p\n", kTokenSize,
-                    static_cast<void*>(token.get()));
+                    at(token.get()));
         if (token == nullptr) {
             TRACE_EXC(2129, "stapi_zul_resultsetbuffer.createResultSet Failed to allocate %d bytes\n", kTokenSize);
             *newRsTokPtr = nullptr;
@@ -97,7 +139,7 @@ int32_t createResultSet(ResultSetToken** newRsTokPtr, const char* eyecatcher, ui
     if (rc == STAPI_RC_OK) {
         token->verifiedQueryString = static_cast<char*>(allocateMemory(kQueryStringArea));
         TRACE_DEBUG(2130, "stapi_zul_resultsetbuffer.createResultSet Called malloc for %d bytes. rc=%p\n",
-                    kQueryStringArea, static_cast<void*>(token->verifiedQueryString));
+                    kQueryStringArea, at(token->verifiedQueryString));
         if (token->verifiedQueryString == nullptr) {
             TRACE_EXC(2131, "stapi_zul_resultsetbuffer.createResultSet Failed to allocate %d bytes\n", kTokenSize);
             rc = STAPI_RC_NO_MEMORY;
@@ -108,13 +150,13 @@ int32_t createResultSet(ResultSetToken** newRsTokPtr, const char* eyecatcher, ui
         *newRsTokPtr = token.release();
     }
     TRACE_EXIT(2132, "stapi_zul_resultsetbuffer.createResultSet(&newRsTokPtr=%p,eyecatcher=%s,owner=%d) rc=%d\n",
-               static_cast<void*>(newRsTokPtr), eyecatcher, owner, rc);
+               at(newRsTokPtr), eyecatcher, owner, rc);
     return rc;
 }
 
 int32_t deleteResultSet(ResultSetToken** rsPtr) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2133, "stapi_zul_resultsetbuffer.deleteResultSet(&rsPtr=%p)\n", static_cast<void*>(rsPtr));
+    TRACE_ENTRY(2133, "stapi_zul_resultsetbuffer.deleteResultSet(&rsPtr=%p)\n", at(rsPtr));
     if (rsPtr == nullptr) {
         rc = STAPI_RC_NULL_RESULT_SET_POINTER;
     } else if (*rsPtr == nullptr) {
@@ -125,13 +167,13 @@ int32_t deleteResultSet(ResultSetToken** rsPtr) {
         releaseIdList(*rsPtr);
         releaseToken(rsPtr);
     }
-    TRACE_EXIT(2138, "stapi_zul_resultsetbuffer.deleteResultSet(&rsPtr=%p) rc=%d\n", static_cast<void*>(rsPtr), rc);
+    TRACE_EXIT(2138, "stapi_zul_resultsetbuffer.deleteResultSet(&rsPtr=%p) rc=%d\n", at(rsPtr), rc);
     return rc;
 }
 
 int32_t verifyAPIResultSetToken(const ResultSetToken* rsPtr) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2141, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken(rsPtr=%p)\n", static_cast<const void*>(rsPtr));
+    TRACE_ENTRY(2141, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken(rsPtr=%p)\n", at(rsPtr));
     uint32_t pid = 0;
     uint32_t tid = 0;
     getPidTid(&pid, &tid);
@@ -144,27 +186,25 @@ int32_t verifyAPIResultSetToken(const ResultSetToken* rsPtr) {
         TRACE_EXC(2143, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken TID mismatch: currentTid=%x, owningTid=%x\n",
                   tid, rsPtr->owningTid);
     }
-    TRACE_EXIT(2144, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken(rsPtr=%p) rc=%d\n",
-               static_cast<const void*>(rsPtr), rc);
+    TRACE_EXIT(2144, "stapi_zul_resultsetbuffer.verifyAPIResultSetToken(rsPtr=%p) rc=%d\n", at(rsPtr), rc);
     return rc;
 }
 
 int32_t dumpResultSetInternal(const ResultSetToken* rsPtr) {
     int32_t rc = STAPI_RC_OK;
     int32_t bytesDumped = 0;
-    TRACE_ENTRY(2139, "stapi_zul_resultsetbuffer.dumpResultSetInternal(rsPtr=%p)\n", static_cast<const void*>(rsPtr));
+    TRACE_ENTRY(2139, "stapi_zul_resultsetbuffer.dumpResultSetInternal(rsPtr=%p)\n", at(rsPtr));
     if (rsPtr == nullptr) {
         rc = STAPI_RC_NO_DATA;
     } else {
-        writeTraceDirect("Dump of ResultSet(%p) owner(%x) head(%p) next(%p)\n", static_cast<const void*>(rsPtr),
-                         rsPtr->owner, static_cast<const void*>(rsPtr->resultSetBuf),
-                         static_cast<const void*>(loadDataCursor(rsPtr)));
+        writeTraceDirect("Dump of ResultSet(%p) owner(%x) head(%p) next(%p)\n", at(rsPtr), rsPtr->owner,
+                         at(rsPtr->resultSetBuf), at(loadDataCursor(rsPtr)));
         writeDashLine();
         bytesDumped = dumpResultSetBuffer(rsPtr->resultSetBuf, rsPtr->resultSetBufLen);
         writeDashLine();
     }
-    TRACE_EXIT(2140, "stapi_zul_resultsetbuffer.dumpResultSetInternal(rsPtr=%p) bytes dumped=%d rc=%d\n",
-               static_cast<const void*>(rsPtr), bytesDumped, rc);
+    TRACE_EXIT(2140, "stapi_zul_resultsetbuffer.dumpResultSetInternal(rsPtr=%p) bytes dumped=%d rc=%d\n", at(rsPtr),
+               bytesDumped, rc);
     return rc;
 }
 
@@ -183,119 +223,84 @@ void storeDataCursor(ResultSetToken* rsPtr, char* cursor) {
 
 int32_t addInteger(char** bufWPtr, uint32_t rsInt) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2108, "stapi_zul_resultsetbuffer.addInteger(&bufWPtr=%p,rsInt=%d)\n", static_cast<void*>(bufWPtr),
-                rsInt);
+    TRACE_ENTRY(2108, "stapi_zul_resultsetbuffer.addInteger(&bufWPtr=%p,rsInt=%d)\n", at(bufWPtr), rsInt);
     if (isCursor(bufWPtr)) {
         writeAtCursor(bufWPtr, &rsInt, sizeof rsInt);
     } else {
         TRACE_EXC(2109, "stapi_zul_resultsetbuffer.addInteger(&bufWPtr=%p) function received a null parameter\n",
-                  static_cast<void*>(bufWPtr));
+                  at(bufWPtr));
         rc = STAPI_RC_NO_DATA;
     }
-    TRACE_EXIT(2110, "stapi_zul_resultsetbuffer.addInteger(&bufWPtr=%p,rsInt=%d) rc=%d\n", static_cast<void*>(bufWPtr),
-               rsInt, rc);
+    TRACE_EXIT(2110, "stapi_zul_resultsetbuffer.addInteger(&bufWPtr=%p,rsInt=%d) rc=%d\n", at(bufWPtr), rsInt, rc);
     return rc;
 }
 
 int32_t addChars(char** bufWPtr, const char* textPtr, int32_t charCount) {
-    int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2111, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n",
-                static_cast<void*>(bufWPtr), static_cast<const void*>(textPtr), charCount);
-    if (isCursor(bufWPtr)) {
-        TRACE_DEBUG(2114, "stapi_zul_resultsetbuffer.addChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n",
-                    static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr), static_cast<const void*>(textPtr),
-                    charCount);
-        writeAtCursor(bufWPtr, textPtr, charsToWrite(textPtr, charCount));
-    } else {
-        TRACE_EXC(2112, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p) function received a null parameter\n",
-                  static_cast<void*>(bufWPtr));
-        rc = STAPI_RC_NO_DATA;
-    }
-    TRACE_EXIT(2115, "stapi_zul_resultsetbuffer.addChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n",
-               static_cast<void*>(bufWPtr), static_cast<const void*>(textPtr), charCount, rc);
-    return rc;
+    return addText(kAddCharsPoints, bufWPtr, textPtr, charCount);
 }
 
 int32_t addPlatformChars(char** bufWPtr, const char* textPtr, int32_t charCount) {
-    int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2116, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d)\n",
-                static_cast<void*>(bufWPtr), static_cast<const void*>(textPtr), charCount);
-    if (isCursor(bufWPtr)) {
-        TRACE_DEBUG(
-            2118, "stapi_zul_resultsetbuffer.addPlatformChars bufWPtr(%p) *bufWPtr(%p) textPtr(%p) charCount(%d)\n",
-            static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr), static_cast<const void*>(textPtr), charCount);
-        writeAtCursor(bufWPtr, textPtr, charsToWrite(textPtr, charCount));
-    } else {
-        TRACE_EXC(2117, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p) function received a null parameter\n",
-                  static_cast<void*>(bufWPtr));
-        rc = STAPI_RC_NO_DATA;
-    }
-    TRACE_EXIT(2119, "stapi_zul_resultsetbuffer.addPlatformChars(&bufWPtr=%p,textPtr=%p,charCount=%d) rc=%d\n",
-               static_cast<void*>(bufWPtr), static_cast<const void*>(textPtr), charCount, rc);
-    return rc;
+    return addText(kAddPlatformCharsPoints, bufWPtr, textPtr, charCount);
 }
 
 int32_t addIdStr(char** bufWPtr, const char* idString) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2100, "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p)\n", static_cast<void*>(bufWPtr),
-                static_cast<const void*>(idString));
+    TRACE_ENTRY(2100, "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p)\n", at(bufWPtr), at(idString));
     if (isCursor(bufWPtr) && idString != nullptr) {
         const auto length = static_cast<uint32_t>(std::strlen(idString));
         TRACE_DEBUG(2102,
                     "stapi_zul_resultsetbuffer.addIdStr bufWPtr(%p) *bufWPtr(%p) source string(%s) string lentgh(%d)\n",
-                    static_cast<void*>(bufWPtr), static_cast<void*>(*bufWPtr), idString, length);
+                    at(bufWPtr), at(*bufWPtr), idString, length);
         writeAtCursor(bufWPtr, &length, sizeof length);
         TRACE_DEBUG(2103, "stapi_zul_resultsetbuffer.addIdStr wrote length(%d)\n", length);
         const void* const textStart = *bufWPtr;
         writeAtCursor(bufWPtr, idString, length);
         TRACE_DEBUG(2104, "stapi_zul_resultsetbuffer.addIdStr copied text to (%p)\n", textStart);
         **bufWPtr = '\0';
-        TRACE_DEBUG(2105, "stapi_zul_resultsetbuffer.addIdStr stored NUL at (%p)\n", static_cast<void*>(*bufWPtr));
-        TRACE_DEBUG(2106, "stapi_zul_resultsetbuffer.addIdStr bufWPtr(%p) *bufWPtr(%p)\n", static_cast<void*>(bufWPtr),
-                    static_cast<void*>(*bufWPtr));
+        TRACE_DEBUG(2105, "stapi_zul_resultsetbuffer.addIdStr stored NUL at (%p)\n", at(*bufWPtr));
+        TRACE_DEBUG(2106, "stapi_zul_resultsetbuffer.addIdStr bufWPtr(%p) *bufWPtr(%p)\n", at(bufWPtr), at(*bufWPtr));
     } else {
         TRACE_EXC(2101,
                   "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p) function received a null parameter\n",
-                  static_cast<void*>(bufWPtr), static_cast<const void*>(idString));
+                  at(bufWPtr), at(idString));
         rc = STAPI_RC_NO_DATA;
     }
-    TRACE_EXIT(2107, "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p) rc=%d\n", static_cast<void*>(bufWPtr),
-               static_cast<const void*>(idString), rc);
+    TRACE_EXIT(2107, "stapi_zul_resultsetbuffer.addIdStr(&bufWPtr=%p,idString=%p) rc=%d\n", at(bufWPtr), at(idString),
+               rc);
     return rc;
 }
 
 int32_t addTerminator(char* writeCursor) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2120, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p)\n", static_cast<void*>(writeCursor));
+    TRACE_ENTRY(2120, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p)\n", at(writeCursor));
     if (writeCursor == nullptr) {
         TRACE_EXC(2121, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p) function received a null parameter\n",
-                  static_cast<void*>(writeCursor));
+                  at(writeCursor));
         rc = STAPI_RC_NO_DATA;
     } else {
         std::memcpy(writeCursor, &kTerminator, sizeof kTerminator);
     }
-    TRACE_EXIT(2122, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p) rc=%d\n", static_cast<void*>(writeCursor),
-               rc);
+    TRACE_EXIT(2122, "stapi_zul_resultsetbuffer.addTerminator(writeCursor=%p) rc=%d\n", at(writeCursor), rc);
     return rc;
 }
 
 int32_t checkTerminator(const char* dataCursor, uint32_t* isRSTermPtr) {
     int32_t rc = STAPI_RC_OK;
-    TRACE_ENTRY(2123, "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p)\n",
-                static_cast<const void*>(dataCursor), static_cast<void*>(isRSTermPtr));
+    TRACE_ENTRY(2123, "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p)\n", at(dataCursor),
+                at(isRSTermPtr));
     if (dataCursor == nullptr || isRSTermPtr == nullptr) {
         TRACE_EXC(
             2124,
             "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p) function received a null parameter\n",
-            static_cast<const void*>(dataCursor), static_cast<void*>(isRSTermPtr));
+            at(dataCursor), at(isRSTermPtr));
         rc = STAPI_RC_NO_DATA;
     } else {
         *isRSTermPtr = std::memcmp(dataCursor, &kTerminator, sizeof kTerminator) == 0 ? 1 : 0;
-        TRACE_DEBUG(2125, "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, *isRSTermPtr=%d)\n",
-                    static_cast<const void*>(dataCursor), *isRSTermPtr);
+        TRACE_DEBUG(2125, "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, *isRSTermPtr=%d)\n", at(dataCursor),
+                    *isRSTermPtr);
     }
-    TRACE_EXIT(2126, "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p) rc=%d\n",
-               static_cast<const void*>(dataCursor), static_cast<void*>(isRSTermPtr), rc);
+    TRACE_EXIT(2126, "stapi_zul_resultsetbuffer.checkTerminator(dataCursor=%p, isRSTermPtr=%p) rc=%d\n", at(dataCursor),
+               at(isRSTermPtr), rc);
     return rc;
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 // Descriptors, ports, names of files, and the numbers and texts of system errors, each in the messages that print it.
 const std::vector<std::pair<std::regex, std::string>>& platformMasks() {
-    static const std::vector<std::pair<std::regex, std::string>> masks = {
+    static const std::vector<std::pair<std::regex, std::string>> kMasks = {
         {std::regex(R"((socketDesc|socketDescriptor)=-?\d+)"), "$1=#"},
         {std::regex(R"((socketDescriptor|socket)\(-?\d+\))"), "$1(#)"},
         {std::regex(R"(((Created socket:|socketdescriptor|on socket|waitForConnection socket) )-?\d+)"), "$1#"},
@@ -27,7 +27,7 @@ const std::vector<std::pair<std::regex, std::string>>& platformMasks() {
         {std::regex(R"((destination=|Filename=|statAPITraceFile=)\S+)"), "$1#"},
         {std::regex(R"((setAPITraceFile\()(?!traceFile|\))[^)]*)"), "$1#"},
     };
-    return masks;
+    return kMasks;
 }
 
 std::string maskPlatform(std::string text) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <set>
 
 #include "conversation.h"
@@ -124,7 +125,7 @@ TEST(AcceptedSequence, AConnectionThatEndsBetweenTwoRequestsIsNoDeviation) {
 TEST(AcceptedSequence, ARequestThatArrivesInPiecesIsTheSameRequest) {
     const GatewaySim sim;
     Conversation conversation(sim);
-    for (const std::uint8_t byte : handshakeRequest()) {
+    for (const uint8_t byte : handshakeRequest()) {
         conversation.client().send({byte});
     }
     EXPECT_EQ(conversation.client().receive(51).size(), 51U);
@@ -134,10 +135,10 @@ TEST(AcceptedSequence, ARequestThatArrivesInPiecesIsTheSameRequest) {
 }
 
 bool hasNoTwoEqualBytes(const Bytes& bytes) {
-    return std::set<std::uint8_t>(bytes.begin(), bytes.end()).size() == bytes.size();
+    return std::set<uint8_t>(bytes.begin(), bytes.end()).size() == bytes.size();
 }
 
-bool contains(const Bytes& bytes, std::uint8_t byte) {
+bool contains(const Bytes& bytes, uint8_t byte) {
     return std::find(bytes.begin(), bytes.end(), byte) != bytes.end();
 }
 

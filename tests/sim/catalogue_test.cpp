@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 
 #include "conversation.h"
@@ -222,8 +223,8 @@ TEST(Catalogue, TheBuiltInOneIsLargeAndHasALongText) {
     Conversation conversation(sim);
     conversation.open();
     EXPECT_GE(idsByPosition(conversation.query("RESOURCE_GROUPS", "")).at(0).ids.size(), 8U);
-    std::size_t statistics = 0;
-    std::size_t longest = 0;
+    size_t statistics = 0;
+    size_t longest = 0;
     for (const Response& response : statisticsByPosition(conversation.query("GET_STATS", ""))) {
         EXPECT_FALSE(response.statistics.empty()) << response.queryId;
         statistics += response.statistics.size();

@@ -4,7 +4,7 @@
 
 namespace sim_test {
 
-Bytes Conversation::exchange(const Bytes& request, std::size_t nameLength) {
+Bytes Conversation::exchange(const Bytes& request, size_t nameLength) {
     client_.send(request);
     const Bytes header = client_.receive(29 + nameLength);
     return header + client_.receive(u32At(header, 25 + nameLength));

@@ -1,5 +1,7 @@
-#pragma once
+#ifndef ZULSTATS_TESTS_SIM_CONVERSATION_H
+#define ZULSTATS_TESTS_SIM_CONVERSATION_H
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,7 +23,7 @@ class Conversation {
     }
 
     // Sends the request and receives a reply whose header has a server program name of so many bytes.
-    Bytes exchange(const Bytes& request, std::size_t nameLength);
+    Bytes exchange(const Bytes& request, size_t nameLength);
 
     Bytes handshake();
     Bytes firstAuthorisation();   // keeps credential and qualifier
@@ -57,3 +59,5 @@ class Conversation {
 std::vector<std::string> withCatalogue(const std::string& path, std::vector<std::string> more = {});
 
 }  // namespace sim_test
+
+#endif

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 
 #include "conversation.h"
 
@@ -10,8 +12,8 @@ namespace {
 
 using test_support::GatewaySim;
 
-Bytes with(Bytes reply, std::size_t offset, const Bytes& replacement) {
-    std::copy(replacement.begin(), replacement.end(), reply.begin() + static_cast<std::ptrdiff_t>(offset));
+Bytes with(Bytes reply, size_t offset, const Bytes& replacement) {
+    std::copy(replacement.begin(), replacement.end(), reply.begin() + static_cast<ptrdiff_t>(offset));
     return reply;
 }
 
@@ -49,7 +51,7 @@ Bytes leadTo(const std::string& exchange, Conversation& conversation) {
                                    : invokeRequest(conversation.handle(), "GET_STATS", "listener");
 }
 
-std::size_t nameLengthOf(const std::string& exchange) {
+size_t nameLengthOf(const std::string& exchange) {
     return exchange == "init" || exchange == "attribute" || exchange == "invoke" ? 5 : 4;
 }
 
@@ -84,10 +86,10 @@ class FaultOfAnyExchange : public testing::TestWithParam<std::string> {
     std::string fault(const std::string& kind) const {
         return GetParam() + ":" + kind;
     }
-    std::size_t headerSize() const {
+    size_t headerSize() const {
         return 29 + nameLengthOf(GetParam());
     }
-    std::size_t lengthOffset() const {
+    size_t lengthOffset() const {
         return headerSize() - 4;
     }
 };
@@ -97,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(Exchange, FaultOfAnyExchange, testing::ValuesIn(kExchan
 
 TEST_P(FaultOfAnyExchange, CutSendsTheFirstBytesAndEndsTheStream) {
     const Bytes reply = faultlessReply(GetParam());
-    for (const std::size_t size : {std::size_t{0}, std::size_t{3}, headerSize() - 1, reply.size() - 1}) {
+    for (const size_t size : {size_t{0}, size_t{3}, headerSize() - 1, reply.size() - 1}) {
         EXPECT_EQ(shown(answerToTheEnd(GetParam(), fault("cut=" + std::to_string(size)))), shown(part(reply, 0, size)));
     }
 }
@@ -268,7 +270,7 @@ TEST(Fault, FaultsOfOneExchangeAddUp) {
               shown(hex("47617465 00700000 00000001 00000000 00000001 00000005 41646D696E 00 00000001 00")));
 }
 
-std::uint32_t codeOf(const Bytes& reply) {
+uint32_t codeOf(const Bytes& reply) {
     return u32At(reply, 16);
 }
 
@@ -277,7 +279,7 @@ TEST(Fault, OccurrenceCountsTheExchangesOfEachConnection) {
     for (int round = 0; round < 2; ++round) {
         Conversation conversation(sim);
         conversation.open();
-        for (const std::uint32_t expected : {0U, 77U, 0U}) {
+        for (const uint32_t expected : {0U, 77U, 0U}) {
             conversation.init();
             EXPECT_EQ(codeOf(conversation.invoke("STAT_IDS", "")), expected);
         }

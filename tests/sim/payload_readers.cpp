@@ -1,6 +1,7 @@
 #include "payload_readers.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 
 namespace sim_test {
@@ -11,15 +12,15 @@ class Cursor {
   public:
     explicit Cursor(const Bytes& bytes) : bytes_(bytes) {}
 
-    std::uint32_t number(std::size_t size) {
-        std::uint32_t value = 0;
-        for (const std::uint8_t byte : taken(size)) {
+    uint32_t number(size_t size) {
+        uint32_t value = 0;
+        for (const uint8_t byte : taken(size)) {
             value = value << 8 | byte;
         }
         return value;
     }
 
-    Bytes taken(std::size_t size) {
+    Bytes taken(size_t size) {
         if (at_ > bytes_.size()) {
             throw std::runtime_error("a field begins behind the end");
         }
@@ -28,7 +29,7 @@ class Cursor {
         return result;
     }
 
-    std::string characters(std::size_t size) {
+    std::string characters(size_t size) {
         const Bytes result = taken(size);
         return {result.begin(), result.end()};
     }
@@ -37,14 +38,14 @@ class Cursor {
         return characters(number(2));
     }
 
-    void skip(std::size_t size) {
+    void skip(size_t size) {
         at_ += size;
     }
 
     // A count and its bytes; missing bytes count as zero.
     void skipCountedText() {
         const bool hasCount = at_ + 2 <= bytes_.size();
-        const std::size_t count = hasCount ? number(2) : 0;
+        const size_t count = hasCount ? number(2) : 0;
         skip(hasCount ? count : 2);
     }
 
@@ -58,8 +59,8 @@ class Cursor {
         }
     }
 
-    void expect(std::size_t size, std::uint32_t wanted, const char* what) {
-        const std::uint32_t value = number(size);
+    void expect(size_t size, uint32_t wanted, const char* what) {
+        const uint32_t value = number(size);
         if (value != wanted) {
             throw std::runtime_error(std::string(what) + " expected at " + std::to_string(at_ - size) + ", found " +
                                      std::to_string(value));
@@ -68,10 +69,10 @@ class Cursor {
 
   private:
     const Bytes& bytes_;
-    std::size_t at_ = 0;
+    size_t at_ = 0;
 };
 
-std::size_t responseCount(Cursor& cursor) {
+size_t responseCount(Cursor& cursor) {
     return cursor.number(1) == 1 ? cursor.number(4) : 1;
 }
 
@@ -84,9 +85,9 @@ void walkToQueryId(Cursor& cursor) {
     cursor.skip(cursor.number(1) == 0x77 ? 1 : 4);
 }
 
-std::string splitValue(Cursor& cursor, std::size_t size, std::size_t firstPart) {
+std::string splitValue(Cursor& cursor, size_t size, size_t firstPart) {
     std::string value = cursor.characters(firstPart);
-    std::uint32_t tag = cursor.number(1);
+    uint32_t tag = cursor.number(1);
     while (tag == 0x7A && value.size() < size) {
         cursor.skip(2);
         value += cursor.characters(cursor.number(2));
@@ -106,8 +107,8 @@ std::string splitValue(Cursor& cursor, std::size_t size, std::size_t firstPart) 
 
 std::pair<std::string, std::string> statisticAt(Cursor& cursor) {
     cursor.skip(5);
-    const std::uint32_t tag = cursor.number(1);
-    std::size_t chunk = 0;
+    const uint32_t tag = cursor.number(1);
+    size_t chunk = 0;
     if (tag == 0x7A) {
         cursor.skip(2);
         chunk = cursor.number(2);
@@ -115,7 +116,7 @@ std::pair<std::string, std::string> statisticAt(Cursor& cursor) {
         cursor.skip(1);
     }
     std::string id = cursor.countedText();
-    const std::size_t size = cursor.number(2);
+    const size_t size = cursor.number(2);
     const bool isSplit = tag == 0x7A && size > chunk - id.size() - 4;
     std::string value = isSplit ? splitValue(cursor, size, chunk - id.size() - 4) : cursor.characters(size);
     cursor.skip(2);
@@ -136,18 +137,18 @@ class StreamReader {
     // Behind the object's tag.
     StreamObject object() {
         StreamObject result;
-        const std::size_t description = classDescription();
-        for (std::size_t index = description; index != kNone; index = described_.at(index).superclass) {
+        const size_t description = classDescription();
+        for (size_t index = description; index != kNone; index = described_.at(index).superclass) {
             result.classes.push_back(described_.at(index).name);
         }
         ++handles_;
         while (true) {
-            const std::uint32_t tag = cursor_.number(1);
+            const uint32_t tag = cursor_.number(1);
             if (tag == 0x78) {
                 return result;
             }
             if (tag == 0x77 || tag == 0x7A) {
-                const std::size_t size = cursor_.number(tag == 0x77 ? 1 : 4);
+                const size_t size = cursor_.number(tag == 0x77 ? 1 : 4);
                 if (tag == 0x7A && size < 256) {
                     throw std::runtime_error("a long block of " + std::to_string(size) + " bytes");
                 }
@@ -161,44 +162,44 @@ class StreamReader {
     }
 
     // The index of the description, new or referred to; kNone for null.
-    std::size_t classDescription() {
-        const std::uint32_t tag = cursor_.number(1);
+    size_t classDescription() {
+        const uint32_t tag = cursor_.number(1);
         if (tag == 0x70) {
             return kNone;
         }
         if (tag == 0x71) {
-            const std::uint32_t handle = cursor_.number(4);
+            const uint32_t handle = cursor_.number(4);
             const auto found = std::find_if(described_.begin(), described_.end(),
                                             [&](const Description& entry) { return entry.handle == handle; });
             if (found == described_.end()) {
                 throw std::runtime_error("a reference to handle " + std::to_string(handle) + ", which is no class");
             }
-            return static_cast<std::size_t>(found - described_.begin());
+            return static_cast<size_t>(found - described_.begin());
         }
         if (tag != 0x72) {
             throw std::runtime_error("tag " + std::to_string(tag) + " where a class description belongs");
         }
-        const std::size_t index = described_.size();
+        const size_t index = described_.size();
         described_.push_back({cursor_.countedText(), handles_++, kNone});
         cursor_.skip(8);
         cursor_.expect(1, 0x0C, "the flags of an externalizable class with block data");
         cursor_.expect(2, 0, "no fields");
         cursor_.expect(1, 0x78, "the end of the annotations");
-        const std::size_t superclass = classDescription();
+        const size_t superclass = classDescription();
         described_.at(index).superclass = superclass;
         return index;
     }
 
-    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    static constexpr size_t kNone = static_cast<size_t>(-1);
 
     struct Description {
         std::string name;
-        std::uint32_t handle;
-        std::size_t superclass;
+        uint32_t handle;
+        size_t superclass;
     };
 
     Cursor& cursor_;
-    std::uint32_t handles_ = 0x007E0000;
+    uint32_t handles_ = 0x007E0000;
     std::vector<Description> described_;
 };
 
@@ -210,9 +211,9 @@ std::vector<Response> idsByPosition(const Bytes& payload) {
     for (Response& response : responses) {
         walkToQueryId(cursor);
         response.queryId = cursor.countedText();
-        response.code = static_cast<std::int32_t>(cursor.number(4));
-        const std::size_t count = response.code < 0 ? 0 : cursor.number(4);
-        for (std::size_t index = 0; index < count; ++index) {
+        response.code = static_cast<int32_t>(cursor.number(4));
+        const size_t count = response.code < 0 ? 0 : cursor.number(4);
+        for (size_t index = 0; index < count; ++index) {
             response.ids.push_back(cursor.countedText());
         }
         cursor.skip(1);
@@ -227,16 +228,16 @@ std::vector<Response> statisticsByPosition(const Bytes& payload) {
     for (Response& response : responses) {
         walkToQueryId(cursor);
         response.queryId = cursor.countedText();
-        response.code = static_cast<std::int32_t>(cursor.number(4));
+        response.code = static_cast<int32_t>(cursor.number(4));
         if (response.code < 0) {
             cursor.skip(1);
             continue;
         }
-        const std::size_t count = cursor.number(4);
+        const size_t count = cursor.number(4);
         cursor.skip(2);
         cursor.skipCountedText();
         cursor.skip(8);
-        for (std::size_t index = 0; index < count; ++index) {
+        for (size_t index = 0; index < count; ++index) {
             response.statistics.push_back(statisticAt(cursor));
         }
     }
@@ -260,9 +261,9 @@ std::vector<Response> idsOfObjects(const std::vector<StreamObject>& objects) {
         Cursor cursor(object.blocks.at(0));
         Response response;
         response.queryId = cursor.countedText();
-        response.code = static_cast<std::int32_t>(cursor.number(4));
-        const std::size_t count = response.code < 0 ? 0 : cursor.number(4);
-        for (std::size_t index = 0; index < count; ++index) {
+        response.code = static_cast<int32_t>(cursor.number(4));
+        const size_t count = response.code < 0 ? 0 : cursor.number(4);
+        for (size_t index = 0; index < count; ++index) {
             response.ids.push_back(cursor.countedText());
         }
         cursor.expectEnd();
@@ -277,8 +278,8 @@ std::vector<Response> statisticsOfObjects(const std::vector<StreamObject>& objec
         Cursor cursor(object.blocks.at(0));
         Response response;
         response.queryId = cursor.countedText();
-        response.code = static_cast<std::int32_t>(cursor.number(4));
-        const std::size_t count = response.code < 0 ? 0 : cursor.number(4);
+        response.code = static_cast<int32_t>(cursor.number(4));
+        const size_t count = response.code < 0 ? 0 : cursor.number(4);
         for (const StreamObject& statistic : object.objects) {
             Bytes joined;
             for (const Bytes& block : statistic.blocks) {

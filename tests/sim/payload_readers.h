@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_TESTS_SIM_PAYLOAD_READERS_H
+#define ZULSTATS_TESTS_SIM_PAYLOAD_READERS_H
 
 #include <cstdint>
 #include <string>
@@ -11,7 +12,7 @@ namespace sim_test {
 
 struct Response {
     std::string queryId;
-    std::int32_t code = 0;
+    int32_t code = 0;
     std::vector<std::string> ids;
     std::vector<std::pair<std::string, std::string>> statistics;
 
@@ -39,3 +40,5 @@ std::vector<Response> idsOfObjects(const std::vector<StreamObject>& objects);
 std::vector<Response> statisticsOfObjects(const std::vector<StreamObject>& objects);
 
 }  // namespace sim_test
+
+#endif

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <numeric>
 
 #include "conversation.h"
@@ -172,9 +173,9 @@ TEST(AttributePayload, AProtocolTextMayHave65535Bytes) {
 
 // The size of id and value together with their two lengths, and the blocks that hold them.
 struct Split {
-    std::size_t idSize;
-    std::size_t valueSize;
-    std::vector<std::size_t> blockSizes;
+    size_t idSize;
+    size_t valueSize;
+    std::vector<size_t> blockSizes;
 };
 
 void PrintTo(const Split& split, std::ostream* stream) {
@@ -210,7 +211,7 @@ TEST_P(SplitValue, StandsInTheseBlocksAndReadsBackWhole) {
     EXPECT_EQ(statisticsByPosition(payload), expected);
     const std::vector<StreamObject> objects = streamObjects(payload);
     EXPECT_EQ(statisticsOfObjects(objects), expected);
-    std::vector<std::size_t> sizes;
+    std::vector<size_t> sizes;
     for (const Bytes& block : objects.at(0).objects.at(0).blocks) {
         sizes.push_back(block.size());
     }

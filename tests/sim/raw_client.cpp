@@ -11,11 +11,11 @@ constexpr int kAtMostMilliseconds = 10000;
 
 }  // namespace
 
-Bytes RawClient::receive(std::size_t size) {
+Bytes RawClient::receive(size_t size) {
     Bytes bytes(size);
-    std::size_t done = 0;
+    size_t done = 0;
     while (done < size) {
-        std::size_t count = 0;
+        size_t count = 0;
         if (receiveSome(bytes.data() + done, size - done, kAtMostMilliseconds, count) != Received::data) {
             bytes.resize(done);
             throw std::runtime_error("only " + std::to_string(done) + " of " + std::to_string(size) +
@@ -28,9 +28,9 @@ Bytes RawClient::receive(std::size_t size) {
 
 Bytes RawClient::receiveToTheEnd() {
     Bytes bytes;
-    std::array<std::uint8_t, 4096> piece{};
+    std::array<uint8_t, 4096> piece{};
     while (true) {
-        std::size_t count = 0;
+        size_t count = 0;
         const Received received = receiveSome(piece.data(), piece.size(), kAtMostMilliseconds, count);
         if (received == Received::end) {
             return bytes;
@@ -38,13 +38,13 @@ Bytes RawClient::receiveToTheEnd() {
         if (received != Received::data) {
             throw std::runtime_error("no end of the stream came after " + std::to_string(bytes.size()) + " bytes");
         }
-        bytes.insert(bytes.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+        bytes.insert(bytes.end(), piece.begin(), piece.begin() + static_cast<ptrdiff_t>(count));
     }
 }
 
 bool RawClient::endsByReset() {
-    std::uint8_t byte = 0;
-    std::size_t count = 0;
+    uint8_t byte = 0;
+    size_t count = 0;
     const Received received = receiveSome(&byte, 1, kAtMostMilliseconds, count);
     if (received != Received::end && received != Received::reset) {
         throw std::runtime_error(received == Received::data ? "data came" : "nothing came");
@@ -53,8 +53,8 @@ bool RawClient::endsByReset() {
 }
 
 bool RawClient::hasNothingToRead() {
-    std::uint8_t byte = 0;
-    std::size_t count = 0;
+    uint8_t byte = 0;
+    size_t count = 0;
     return receiveSome(&byte, 1, 0, count) == Received::nothing;
 }
 

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_TESTS_SIM_RAW_CLIENT_H
+#define ZULSTATS_TESTS_SIM_RAW_CLIENT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +19,7 @@ class RawClient {
 
     void send(const Bytes& bytes);
     // Exactly so many bytes.
-    Bytes receive(std::size_t size);
+    Bytes receive(size_t size);
     // All until the peer ends its stream.
     Bytes receiveToTheEnd();
     // Whether the next thing received is a reset (true) or the end of the stream (false). Throws when it is data.
@@ -31,9 +32,11 @@ class RawClient {
 
   private:
     enum class Received { data, end, reset, nothing };
-    Received receiveSome(std::uint8_t* buffer, std::size_t size, int milliseconds, std::size_t& count);
+    Received receiveSome(uint8_t* buffer, size_t size, int milliseconds, size_t& count);
 
-    std::intptr_t socket_;
+    intptr_t socket_;
 };
 
 }  // namespace sim_test
+
+#endif

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <system_error>
 
@@ -18,7 +20,7 @@ namespace {
     throw std::runtime_error(std::string(what) + ": " + std::generic_category().message(errno));
 }
 
-int descriptor(std::intptr_t socket) {
+int descriptor(intptr_t socket) {
     return static_cast<int>(socket);
 }
 
@@ -27,7 +29,7 @@ int descriptor(std::intptr_t socket) {
 RawClient::RawClient(int port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(descriptor(socket_), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int kept = errno;
@@ -42,25 +44,24 @@ RawClient::~RawClient() {
 }
 
 void RawClient::send(const Bytes& bytes) {
-    std::size_t sent = 0;
+    size_t sent = 0;
     while (sent < bytes.size()) {
         const ssize_t count = ::send(descriptor(socket_), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
         if (count <= 0) {
             failWithErrno("cannot send");
         }
-        sent += static_cast<std::size_t>(count);
+        sent += static_cast<size_t>(count);
     }
 }
 
-RawClient::Received RawClient::receiveSome(std::uint8_t* buffer, std::size_t size, int milliseconds,
-                                           std::size_t& count) {
+RawClient::Received RawClient::receiveSome(uint8_t* buffer, size_t size, int milliseconds, size_t& count) {
     pollfd waiting{descriptor(socket_), POLLIN, 0};
     if (poll(&waiting, 1, milliseconds) <= 0) {
         return Received::nothing;
     }
     const ssize_t received = recv(descriptor(socket_), buffer, size, 0);
     if (received > 0) {
-        count = static_cast<std::size_t>(received);
+        count = static_cast<size_t>(received);
         return Received::data;
     }
     if (received < 0 && errno != ECONNRESET) {

@@ -3,6 +3,8 @@
 #include <windows.h>
 // clang-format on
 
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <system_error>
 
@@ -16,17 +18,17 @@ namespace {
     throw std::runtime_error(std::string(what) + ": " + std::system_category().message(number));
 }
 
-SOCKET handleOf(std::intptr_t socket) {
+SOCKET handleOf(intptr_t socket) {
     return static_cast<SOCKET>(socket);
 }
 
 void startSockets() {
-    static const int started = [] {
+    static const int kStarted = [] {
         WSADATA ignored;
         return WSAStartup(MAKEWORD(2, 2), &ignored);
     }();
-    if (started != 0) {
-        failWith("cannot start Windows Sockets", started);
+    if (kStarted != 0) {
+        failWith("cannot start Windows Sockets", kStarted);
     }
 }
 
@@ -34,10 +36,10 @@ void startSockets() {
 
 RawClient::RawClient(int port) : socket_(-1) {
     startSockets();
-    socket_ = static_cast<std::intptr_t>(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+    socket_ = static_cast<intptr_t>(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(handleOf(socket_), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int number = WSAGetLastError();
@@ -51,19 +53,18 @@ RawClient::~RawClient() {
 }
 
 void RawClient::send(const Bytes& bytes) {
-    std::size_t sent = 0;
+    size_t sent = 0;
     while (sent < bytes.size()) {
         const int count = ::send(handleOf(socket_), reinterpret_cast<const char*>(bytes.data()) + sent,
                                  static_cast<int>(bytes.size() - sent), 0);
         if (count <= 0) {
             failWith("cannot send", WSAGetLastError());
         }
-        sent += static_cast<std::size_t>(count);
+        sent += static_cast<size_t>(count);
     }
 }
 
-RawClient::Received RawClient::receiveSome(std::uint8_t* buffer, std::size_t size, int milliseconds,
-                                           std::size_t& count) {
+RawClient::Received RawClient::receiveSome(uint8_t* buffer, size_t size, int milliseconds, size_t& count) {
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(handleOf(socket_), &readable);
@@ -73,7 +74,7 @@ RawClient::Received RawClient::receiveSome(std::uint8_t* buffer, std::size_t siz
     }
     const int received = recv(handleOf(socket_), reinterpret_cast<char*>(buffer), static_cast<int>(size), 0);
     if (received > 0) {
-        count = static_cast<std::size_t>(received);
+        count = static_cast<size_t>(received);
         return Received::data;
     }
     if (received < 0 && WSAGetLastError() != WSAECONNRESET) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 
 #include "conversation.h"
@@ -44,17 +46,17 @@ TEST_P(Refused, LeavesTheSimulatorServing) {
 }
 
 // The request with other bytes from this offset on.
-Bytes with(Bytes request, std::size_t offset, const Bytes& replacement) {
-    std::copy(replacement.begin(), replacement.end(), request.begin() + static_cast<std::ptrdiff_t>(offset));
+Bytes with(Bytes request, size_t offset, const Bytes& replacement) {
+    std::copy(replacement.begin(), replacement.end(), request.begin() + static_cast<ptrdiff_t>(offset));
     return request;
 }
 
-Bytes cutTo(const Bytes& request, std::size_t size) {
+Bytes cutTo(const Bytes& request, size_t size) {
     return part(request, 0, size);
 }
 
 // The request with these bytes behind it and an announced length that takes them in.
-Bytes longerBody(const Bytes& request, std::size_t lengthOffset, const Bytes& surplus) {
+Bytes longerBody(const Bytes& request, size_t lengthOffset, const Bytes& surplus) {
     return with(request, lengthOffset, u32(u32At(request, lengthOffset) + surplus.size())) + surplus;
 }
 
@@ -90,12 +92,12 @@ Refusal afterInit(const char* name, const std::function<Bytes(const Bytes& handl
             line};
 }
 
-Refusal inAttribute(const char* name, std::size_t offset, const Bytes& replacement, const std::string& line) {
+Refusal inAttribute(const char* name, size_t offset, const Bytes& replacement, const std::string& line) {
     return afterInit(
         name, [=](const Bytes& handle) { return with(attributeRequest(handle), offset, replacement); }, line);
 }
 
-Refusal inStatIds(const char* name, std::size_t offset, const Bytes& replacement, const std::string& line) {
+Refusal inStatIds(const char* name, size_t offset, const Bytes& replacement, const std::string& line) {
     return afterInit(
         name,
         [=](const Bytes& handle) { return with(invokeRequest(handle, "STAT_IDS", "daemon"), offset, replacement); },
@@ -288,7 +290,7 @@ INSTANTIATE_TEST_SUITE_P(
             "EndBeforeTheType",
             [](const Bytes& handle) {
                 const Bytes request = invokeRequest(handle, "STAT_IDS", "x");
-                const std::size_t missing = 16;
+                const size_t missing = 16;
                 Bytes shorter = cutTo(request, request.size() - missing);
                 shorter = with(shorter, 30, u32(u32At(request, 30) - missing));
                 return with(shorter, 42, u32(u32At(request, 42) - missing));
@@ -312,7 +314,7 @@ Bytes reversed(Bytes bytes) {
 
 std::string spaced(const Bytes& bytes) {
     std::string spacedBytes;
-    for (const std::uint8_t byte : bytes) {
+    for (const uint8_t byte : bytes) {
         spacedBytes += spacedBytes.empty() ? "" : " ";
         spacedBytes += shown({byte});
     }

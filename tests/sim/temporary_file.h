@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_TESTS_SIM_TEMPORARY_FILE_H
+#define ZULSTATS_TESTS_SIM_TEMPORARY_FILE_H
 
 #include <filesystem>
 #include <string>
@@ -23,3 +24,5 @@ class TemporaryFile {
 };
 
 }  // namespace sim_test
+
+#endif

@@ -1,5 +1,6 @@
 #include "wire_bytes.h"
 
+#include <cstddef>
 #include <stdexcept>
 
 namespace sim_test {
@@ -8,7 +9,7 @@ namespace {
 
 int digitValue(char digit) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const std::size_t value = kDigits.find(digit);
+    const size_t value = kDigits.find(digit);
     if (value == std::string_view::npos) {
         throw std::invalid_argument("no hexadecimal digit");
     }
@@ -36,7 +37,7 @@ Bytes hex(std::string_view digits) {
         if (high < 0) {
             high = digitValue(digit);
         } else {
-            bytes.push_back(static_cast<std::uint8_t>(high * 16 + digitValue(digit)));
+            bytes.push_back(static_cast<uint8_t>(high * 16 + digitValue(digit)));
             high = -1;
         }
     }
@@ -55,34 +56,34 @@ Bytes operator+(Bytes left, const Bytes& right) {
     return left;
 }
 
-Bytes u16(std::size_t value) {
-    return {static_cast<std::uint8_t>(value >> 8 & 0xFF), static_cast<std::uint8_t>(value & 0xFF)};
+Bytes u16(size_t value) {
+    return {static_cast<uint8_t>(value >> 8 & 0xFF), static_cast<uint8_t>(value & 0xFF)};
 }
 
-Bytes u32(std::size_t value) {
+Bytes u32(size_t value) {
     return u16(value >> 16 & 0xFFFF) + u16(value & 0xFFFF);
 }
 
-std::uint32_t u32At(const Bytes& bytes, std::size_t offset) {
-    std::uint32_t value = 0;
-    for (std::size_t index = offset; index < offset + 4; ++index) {
+uint32_t u32At(const Bytes& bytes, size_t offset) {
+    uint32_t value = 0;
+    for (size_t index = offset; index < offset + 4; ++index) {
         value = value << 8 | bytes.at(index);
     }
     return value;
 }
 
-Bytes part(const Bytes& bytes, std::size_t offset, std::size_t size) {
+Bytes part(const Bytes& bytes, size_t offset, size_t size) {
     if (offset + size > bytes.size()) {
         throw std::out_of_range("only " + std::to_string(bytes.size()) + " bytes");
     }
-    const auto start = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
-    return {start, start + static_cast<std::ptrdiff_t>(size)};
+    const auto start = bytes.begin() + static_cast<ptrdiff_t>(offset);
+    return {start, start + static_cast<ptrdiff_t>(size)};
 }
 
 std::string shown(const Bytes& bytes) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
     std::string shownBytes;
-    for (std::size_t index = 0; index < bytes.size(); ++index) {
+    for (size_t index = 0; index < bytes.size(); ++index) {
         shownBytes += index % 4 == 0 && index > 0 ? " " : "";
         shownBytes += kDigits[bytes[index] >> 4];
         shownBytes += kDigits[bytes[index] & 15];

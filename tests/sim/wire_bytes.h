@@ -1,5 +1,7 @@
-#pragma once
+#ifndef ZULSTATS_TESTS_SIM_WIRE_BYTES_H
+#define ZULSTATS_TESTS_SIM_WIRE_BYTES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -7,7 +9,7 @@
 
 namespace sim_test {
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes = std::vector<uint8_t>;
 
 // Hexadecimal digits, blanks between them as wanted.
 Bytes hex(std::string_view digits);
@@ -15,10 +17,10 @@ Bytes text(std::string_view characters);
 Bytes operator+(Bytes left, const Bytes& right);
 
 // Big-endian.
-Bytes u16(std::size_t value);
-Bytes u32(std::size_t value);
-std::uint32_t u32At(const Bytes& bytes, std::size_t offset);
-Bytes part(const Bytes& bytes, std::size_t offset, std::size_t size);
+Bytes u16(size_t value);
+Bytes u32(size_t value);
+uint32_t u32At(const Bytes& bytes, size_t offset);
+Bytes part(const Bytes& bytes, size_t offset, size_t size);
 
 // For readable failures: byte vectors compare as this text.
 std::string shown(const Bytes& bytes);
@@ -33,3 +35,5 @@ Bytes invokeRequest(const Bytes& handle, std::string_view operation, std::string
 Bytes closeRequest();
 
 }  // namespace sim_test
+
+#endif

@@ -11,17 +11,17 @@
 namespace {
 
 struct FaultState {
-    std::int64_t countdown;  // 0: no fault is set
+    int64_t countdown;  // 0: no fault is set
     bool andAllLater;
     bool struck;
-    std::int64_t allocations;
+    int64_t allocations;
 };
 
 #if defined(_WIN32)
 // A thread_local variable is itself allocated on its first use there, which would come back here.
-constexpr std::size_t kMostThreads = 4096;
+constexpr size_t kMostThreads = 4096;
 FaultState states[kMostThreads];
-std::atomic<std::size_t> statesUsed{0};
+std::atomic<size_t> statesUsed{0};
 std::atomic<DWORD> stateSlot{TLS_OUT_OF_INDEXES};
 
 DWORD slotOfStates() {
@@ -73,16 +73,16 @@ bool shallFail() {
 extern "C" {
 
 // Names that the linker's wrapping prescribes.
-void* __real_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
-void* __real_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
-void* __wrap_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
-void* __wrap_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
+void* __real_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __real_realloc(void* block, size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __wrap_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __wrap_realloc(void* block, size_t size);  // NOLINT(bugprone-reserved-identifier)
 
-void* __wrap_calloc(std::size_t count, std::size_t size) {
+void* __wrap_calloc(size_t count, size_t size) {
     return shallFail() ? nullptr : __real_calloc(count, size);
 }
 
-void* __wrap_realloc(void* block, std::size_t size) {
+void* __wrap_realloc(void* block, size_t size) {
     return shallFail() ? nullptr : __real_realloc(block, size);
 }
 
@@ -90,7 +90,7 @@ void* __wrap_realloc(void* block, std::size_t size) {
 
 namespace test_support {
 
-AllocationFault::AllocationFault(std::int64_t n, bool andAllLater) {
+AllocationFault::AllocationFault(int64_t n, bool andAllLater) {
     threadState().countdown = n;
     threadState().andAllLater = andAllLater;
     threadState().struck = false;
@@ -106,8 +106,8 @@ bool AllocationFault::hasStruck() const {
     return threadState().struck;
 }
 
-std::int64_t takeAllocationCount() {
-    const std::int64_t count = threadState().allocations;
+int64_t takeAllocationCount() {
+    const int64_t count = threadState().allocations;
     threadState().allocations = 0;
     return count;
 }

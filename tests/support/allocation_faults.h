@@ -1,7 +1,7 @@
 // Makes allocations fail. Only those of code that is linked into the test program itself are seen: the internal
 // library's (which all go through calloc and realloc) and the test's own.
-#ifndef TESTS_SUPPORT_ALLOCATION_FAULTS_H
-#define TESTS_SUPPORT_ALLOCATION_FAULTS_H
+#ifndef ZULSTATS_TESTS_SUPPORT_ALLOCATION_FAULTS_H
+#define ZULSTATS_TESTS_SUPPORT_ALLOCATION_FAULTS_H
 
 #include <cstdint>
 
@@ -11,7 +11,7 @@ namespace test_support {
 // it. One at a time in each thread.
 class AllocationFault {
   public:
-    explicit AllocationFault(std::int64_t n, bool andAllLater = false);
+    explicit AllocationFault(int64_t n, bool andAllLater = false);
     ~AllocationFault();
     AllocationFault(const AllocationFault&) = delete;
     AllocationFault& operator=(const AllocationFault&) = delete;
@@ -21,7 +21,7 @@ class AllocationFault {
 };
 
 // The calling thread's allocations since the last call.
-std::int64_t takeAllocationCount();
+int64_t takeAllocationCount();
 
 }  // namespace test_support
 

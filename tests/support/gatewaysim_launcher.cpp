@@ -1,6 +1,7 @@
 // Starts gatewaysims for test programs that cannot start them themselves, see remote_child.h. Prints its port in one
 // line, and serves until it is ended by a signal; every child ends with it.
 //   gatewaysim_launcher
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -47,7 +48,7 @@ std::string answerTo(const std::string& command, ChildProgram& child) {
 }
 
 // Until the test closes its end.
-void serve(std::int32_t socket) {
+void serve(int32_t socket) {
     try {
         std::vector<std::string> arguments(std::stoul(receiveText(socket)));
         for (std::string& argument : arguments) {

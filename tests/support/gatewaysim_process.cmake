@@ -13,5 +13,5 @@ add_library(gatewaysim_process STATIC
 target_include_directories(gatewaysim_process PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_compile_definitions(gatewaysim_process PRIVATE GATEWAYSIM_PROGRAM="$<TARGET_FILE:gatewaysim>")
 find_package(Threads REQUIRED)
-target_link_libraries(gatewaysim_process PRIVATE project_warnings peer_sockets PUBLIC Threads::Threads)
+target_link_libraries(gatewaysim_process PRIVATE zulstats_warnings peer_sockets PUBLIC Threads::Threads)
 add_dependencies(gatewaysim_process gatewaysim)

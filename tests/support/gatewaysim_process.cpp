@@ -1,6 +1,7 @@
 #include "gatewaysim_process.h"
 
 #include <charconv>
+#include <cstddef>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -39,7 +40,7 @@ FinishedProgram endOf(ChildProgram& program) {
 }
 
 int portIn(const std::string& line) {
-    const std::size_t colon = line.rfind(':');
+    const size_t colon = line.rfind(':');
     int port = 0;
     if (line.starts_with("gatewaysim listening on ") && colon != std::string::npos) {
         std::from_chars(line.data() + colon + 1, line.data() + line.size(), port);
@@ -67,7 +68,7 @@ GatewaySim::~GatewaySim() {
     program_->waitForEnd(kAtMost);
 }
 
-std::int64_t GatewaySim::processId() const {
+int64_t GatewaySim::processId() const {
     return program_->processId();
 }
 

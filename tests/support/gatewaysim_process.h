@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_TESTS_SUPPORT_GATEWAYSIM_PROCESS_H
+#define ZULSTATS_TESTS_SUPPORT_GATEWAYSIM_PROCESS_H
 
 #include <cstdint>
 #include <memory>
@@ -30,7 +31,7 @@ class GatewaySim {
     int port() const {
         return port_;
     }
-    std::int64_t processId() const;
+    int64_t processId() const;
 
     // All that it wrote so far. What it has to say about an exchange is there before the reply is sent or the
     // connection ended.
@@ -51,3 +52,5 @@ class GatewaySim {
 FinishedProgram runGatewaySim(const std::vector<std::string>& arguments);
 
 }  // namespace test_support
+
+#endif

@@ -1,4 +1,5 @@
-#pragma once
+#ifndef ZULSTATS_TESTS_SUPPORT_GATEWAYSIM_PROCESS_CHILD_H
+#define ZULSTATS_TESTS_SUPPORT_GATEWAYSIM_PROCESS_CHILD_H
 
 #include <chrono>
 #include <cstdint>
@@ -15,7 +16,7 @@ class ChildProgram {
     // Kills it if it still runs.
     virtual ~ChildProgram() = default;
 
-    virtual std::int64_t processId() const = 0;
+    virtual int64_t processId() const = 0;
     // The first line of standard output, without its end; nothing when the time is over or the output ends before.
     virtual std::optional<std::string> firstLine(std::chrono::milliseconds atMost) = 0;
     virtual void closeStandardInput() = 0;
@@ -35,7 +36,7 @@ class LocalChild : public ChildProgram {
     LocalChild(const LocalChild&) = delete;
     LocalChild& operator=(const LocalChild&) = delete;
 
-    std::int64_t processId() const override;
+    int64_t processId() const override;
     std::optional<std::string> firstLine(std::chrono::milliseconds atMost) override;
     void closeStandardInput() override;
     std::optional<int> waitForEnd(std::chrono::milliseconds atMost) override;
@@ -52,3 +53,5 @@ class LocalChild : public ChildProgram {
 std::string argumentOutside(const std::string& argument);
 
 }  // namespace test_support
+
+#endif

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <system_error>
 
@@ -84,7 +86,7 @@ struct LocalChild::State {
     bool takeOutput(SteadyClock::time_point end) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - SteadyClock::now()).count();
         pollfd waiting{output.get(), POLLIN, 0};
-        const int ready = poll(&waiting, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
+        const int ready = poll(&waiting, 1, static_cast<int>(std::max<int64_t>(left, 0)));
         if (ready < 0 && errno == EINTR) {
             return true;
         }
@@ -94,7 +96,7 @@ struct LocalChild::State {
         std::array<char, 4096> piece{};
         const ssize_t count = read(output.get(), piece.data(), piece.size());
         if (count > 0) {
-            outputSoFar.append(piece.data(), static_cast<std::size_t>(count));
+            outputSoFar.append(piece.data(), static_cast<size_t>(count));
         } else if (count == 0) {
             outputEnded = true;
         }
@@ -146,13 +148,13 @@ LocalChild::~LocalChild() {
     }
 }
 
-std::int64_t LocalChild::processId() const {
+int64_t LocalChild::processId() const {
     return state_->process;
 }
 
 std::optional<std::string> LocalChild::firstLine(std::chrono::milliseconds atMost) {
     const auto end = SteadyClock::now() + atMost;
-    std::size_t lineEnd = state_->outputSoFar.find('\n');
+    size_t lineEnd = state_->outputSoFar.find('\n');
     while (lineEnd == std::string::npos && !state_->outputEnded && state_->takeOutput(end)) {
         lineEnd = state_->outputSoFar.find('\n');
     }
@@ -184,9 +186,9 @@ std::string LocalChild::standardOutput() const {
 std::string LocalChild::standardError() const {
     struct stat status {};
     fstat(state_->errors.get(), &status);
-    std::string text(static_cast<std::size_t>(status.st_size), '\0');
+    std::string text(static_cast<size_t>(status.st_size), '\0');
     const ssize_t count = pread(state_->errors.get(), text.data(), text.size(), 0);
-    text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    text.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
     return text;
 }
 

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <condition_variable>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <mutex>
 #include <stdexcept>
@@ -77,7 +79,7 @@ std::string temporaryFileName() {
 // So that the program's own splitting of the command line gives the same text again.
 std::string quotedArgument(const std::string& argument) {
     std::string text = "\"";
-    std::size_t backslashes = 0;
+    size_t backslashes = 0;
     for (const char character : argument) {
         if (character == '"') {
             text.append(backslashes + 1, '\\');
@@ -215,13 +217,13 @@ LocalChild::~LocalChild() {
     state_->reader.join();
 }
 
-std::int64_t LocalChild::processId() const {
+int64_t LocalChild::processId() const {
     return state_->id;
 }
 
 std::optional<std::string> LocalChild::firstLine(std::chrono::milliseconds atMost) {
     std::unique_lock lock(state_->mutex);
-    std::size_t lineEnd = std::string::npos;
+    size_t lineEnd = std::string::npos;
     state_->changed.wait_for(lock, atMost, [&] {
         lineEnd = state_->outputSoFar.find('\n');
         return lineEnd != std::string::npos || state_->outputEnded;
@@ -252,7 +254,7 @@ std::string LocalChild::standardOutput() const {
 std::string LocalChild::standardError() const {
     LARGE_INTEGER size{};
     GetFileSizeEx(state_->errors.get(), &size);
-    std::string text(static_cast<std::size_t>(size.QuadPart), '\0');
+    std::string text(static_cast<size_t>(size.QuadPart), '\0');
     OVERLAPPED fromTheStart{};
     DWORD count = 0;
     ReadFile(state_->errors.get(), text.data(), static_cast<DWORD>(text.size()), &count, &fromTheStart);

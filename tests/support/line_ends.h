@@ -1,6 +1,6 @@
 // Text files and standard streams end their lines with CR LF on Windows.
-#ifndef TESTS_SUPPORT_LINE_ENDS_H
-#define TESTS_SUPPORT_LINE_ENDS_H
+#ifndef ZULSTATS_TESTS_SUPPORT_LINE_ENDS_H
+#define ZULSTATS_TESTS_SUPPORT_LINE_ENDS_H
 
 #include <cstddef>
 #include <string>
@@ -9,7 +9,7 @@ namespace test_support {
 
 // The text with every line ending in LF alone, on every system.
 inline std::string withPlainLineEnds(std::string text) {
-    for (std::size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", end)) {
+    for (size_t end = text.find("\r\n"); end != std::string::npos; end = text.find("\r\n", end)) {
         text.erase(end, 1);
     }
     return text;

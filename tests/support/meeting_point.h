@@ -1,7 +1,7 @@
 // Where threads wait for each other. std::barrier would do, but that of mingw-w64's library now and then leaves a
 // thread waiting that should have gone on.
-#ifndef TESTS_SUPPORT_MEETING_POINT_H
-#define TESTS_SUPPORT_MEETING_POINT_H
+#ifndef ZULSTATS_TESTS_SUPPORT_MEETING_POINT_H
+#define ZULSTATS_TESTS_SUPPORT_MEETING_POINT_H
 
 #include <condition_variable>
 #include <mutex>

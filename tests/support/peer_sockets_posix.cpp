@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -25,12 +27,12 @@ namespace {
 sockaddr_in loopbackAddress(int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     return address;
 }
 
-std::int32_t newSocket(int kind) {
+int32_t newSocket(int kind) {
     const int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | kind, 0);
     if (made < 0) {
         fail("cannot make a socket");
@@ -38,12 +40,12 @@ std::int32_t newSocket(int kind) {
     return made;
 }
 
-void sendAtOnce(std::int32_t socket) {
+void sendAtOnce(int32_t socket) {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
-bool isReady(std::int32_t socket, short events, int milliseconds) {
+bool isReady(int32_t socket, short events, int milliseconds) {
     pollfd waiting{socket, events, 0};
     int ready = -1;
     do {
@@ -55,7 +57,7 @@ bool isReady(std::int32_t socket, short events, int milliseconds) {
 }  // namespace
 
 Listener refuseOnLoopback() {
-    const std::int32_t made = newSocket(0);
+    const int32_t made = newSocket(0);
     sockaddr_in address = loopbackAddress(0);
     socklen_t length = sizeof address;
     if (bind(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
@@ -73,11 +75,11 @@ Listener listenOnLoopback(int backlog) {
     return listener;
 }
 
-std::int32_t acceptConnection(std::int32_t listener, int milliseconds) {
+int32_t acceptConnection(int32_t listener, int milliseconds) {
     if (!isReady(listener, POLLIN, milliseconds)) {
         throw std::runtime_error("nobody connects");
     }
-    const std::int32_t accepted = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    const int32_t accepted = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     if (accepted < 0) {
         fail("cannot accept");
     }
@@ -85,8 +87,8 @@ std::int32_t acceptConnection(std::int32_t listener, int milliseconds) {
     return accepted;
 }
 
-std::int32_t connectToLoopback(int port) {
-    const std::int32_t made = newSocket(0);
+int32_t connectToLoopback(int port) {
+    const int32_t made = newSocket(0);
     const sockaddr_in address = loopbackAddress(port);
     if (connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int kept = errno;
@@ -98,8 +100,8 @@ std::int32_t connectToLoopback(int port) {
     return made;
 }
 
-std::int32_t beginConnectToLoopback(int port) {
-    const std::int32_t made = newSocket(SOCK_NONBLOCK);
+int32_t beginConnectToLoopback(int port) {
+    const int32_t made = newSocket(SOCK_NONBLOCK);
     const sockaddr_in address = loopbackAddress(port);
     if (connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 && errno != EINPROGRESS) {
         fail("cannot begin to connect");
@@ -107,27 +109,27 @@ std::int32_t beginConnectToLoopback(int port) {
     return made;
 }
 
-bool hasConnectEnded(std::int32_t socket, int milliseconds) {
+bool hasConnectEnded(int32_t socket, int milliseconds) {
     return isReady(socket, POLLOUT, milliseconds);
 }
 
-bool isReadable(std::int32_t socket, int milliseconds) {
+bool isReadable(int32_t socket, int milliseconds) {
     return isReady(socket, POLLIN, milliseconds);
 }
 
-void sendAll(std::int32_t socket, const std::uint8_t* data, std::size_t size) {
-    std::size_t sent = 0;
+void sendAll(int32_t socket, const uint8_t* data, size_t size) {
+    size_t sent = 0;
     while (sent < size) {
         const ssize_t count = send(socket, data + sent, size - sent, MSG_NOSIGNAL);
         if (count > 0) {
-            sent += static_cast<std::size_t>(count);
+            sent += static_cast<size_t>(count);
         } else if (errno != EINTR) {
             fail("cannot send");
         }
     }
 }
 
-std::size_t receiveSome(std::int32_t socket, std::uint8_t* data, std::size_t size, int milliseconds) {
+size_t receiveSome(int32_t socket, uint8_t* data, size_t size, int milliseconds) {
     if (!isReadable(socket, milliseconds)) {
         throw std::runtime_error("nothing comes");
     }
@@ -135,27 +137,27 @@ std::size_t receiveSome(std::int32_t socket, std::uint8_t* data, std::size_t siz
     if (count < 0 && errno != ECONNRESET) {
         fail("cannot receive");
     }
-    return count < 0 ? 0 : static_cast<std::size_t>(count);
+    return count < 0 ? 0 : static_cast<size_t>(count);
 }
 
-std::size_t bytesWaiting(std::int32_t socket) {
+size_t bytesWaiting(int32_t socket) {
     int count = 0;
     if (ioctl(socket, FIONREAD, &count) != 0) {
         fail("cannot ask for the bytes that wait");
     }
-    return static_cast<std::size_t>(count);
+    return static_cast<size_t>(count);
 }
 
-void makeCloseReset(std::int32_t socket) {
+void makeCloseReset(int32_t socket) {
     const linger now{1, 0};
     setsockopt(socket, SOL_SOCKET, SO_LINGER, &now, sizeof now);
 }
 
-void shutDown(std::int32_t socket) {
+void shutDown(int32_t socket) {
     shutdown(socket, SHUT_RDWR);
 }
 
-void closeSocket(std::int32_t socket) {
+void closeSocket(int32_t socket) {
     close(socket);
 }
 

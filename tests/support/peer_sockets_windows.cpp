@@ -3,6 +3,8 @@
 #include <windows.h>
 // clang-format on
 
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -18,28 +20,28 @@ namespace {
 }
 
 void startSockets() {
-    static const int started = [] {
+    static const int kStarted = [] {
         WSADATA ignored;
         return WSAStartup(MAKEWORD(2, 2), &ignored);
     }();
-    if (started != 0) {
+    if (kStarted != 0) {
         throw std::runtime_error("cannot start Windows Sockets");
     }
 }
 
 // Handles of sockets have no more than 32 significant bits.
-SOCKET handleOf(std::int32_t socket) {
-    return static_cast<SOCKET>(static_cast<std::intptr_t>(socket));
+SOCKET handleOf(int32_t socket) {
+    return static_cast<SOCKET>(static_cast<intptr_t>(socket));
 }
 
-std::int32_t numberOf(SOCKET socket) {
-    return static_cast<std::int32_t>(socket);
+int32_t numberOf(SOCKET socket) {
+    return static_cast<int32_t>(socket);
 }
 
 sockaddr_in loopbackAddress(int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     return address;
 }
@@ -83,7 +85,7 @@ Listener listenOnLoopback(int backlog) {
     return listener;
 }
 
-std::int32_t acceptConnection(std::int32_t listener, int milliseconds) {
+int32_t acceptConnection(int32_t listener, int milliseconds) {
     if (!isReadable(listener, milliseconds)) {
         throw std::runtime_error("nobody connects");
     }
@@ -95,7 +97,7 @@ std::int32_t acceptConnection(std::int32_t listener, int milliseconds) {
     return numberOf(accepted);
 }
 
-std::int32_t connectToLoopback(int port) {
+int32_t connectToLoopback(int port) {
     const SOCKET made = newSocket();
     const sockaddr_in address = loopbackAddress(port);
     if (connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
@@ -108,7 +110,7 @@ std::int32_t connectToLoopback(int port) {
     return numberOf(made);
 }
 
-std::int32_t beginConnectToLoopback(int port) {
+int32_t beginConnectToLoopback(int port) {
     const SOCKET made = newSocket();
     u_long on = 1;
     ioctlsocket(made, static_cast<long>(FIONBIO), &on);
@@ -120,7 +122,7 @@ std::int32_t beginConnectToLoopback(int port) {
     return numberOf(made);
 }
 
-bool hasConnectEnded(std::int32_t socket, int milliseconds) {
+bool hasConnectEnded(int32_t socket, int milliseconds) {
     fd_set writable;
     fd_set failed;
     FD_ZERO(&writable);
@@ -131,7 +133,7 @@ bool hasConnectEnded(std::int32_t socket, int milliseconds) {
     return select(0, nullptr, &writable, &failed, &atMost) > 0;
 }
 
-bool isReadable(std::int32_t socket, int milliseconds) {
+bool isReadable(int32_t socket, int milliseconds) {
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(handleOf(socket), &readable);
@@ -139,19 +141,19 @@ bool isReadable(std::int32_t socket, int milliseconds) {
     return select(0, &readable, nullptr, nullptr, milliseconds < 0 ? nullptr : &atMost) > 0;
 }
 
-void sendAll(std::int32_t socket, const std::uint8_t* data, std::size_t size) {
-    std::size_t sent = 0;
+void sendAll(int32_t socket, const uint8_t* data, size_t size) {
+    size_t sent = 0;
     while (sent < size) {
         const int count =
             send(handleOf(socket), reinterpret_cast<const char*>(data) + sent, static_cast<int>(size - sent), 0);
         if (count <= 0) {
             fail("cannot send");
         }
-        sent += static_cast<std::size_t>(count);
+        sent += static_cast<size_t>(count);
     }
 }
 
-std::size_t receiveSome(std::int32_t socket, std::uint8_t* data, std::size_t size, int milliseconds) {
+size_t receiveSome(int32_t socket, uint8_t* data, size_t size, int milliseconds) {
     if (!isReadable(socket, milliseconds)) {
         throw std::runtime_error("nothing comes");
     }
@@ -159,10 +161,10 @@ std::size_t receiveSome(std::int32_t socket, std::uint8_t* data, std::size_t siz
     if (count < 0 && WSAGetLastError() != WSAECONNRESET && WSAGetLastError() != WSAECONNABORTED) {
         fail("cannot receive");
     }
-    return count < 0 ? 0 : static_cast<std::size_t>(count);
+    return count < 0 ? 0 : static_cast<size_t>(count);
 }
 
-std::size_t bytesWaiting(std::int32_t socket) {
+size_t bytesWaiting(int32_t socket) {
     u_long count = 0;
     if (ioctlsocket(handleOf(socket), static_cast<long>(FIONREAD), &count) != 0) {
         fail("cannot ask for the bytes that wait");
@@ -170,16 +172,16 @@ std::size_t bytesWaiting(std::int32_t socket) {
     return count;
 }
 
-void makeCloseReset(std::int32_t socket) {
+void makeCloseReset(int32_t socket) {
     const linger now{1, 0};
     setsockopt(handleOf(socket), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&now), sizeof now);
 }
 
-void shutDown(std::int32_t socket) {
+void shutDown(int32_t socket) {
     shutdown(handleOf(socket), SD_BOTH);
 }
 
-void closeSocket(std::int32_t socket) {
+void closeSocket(int32_t socket) {
     closesocket(handleOf(socket));
 }
 

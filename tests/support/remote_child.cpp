@@ -1,5 +1,6 @@
 #include "remote_child.h"
 
+#include <cstddef>
 #include <stdexcept>
 
 #include "peer_sockets.h"
@@ -13,8 +14,8 @@ namespace {
 // A command waits for a child at most ten seconds.
 constexpr int kAtMostMilliseconds = 30000;
 
-std::uint8_t receiveByte(std::int32_t socket) {
-    std::uint8_t byte = 0;
+uint8_t receiveByte(int32_t socket) {
+    uint8_t byte = 0;
     if (peer_sockets::receiveSome(socket, &byte, 1, kAtMostMilliseconds) == 0) {
         throw std::runtime_error("the connection to the launcher has ended");
     }
@@ -23,21 +24,21 @@ std::uint8_t receiveByte(std::int32_t socket) {
 
 }  // namespace
 
-void sendText(std::int32_t socket, const std::string& text) {
+void sendText(int32_t socket, const std::string& text) {
     const std::string framed = std::to_string(text.size()) + "\n" + text;
-    peer_sockets::sendAll(socket, reinterpret_cast<const std::uint8_t*>(framed.data()), framed.size());
+    peer_sockets::sendAll(socket, reinterpret_cast<const uint8_t*>(framed.data()), framed.size());
 }
 
-std::string receiveText(std::int32_t socket) {
+std::string receiveText(int32_t socket) {
     std::string digits;
-    for (std::uint8_t byte = receiveByte(socket); byte != '\n'; byte = receiveByte(socket)) {
+    for (uint8_t byte = receiveByte(socket); byte != '\n'; byte = receiveByte(socket)) {
         digits.push_back(static_cast<char>(byte));
     }
     std::string text(std::stoul(digits), '\0');
-    std::size_t done = 0;
+    size_t done = 0;
     while (done < text.size()) {
-        const std::size_t count = peer_sockets::receiveSome(socket, reinterpret_cast<std::uint8_t*>(text.data()) + done,
-                                                            text.size() - done, kAtMostMilliseconds);
+        const size_t count = peer_sockets::receiveSome(socket, reinterpret_cast<uint8_t*>(text.data()) + done,
+                                                       text.size() - done, kAtMostMilliseconds);
         if (count == 0) {
             throw std::runtime_error("the connection to the launcher has ended");
         }
@@ -65,7 +66,7 @@ class RemoteChild : public ChildProgram {
     RemoteChild(const RemoteChild&) = delete;
     RemoteChild& operator=(const RemoteChild&) = delete;
 
-    std::int64_t processId() const override {
+    int64_t processId() const override {
         return std::stoll(ask("process-id"));
     }
     std::optional<std::string> firstLine(std::chrono::milliseconds atMost) override {
@@ -92,7 +93,7 @@ class RemoteChild : public ChildProgram {
         return remote_child::receiveText(socket_);
     }
 
-    std::int32_t socket_;
+    int32_t socket_;
 };
 
 }  // namespace

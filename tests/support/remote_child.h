@@ -7,7 +7,8 @@
 //   wait MILLISECONDS          the exit code, or empty while the child runs
 //   process-id, output, errors what they say
 // The end of the connection ends the child.
-#pragma once
+#ifndef ZULSTATS_TESTS_SUPPORT_REMOTE_CHILD_H
+#define ZULSTATS_TESTS_SUPPORT_REMOTE_CHILD_H
 
 #include <cstdint>
 #include <memory>
@@ -21,8 +22,8 @@ namespace test_support {
 namespace remote_child {
 
 // Both throw std::runtime_error; receiveText also at the end of the stream.
-void sendText(std::int32_t socket, const std::string& text);
-std::string receiveText(std::int32_t socket);
+void sendText(int32_t socket, const std::string& text);
+std::string receiveText(int32_t socket);
 
 }  // namespace remote_child
 
@@ -30,3 +31,5 @@ std::string receiveText(std::int32_t socket);
 std::unique_ptr<ChildProgram> startRemoteChild(int launcherPort, const std::vector<std::string>& arguments);
 
 }  // namespace test_support
+
+#endif

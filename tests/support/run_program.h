@@ -1,6 +1,6 @@
 // Runs a program to its end, bounded in time, and tells what it wrote and how it ended.
-#ifndef TESTS_SUPPORT_RUN_PROGRAM_H
-#define TESTS_SUPPORT_RUN_PROGRAM_H
+#ifndef ZULSTATS_TESTS_SUPPORT_RUN_PROGRAM_H
+#define ZULSTATS_TESTS_SUPPORT_RUN_PROGRAM_H
 
 #include <chrono>
 #include <optional>
@@ -11,18 +11,18 @@
 namespace test_support {
 
 enum class OutputTarget {
-    Captured,    // a pipe, read to its end
-    ReaderGone,  // a pipe whose reader has gone before the program starts
-    File,        // the file that ProgramRun::outputFile names
-    Terminal,    // a pseudo-terminal, read to its end; POSIX only
-    Closed,      // no standard output at all; POSIX only
+    captured,    // a pipe, read to its end
+    readerGone,  // a pipe whose reader has gone before the program starts
+    file,        // the file that ProgramRun::outputFile names
+    terminal,    // a pseudo-terminal, read to its end; POSIX only
+    closed,      // no standard output at all; POSIX only
 };
 
 struct ProgramRun {
     std::vector<std::string> arguments;  // in UTF-8
     // Changes to this process's environment; no value takes the variable away.
     std::vector<std::pair<std::string, std::optional<std::string>>> environment;
-    OutputTarget output = OutputTarget::Captured;
+    OutputTarget output = OutputTarget::captured;
     std::string outputFile;
     std::chrono::seconds limit{60};
 };

@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -27,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 class Descriptor {
   public:
     Descriptor() = default;
-    explicit Descriptor(const int number) : number_(number) {}
+    explicit Descriptor(int number) : number_(number) {}
     Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(number_, other.number_);
@@ -84,23 +86,23 @@ Channel makeTerminal() {
 
 Channel makeOutputChannel(const ProgramRun& run) {
     switch (run.output) {
-        case OutputTarget::Captured:
+        case OutputTarget::captured:
             return makePipe();
-        case OutputTarget::ReaderGone: {
+        case OutputTarget::readerGone: {
             Channel channel = makePipe();
             channel.ours.close();
             return channel;
         }
-        case OutputTarget::File: {
+        case OutputTarget::file: {
             Descriptor file(::open(run.outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
             if (!file.isOpen()) {
                 failWith("open " + run.outputFile);
             }
             return {Descriptor(), std::move(file)};
         }
-        case OutputTarget::Terminal:
+        case OutputTarget::terminal:
             return makeTerminal();
-        case OutputTarget::Closed:
+        case OutputTarget::closed:
             break;
     }
     return {};
@@ -144,8 +146,8 @@ struct ChildPlan {
 };
 
 // Between fork and exec: system calls only.
-[[noreturn]] void becomeProgram(const ChildPlan& plan, char* const* const argv, char* const* const envp) {
-    constexpr int cannotStart = 127;
+[[noreturn]] void becomeProgram(const ChildPlan& plan, char* const* argv, char* const* envp) {
+    constexpr int kCannotStart = 127;
     std::signal(SIGPIPE, SIG_DFL);
     const bool isPrepared = ::dup2(plan.input, STDIN_FILENO) >= 0 && ::dup2(plan.error, STDERR_FILENO) >= 0 &&
                             (plan.output < 0 ? ::close(STDOUT_FILENO) == 0 : ::dup2(plan.output, STDOUT_FILENO) >= 0) &&
@@ -153,7 +155,7 @@ struct ChildPlan {
     if (isPrepared) {
         ::execve(argv[0], argv, envp);
     }
-    ::_exit(cannotStart);
+    ::_exit(kCannotStart);
 }
 
 pid_t startChild(ChildPlan& plan) {
@@ -170,7 +172,7 @@ pid_t startChild(ChildPlan& plan) {
 }
 
 // Returns whether more may come. A pseudo-terminal whose other side is closed reports an error instead of an end.
-bool readSome(const int descriptor, std::string& text) {
+bool readSome(int descriptor, std::string& text) {
     std::array<char, 4096> buffer{};
     const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
     if (count > 0) {
@@ -184,13 +186,13 @@ struct Source {
     std::string* text;
 };
 
-int millisecondsUntil(const Clock::time_point deadline) {
+int millisecondsUntil(Clock::time_point deadline) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     return static_cast<int>(std::max<int64_t>(left, 0));
 }
 
 // Returns false when the deadline passed before every source was at its end.
-bool readAll(const std::vector<Source>& sources, const Clock::time_point deadline) {
+bool readAll(const std::vector<Source>& sources, Clock::time_point deadline) {
     while (true) {
         std::vector<pollfd> waits;
         waits.reserve(sources.size());
@@ -214,7 +216,7 @@ bool readAll(const std::vector<Source>& sources, const Clock::time_point deadlin
     }
 }
 
-int waitForEnd(const pid_t child) {
+int waitForEnd(pid_t child) {
     int status = 0;
     while (::waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) {

@@ -71,7 +71,7 @@ Channel makePipe() {
     return {Handle(readEnd), Handle(writeEnd)};
 }
 
-Handle openFile(const std::string& name, const DWORD access, const DWORD creation) {
+Handle openFile(const std::string& name, DWORD access, DWORD creation) {
     SECURITY_ATTRIBUTES attributes = inheritable();
     Handle file(CreateFileA(name.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes, creation,
                             FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -83,17 +83,17 @@ Handle openFile(const std::string& name, const DWORD access, const DWORD creatio
 
 Channel makeOutputChannel(const ProgramRun& run) {
     switch (run.output) {
-        case OutputTarget::Captured:
+        case OutputTarget::captured:
             return makePipe();
-        case OutputTarget::ReaderGone: {
+        case OutputTarget::readerGone: {
             Channel channel = makePipe();
             channel.ours.close();
             return channel;
         }
-        case OutputTarget::File:
+        case OutputTarget::file:
             return {Handle(), openFile(run.outputFile, GENERIC_WRITE, CREATE_ALWAYS)};
-        case OutputTarget::Terminal:
-        case OutputTarget::Closed:
+        case OutputTarget::terminal:
+        case OutputTarget::closed:
             break;
     }
     throw std::runtime_error("this kind of standard output does not exist on Windows");
@@ -184,8 +184,7 @@ class InheritedHandles {
     std::vector<std::byte> memory_;
 };
 
-Handle startChild(const std::string& program, const ProgramRun& run, const HANDLE input, const HANDLE output,
-                  const HANDLE error) {
+Handle startChild(const std::string& program, const ProgramRun& run, HANDLE input, HANDLE output, HANDLE error) {
     InheritedHandles inherited({input, output, error});
     STARTUPINFOEXW startup{};
     startup.StartupInfo.cb = sizeof startup;
@@ -209,7 +208,7 @@ Handle startChild(const std::string& program, const ProgramRun& run, const HANDL
     return Handle(process.hProcess);
 }
 
-void readAll(const HANDLE source, std::string& text) {
+void readAll(HANDLE source, std::string& text) {
     std::array<char, 4096> buffer{};
     DWORD count = 0;
     while (source != nullptr &&

@@ -10,9 +10,9 @@ namespace {
 constexpr int kAtMostMilliseconds = 20000;
 constexpr std::chrono::milliseconds kAtMost{kAtMostMilliseconds};
 
-std::size_t wordAt(const Bytes& bytes, std::size_t offset) {
-    std::size_t word = 0;
-    for (std::size_t index = offset; index < offset + 4; ++index) {
+size_t wordAt(const Bytes& bytes, size_t offset) {
+    size_t word = 0;
+    for (size_t index = offset; index < offset + 4; ++index) {
         word = word << 8 | bytes.at(index);
     }
     return word;
@@ -20,20 +20,20 @@ std::size_t wordAt(const Bytes& bytes, std::size_t offset) {
 
 }  // namespace
 
-std::size_t PeerConnection::receiveUpTo(std::uint8_t* data, std::size_t count) {
-    std::size_t done = 0;
+size_t PeerConnection::receiveUpTo(uint8_t* data, size_t count) {
+    size_t done = 0;
     bool ended = false;
     while (done < count && !ended) {
-        const std::size_t piece = peer_sockets::receiveSome(socket_, data + done, count - done, kAtMostMilliseconds);
+        const size_t piece = peer_sockets::receiveSome(socket_, data + done, count - done, kAtMostMilliseconds);
         done += piece;
         ended = piece == 0;
     }
     return done;
 }
 
-Bytes PeerConnection::expect(std::size_t count) {
+Bytes PeerConnection::expect(size_t count) {
     Bytes bytes(count);
-    const std::size_t done = receiveUpTo(bytes.data(), count);
+    const size_t done = receiveUpTo(bytes.data(), count);
     if (done < count) {
         throw std::runtime_error("only " + std::to_string(done) + " of " + std::to_string(count) + " bytes came");
     }
@@ -43,15 +43,15 @@ Bytes PeerConnection::expect(std::size_t count) {
 }
 
 Bytes PeerConnection::expectFrame() {
-    constexpr std::size_t kNameOffset = 24;
+    constexpr size_t kNameOffset = 24;
     Bytes bytes(kNameOffset);
-    std::size_t done = receiveUpTo(bytes.data(), bytes.size());
+    size_t done = receiveUpTo(bytes.data(), bytes.size());
     if (done == 0) {
         return {};
     }
     for (const bool isBody : {false, true}) {
         if (done == bytes.size()) {
-            const std::size_t more = isBody ? wordAt(bytes, done - 4) : wordAt(bytes, 20) + 5;
+            const size_t more = isBody ? wordAt(bytes, done - 4) : wordAt(bytes, 20) + 5;
             bytes.resize(done + more);
             done += receiveUpTo(bytes.data() + done, more);
         }
@@ -66,7 +66,7 @@ Bytes PeerConnection::expectFrame() {
 
 void PeerConnection::expectEnd() {
     Bytes bytes;
-    std::uint8_t byte = 0;
+    uint8_t byte = 0;
     while (receiveUpTo(&byte, 1) == 1) {
         bytes.push_back(byte);
     }
@@ -98,7 +98,7 @@ void PeerConnection::sendPieces(const std::vector<Bytes>& pieces) {
 }
 
 void PeerConnection::sendByteByByte(const Bytes& bytes) {
-    for (const std::uint8_t byte : bytes) {
+    for (const uint8_t byte : bytes) {
         sendPieces({{byte}});
     }
 }
@@ -150,7 +150,7 @@ void ScriptedPeer::run(int connections) {
     changed_.notify_all();
 }
 
-void ScriptedPeer::serve(std::int32_t socket) {
+void ScriptedPeer::serve(int32_t socket) {
     PeerConnection connection(*this, socket);
     bool stopping = false;
     {
@@ -170,7 +170,7 @@ void ScriptedPeer::serve(std::int32_t socket) {
     closeCurrent(&connection.socket_, false);
 }
 
-void ScriptedPeer::closeCurrent(std::int32_t* socket, bool reset) {
+void ScriptedPeer::closeCurrent(int32_t* socket, bool reset) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (*socket != peer_sockets::kNone) {
         if (reset) {

@@ -1,7 +1,7 @@
 // The other end of a connection, in the test process: a listener on loopback whose connections are served by a script
 // on a thread of its own. Everything is bounded in time.
-#ifndef TESTS_SUPPORT_SCRIPTED_PEER_H
-#define TESTS_SUPPORT_SCRIPTED_PEER_H
+#ifndef ZULSTATS_TESTS_SUPPORT_SCRIPTED_PEER_H
+#define ZULSTATS_TESTS_SUPPORT_SCRIPTED_PEER_H
 
 #include <condition_variable>
 #include <cstddef>
@@ -17,7 +17,7 @@
 
 namespace test_support {
 
-using Bytes = std::vector<std::uint8_t>;
+using Bytes = std::vector<uint8_t>;
 
 class ScriptedPeer;
 
@@ -26,7 +26,7 @@ class ScriptedPeer;
 class PeerConnection {
   public:
     // Receives exactly that many bytes, and records them as one request.
-    Bytes expect(std::size_t count);
+    Bytes expect(size_t count);
     // Receives a whole frame, header and body, and records it as one request. Empty when the stream has ended.
     Bytes expectFrame();
     // Receives until the other end closes, and records what came, unless that is nothing.
@@ -47,11 +47,11 @@ class PeerConnection {
 
   private:
     friend class ScriptedPeer;
-    PeerConnection(ScriptedPeer& peer, std::int32_t socket) : peer_(peer), socket_(socket) {}
-    std::size_t receiveUpTo(std::uint8_t* data, std::size_t count);
+    PeerConnection(ScriptedPeer& peer, int32_t socket) : peer_(peer), socket_(socket) {}
+    size_t receiveUpTo(uint8_t* data, size_t count);
 
     ScriptedPeer& peer_;
-    std::int32_t socket_;
+    int32_t socket_;
 };
 
 class ScriptedPeer {
@@ -81,16 +81,16 @@ class ScriptedPeer {
     friend class PeerConnection;
     friend class ConnectedPeer;
     void run(int connections);
-    void serve(std::int32_t socket);
-    void closeCurrent(std::int32_t* socket, bool reset);
+    void serve(int32_t socket);
+    void closeCurrent(int32_t* socket, bool reset);
     void stop();
 
     Script script_;
     peer_sockets::Listener listener_;
-    std::int32_t watched_ = peer_sockets::kNone;  // the other end, where it is known
+    int32_t watched_ = peer_sockets::kNone;  // the other end, where it is known
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::int32_t current_ = peer_sockets::kNone;
+    int32_t current_ = peer_sockets::kNone;
     bool stopping_ = false;
     bool released_ = false;
     bool ended_ = false;
@@ -108,11 +108,11 @@ class ConnectedPeer {
     ConnectedPeer(const ConnectedPeer&) = delete;
     ConnectedPeer& operator=(const ConnectedPeer&) = delete;
 
-    std::int32_t socket() const {
+    int32_t socket() const {
         return socket_;
     }
     // The socket, which the caller closes from now on.
-    std::int32_t takeSocket() {
+    int32_t takeSocket() {
         return std::exchange(socket_, peer_sockets::kNone);
     }
     ScriptedPeer& peer() {
@@ -127,7 +127,7 @@ class ConnectedPeer {
 
   private:
     ScriptedPeer peer_;
-    std::int32_t socket_;
+    int32_t socket_;
 };
 
 }  // namespace test_support

@@ -1,6 +1,6 @@
 // Files that are gone at the end of a test.
-#ifndef TESTS_SUPPORT_TEMPORARY_FILE_H
-#define TESTS_SUPPORT_TEMPORARY_FILE_H
+#ifndef ZULSTATS_TESTS_SUPPORT_TEMPORARY_FILE_H
+#define ZULSTATS_TESTS_SUPPORT_TEMPORARY_FILE_H
 
 #include <filesystem>
 #include <string>

@@ -1,15 +1,16 @@
 #include "trace_text.h"
 
+#include <cstddef>
 #include <regex>
 
 namespace test_support {
 
 std::vector<std::string> splitLines(const std::string& text) {
     std::vector<std::string> lines;
-    std::size_t start = 0;
+    size_t start = 0;
     while (start < text.size()) {
-        const std::size_t newLine = text.find('\n', start);
-        const std::size_t end = newLine == std::string::npos ? text.size() : newLine;
+        const size_t newLine = text.find('\n', start);
+        const size_t end = newLine == std::string::npos ? text.size() : newLine;
         std::string line = text.substr(start, end - start);
         if (!line.empty() && line.back() == '\r') {
             line.pop_back();
@@ -22,14 +23,14 @@ std::vector<std::string> splitLines(const std::string& text) {
 
 std::optional<TraceLine> parseTraceLine(const std::string& line) {
     // Only the line's beginning: the expressions of the standard library cannot take a message of many thousand bytes.
-    constexpr std::size_t kLongestPrefix = 80;
-    static const std::regex pattern(
+    constexpr size_t kLongestPrefix = 80;
+    static const std::regex kPattern(
         R"((\d\d/\d\d/\d\d \d\d:\d\d:\d\d:\d\d\d|) \[0x([0-9A-F]{8}),0x([0-9A-F]{8})\] \[(\d{4,})\] (\S{1,6}) *)");
     const std::string prefix = line.substr(0, kLongestPrefix);
     std::smatch match;
     std::optional<TraceLine> result;
-    if (std::regex_search(prefix, match, pattern, std::regex_constants::match_continuous)) {
-        const std::string message = line.substr(static_cast<std::size_t>(match.length()));
+    if (std::regex_search(prefix, match, kPattern, std::regex_constants::match_continuous)) {
+        const std::string message = line.substr(static_cast<size_t>(match.length()));
         result = TraceLine{match[1], match[2], match[3], std::stoi(match[4]), match[5], message};
     }
     return result;
@@ -65,7 +66,7 @@ struct Mask {
 };
 
 const std::vector<Mask>& masks() {
-    static const std::vector<Mask> all = [] {
+    static const std::vector<Mask> kAll = [] {
         const auto mask = [](const char* hint, const char* pattern, const char* replacement) {
             return Mask{hint, std::regex(pattern, std::regex::optimize), replacement};
         };
@@ -90,7 +91,7 @@ const std::vector<Mask>& masks() {
                  "$1 $2:N"),
         };
     }();
-    return all;
+    return kAll;
 }
 
 bool isDigit(char character) {
@@ -108,9 +109,9 @@ bool isOfWord(char character) {
 
 // Replaces what has the shape of a date, and the time behind it.
 void maskTimes(std::string& line) {
-    const auto hasShape = [&line](std::size_t at, const std::string& shape) {
+    const auto hasShape = [&line](size_t at, const std::string& shape) {
         bool has = at + shape.size() <= line.size();
-        for (std::size_t index = 0; has && index < shape.size(); ++index) {
+        for (size_t index = 0; has && index < shape.size(); ++index) {
             const bool isLetter = shape[index] >= 'a' && shape[index] <= 'z';
             has = isLetter ? isDigit(line[at + index]) : line[at + index] == shape[index];
         }
@@ -118,7 +119,7 @@ void maskTimes(std::string& line) {
     };
     const std::string date = "dd/mm/yy";
     const std::string stamp = "dd/mm/yy hh:mm:ss:mmm";
-    for (std::size_t slash = line.find('/'); slash != std::string::npos; slash = line.find('/', slash + 1)) {
+    for (size_t slash = line.find('/'); slash != std::string::npos; slash = line.find('/', slash + 1)) {
         if (slash >= 2 && hasShape(slash - 2, stamp)) {
             line.replace(slash - 2, stamp.size(), stamp);
         } else if (slash >= 2 && hasShape(slash - 2, date)) {
@@ -129,11 +130,11 @@ void maskTimes(std::string& line) {
 
 // Replaces words of 16 hexadecimal digits that are not all zero, with or without a 0x before them.
 void maskAddresses(std::string& line) {
-    constexpr std::size_t kDigits = 16;
-    std::size_t at = 0;
+    constexpr size_t kDigits = 16;
+    size_t at = 0;
     while (at < line.size()) {
         at += line.compare(at, 2, "0x") == 0 ? 2U : 0U;
-        std::size_t end = at;
+        size_t end = at;
         bool isHexWord = true;
         while (end < line.size() && isOfWord(line[end])) {
             isHexWord = isHexWord && isHex(line[end]);
@@ -148,7 +149,7 @@ void maskAddresses(std::string& line) {
 
 // A line of a hex dump: only the address is masked, never what was dumped.
 bool isHexDumpLine(const std::string& line) {
-    constexpr std::size_t kAddressEnd = 10;
+    constexpr size_t kAddressEnd = 10;
     return line.size() > kAddressEnd && line.compare(0, 2, "0x") == 0 && line.compare(kAddressEnd, 2, ": ") == 0;
 }
 

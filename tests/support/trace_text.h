@@ -1,6 +1,6 @@
 // The library's trace as a test wants to see it: lines taken apart, and what differs from run to run masked.
-#ifndef TESTS_SUPPORT_TRACE_TEXT_H
-#define TESTS_SUPPORT_TRACE_TEXT_H
+#ifndef ZULSTATS_TESTS_SUPPORT_TRACE_TEXT_H
+#define ZULSTATS_TESTS_SUPPORT_TRACE_TEXT_H
 
 #include <optional>
 #include <string>

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 #include <regex>
 
 #include "scenarios.h"
@@ -11,7 +12,7 @@ namespace {
 using Lines = std::vector<std::string>;
 
 bool isPoint(const std::string& line, const char* id) {
-    const std::size_t start = line.find("] [");
+    const size_t start = line.find("] [");
     return start != std::string::npos && line.compare(start + 3, 5, std::string(id) + "]") == 0;
 }
 
@@ -45,7 +46,7 @@ Lines withPiecesTogether(const Lines& lines) {
 std::string withoutLeftOverTail(const std::string& line) {
     const std::string emptyList = "head(0000000000000000) tail (";
     std::string result = line;
-    const std::size_t at = line.find(emptyList);
+    const size_t at = line.find(emptyList);
     if (at != std::string::npos) {
         result.replace(at + emptyList.size(), 16, 16, 'A');
     }
@@ -54,9 +55,9 @@ std::string withoutLeftOverTail(const std::string& line) {
 
 // Windows leaves the number of the protocol to the kind of the socket.
 std::string withProtocolMasked(const std::string& line) {
-    static const std::string label = "Creating socket for family 2, type 1, protocol ";
-    const std::size_t at = line.find(label);
-    return at == std::string::npos ? line : line.substr(0, at + label.size()) + "N";
+    static const std::string kLabel = "Creating socket for family 2, type 1, protocol ";
+    const size_t at = line.find(kLabel);
+    return at == std::string::npos ? line : line.substr(0, at + kLabel.size()) + "N";
 }
 
 std::string withSystemErrorsMasked(const std::string& line) {
@@ -64,7 +65,7 @@ std::string withSystemErrorsMasked(const std::string& line) {
         line.find("readFromSocket(") == std::string::npos) {
         return line;
     }
-    static const std::vector<std::pair<std::regex, const char*>> masks{
+    static const std::vector<std::pair<std::regex, const char*>> kMasks{
         {std::regex(R"((Unable to (connect to Gateway|create a socket): ).*\(\d+\)$)"), "$1<error>(<number>)"},
         {std::regex(R"((Unable to resolve host \([^)]*\): ).*\(-?\d+\)$)"), "$1<error>(<number>)"},
         {std::regex(R"(errno=[A-Z].* gwyRc=)"), "errno=<error> gwyRc="},
@@ -72,7 +73,7 @@ std::string withSystemErrorsMasked(const std::string& line) {
         {std::regex(R"((readFromSocket\(.*\) rc=)[1-9]\d*$)"), "$1<number>"},
     };
     std::string result = line;
-    for (const auto& [pattern, replacement] : masks) {
+    for (const auto& [pattern, replacement] : kMasks) {
         result = std::regex_replace(result, pattern, replacement);
     }
     return result;
@@ -83,8 +84,8 @@ bool isDumpLine(const std::string& line) {
 }
 
 Lines withLongDumpsShortened(const Lines& lines) {
-    constexpr std::ptrdiff_t kLongest = 24;
-    constexpr std::ptrdiff_t kShown = 4;
+    constexpr ptrdiff_t kLongest = 24;
+    constexpr ptrdiff_t kShown = 4;
     Lines result;
     for (auto line = lines.begin(); line != lines.end();) {
         const auto end = std::find_if_not(line, lines.end(), isDumpLine);
@@ -105,7 +106,7 @@ Lines withLongDumpsShortened(const Lines& lines) {
 
 // A text of many thousand characters tells no more than its beginning and its length.
 std::string shortened(const std::string& line) {
-    constexpr std::size_t kLongest = 400;
+    constexpr size_t kLongest = 400;
     return line.size() <= kLongest ? line
                                    : line.substr(0, 100) + "<" + std::to_string(line.size() - 200) + " characters>" +
                                          line.substr(line.size() - 100);

@@ -1,4 +1,7 @@
 // A listener that neither accepts nor refuses: the open gives up after 60 seconds.
+#include <cstddef>
+#include <cstdint>
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -55,7 +58,7 @@ class FullPort {
     }
     // Until one more is no longer connected within a second: the system then drops what comes.
     void fill() {
-        constexpr std::size_t kMost = 64;
+        constexpr size_t kMost = 64;
         constexpr int kMilliseconds = 1000;
         const sockaddr_in address = loopback(port_);
         while (!full_ && waiting_.size() < kMost) {

@@ -1,6 +1,8 @@
 // Every way in which a daemon can misbehave, at every exchange: the code that the caller gets, what becomes of the
 // connection, and that the library works on afterwards.
 #include <cctype>
+#include <cstddef>
+#include <cstdint>
 #include <ostream>
 
 #include "system_fixture.h"
@@ -255,8 +257,7 @@ TEST_P(FaultWhileQuerying, GivesItsCodeAndRemovesADeadConnection) {
         EXPECT_EQ(query.call(token, usualIds(query), &result), GetParam().code) << query.name;
         if (GetParam().code == STAPI_RC_OK) {
             ASSERT_NE(result, nullptr) << query.name;
-            const std::size_t entries =
-                query.givesIds ? walkIds(result).entries.size() : walkStats(result).entries.size();
+            const size_t entries = query.givesIds ? walkIds(result).entries.size() : walkStats(result).entries.size();
             EXPECT_GT(entries, 1U) << query.name;
             EXPECT_EQ(closeGatewayConnection(&token), STAPI_RC_OK) << query.name;
         } else {

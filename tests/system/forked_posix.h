@@ -1,9 +1,10 @@
-#ifndef TESTS_SYSTEM_FORKED_POSIX_H
-#define TESTS_SYSTEM_FORKED_POSIX_H
+#ifndef ZULSTATS_TESTS_SYSTEM_FORKED_POSIX_H
+#define ZULSTATS_TESTS_SYSTEM_FORKED_POSIX_H
 
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <vector>
@@ -22,7 +23,7 @@ std::vector<int32_t> inForkedChild(Action action) {
     if (child == 0) {
         const std::vector<int32_t> codes = action();
         const auto size = static_cast<ssize_t>(codes.size() * sizeof(int32_t));
-        ::_exit(::write(ends[1], codes.data(), static_cast<std::size_t>(size)) == size ? 0 : 1);
+        ::_exit(::write(ends[1], codes.data(), static_cast<size_t>(size)) == size ? 0 : 1);
     }
     ::close(ends[1]);
     std::vector<int32_t> codes;

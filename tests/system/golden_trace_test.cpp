@@ -1,6 +1,7 @@
 // The traces of the scenarios, line by line, against the stored ones. With the environment variable
 // ZULSTATS_WRITE_GOLDEN_TRACES set to 1 they are stored anew instead, and the tests fail so that nobody takes that for
 // a comparison.
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
 
@@ -40,7 +41,7 @@ TEST_P(GoldenTrace, IsAsStored) {
     const std::vector<std::string> expected = test_support::splitLines(test_support::readFile(path));
     const std::vector<std::string> found = test_support::splitLines(trace);
     ASSERT_FALSE(expected.empty()) << path << " is missing or empty";
-    for (std::size_t line = 0; line < expected.size() && line < found.size(); ++line) {
+    for (size_t line = 0; line < expected.size() && line < found.size(); ++line) {
         ASSERT_EQ(found[line], expected[line]) << path << " line " << line + 1;
     }
     EXPECT_EQ(found.size(), expected.size()) << path;

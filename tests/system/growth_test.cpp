@@ -1,4 +1,6 @@
 // Replies that are larger than the connection's first buffer of 32,768 bytes.
+#include <cstddef>
+
 #include "system_fixture.h"
 #include "trace_text.h"
 
@@ -15,9 +17,9 @@ struct NamedValue {
     std::string value;
 };
 
-std::vector<NamedValue> manyStatistics(std::size_t count, std::size_t valueLength) {
+std::vector<NamedValue> manyStatistics(size_t count, size_t valueLength) {
     std::vector<NamedValue> statistics;
-    for (std::size_t index = 0; index < count; ++index) {
+    for (size_t index = 0; index < count; ++index) {
         const auto seed = static_cast<unsigned>(index);
         statistics.push_back({"statistic." + std::to_string(index) + "." + patternText(index % 40, seed),
                               patternText(valueLength + index % 97, seed)});
@@ -28,11 +30,11 @@ std::vector<NamedValue> manyStatistics(std::size_t count, std::size_t valueLengt
 }  // namespace
 
 TEST_F(Growth, ThousandsOfStatisticsArriveWholeAndInOrder) {
-    constexpr std::size_t kStatistics = 6000;
+    constexpr size_t kStatistics = 6000;
     Catalogue catalogue;
     catalogue.group("first").group("second");
     const std::vector<NamedValue> statistics = manyStatistics(kStatistics, 120);
-    for (std::size_t index = 0; index < kStatistics; ++index) {
+    for (size_t index = 0; index < kStatistics; ++index) {
         catalogue.statistic(index < kStatistics / 2 ? "first" : "second", statistics[index].id,
                             statistics[index].value);
     }
@@ -43,7 +45,7 @@ TEST_F(Growth, ThousandsOfStatisticsArriveWholeAndInOrder) {
     const StatWalk walk = walkStats(result);
     EXPECT_EQ(walk.lastCode, STAPI_RC_END_OF_DATA);
     ASSERT_EQ(walk.entries.size(), kStatistics);
-    for (std::size_t index = 0; index < kStatistics; ++index) {
+    for (size_t index = 0; index < kStatistics; ++index) {
         ASSERT_EQ(walk.entries[index].element, index < kStatistics / 2 ? "first" : "second") << index;
         ASSERT_EQ(walk.entries[index].id, statistics[index].id) << index;
         ASSERT_EQ(walk.entries[index].value, statistics[index].value) << index;
@@ -51,7 +53,7 @@ TEST_F(Growth, ThousandsOfStatisticsArriveWholeAndInOrder) {
     ASSERT_EQ(getStatIds(connection.token(), &result), STAPI_RC_OK);
     const std::vector<std::string> ids = idsOf(walkIds(result));
     ASSERT_EQ(ids.size(), kStatistics);
-    for (std::size_t index = 0; index < kStatistics; ++index) {
+    for (size_t index = 0; index < kStatistics; ++index) {
         ASSERT_EQ(ids[index], statistics[index].id) << index;
     }
     EXPECT_EQ(sim.standardError(), "");
@@ -72,7 +74,7 @@ TEST_F(Growth, CapacityDoublesStepByStep) {
     std::vector<std::string> capacities;
     for (const std::string& message : test_support::messagesOfPoint(trace.text(), 2244)) {
         const std::string label = "*resultSetBufferLen=";
-        const std::size_t start = message.find(label) + label.size();
+        const size_t start = message.find(label) + label.size();
         capacities.push_back(message.substr(start, message.find(',', start) - start));
     }
     EXPECT_EQ(capacities, (std::vector<std::string>{"32768", "65536", "131072", "262144"}));
@@ -132,20 +134,20 @@ TEST_F(Growth, GroupIdOfTheLargestLength) {
 // Replies whose end falls on every place around the buffer's end: the terminator always finds room.
 TEST_F(Growth, RepliesThatEndAroundTheEndOfTheBuffer) {
     // Eyecatcher and count 12, element 4 + 1, code 4, count 4, id 4 + 1, value 4 + its length.
-    constexpr std::size_t kAround = 12 + 4 + 1 + 4 + 4 + 4 + 1 + 4;
+    constexpr size_t kAround = 12 + 4 + 1 + 4 + 4 + 4 + 1 + 4;
     Catalogue catalogue;
-    std::vector<std::size_t> lengths;
-    for (std::size_t length = 32767; length + kAround >= 32768 - 12; --length) {
+    std::vector<size_t> lengths;
+    for (size_t length = 32767; length + kAround >= 32768 - 12; --length) {
         lengths.push_back(length);
     }
     const std::string names = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
     ASSERT_LE(lengths.size(), names.size());
     catalogue.group("group");
-    for (std::size_t index = 0; index < lengths.size(); ++index) {
+    for (size_t index = 0; index < lengths.size(); ++index) {
         catalogue.statistic("group", std::string(1, names[index]), patternText(lengths[index], 5));
     }
     const GatewaySim sim(catalogue.options());
-    for (std::size_t index = 0; index < lengths.size(); ++index) {
+    for (size_t index = 0; index < lengths.size(); ++index) {
         const Connection connection(sim);
         const std::string id(1, names[index]);
         ResultSetToken* result = nullptr;

@@ -9,6 +9,8 @@
 #endif
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 
 #include "forked_posix.h"
 #include "relay_posix.h"
@@ -48,9 +50,9 @@ class BrokenPipeCounter {
     struct sigaction before_ {};
 };
 
-std::size_t openDescriptors() {
+size_t openDescriptors() {
     DIR* const folder = opendir("/proc/self/fd");
-    std::size_t count = 0;
+    size_t count = 0;
     while (readdir(folder) != nullptr) {
         ++count;
     }
@@ -190,8 +192,8 @@ TEST_F(HygienePosix, LoadingAndUnloadingAThousandTimesLeavesNothingBehind) {
     for (int warmUp = 0; warmUp < 20; ++warmUp) {
         loadAndUnload();
     }
-    const std::size_t descriptors = openDescriptors();
-    const std::size_t memory = mallinfo2().uordblks;
+    const size_t descriptors = openDescriptors();
+    const size_t memory = mallinfo2().uordblks;
     for (int time = 0; time < kTimes; ++time) {
         loadAndUnload();
     }
@@ -201,8 +203,8 @@ TEST_F(HygienePosix, LoadingAndUnloadingAThousandTimesLeavesNothingBehind) {
 
 // Used instances each keep the name of their trace destination; nothing else, and no descriptor.
 TEST_F(HygienePosix, UsingAndUnloadingManyTimesLeavesNoDescriptorAndNoMoreThanTheTraceName) {
-    constexpr std::size_t kTimes = 200;
-    constexpr std::size_t kTraceName = 1024 + 64;
+    constexpr size_t kTimes = 200;
+    constexpr size_t kTraceName = 1024 + 64;
     const LeavesTraceName byDesign;
     const GatewaySim sim;
     const test_support::TemporaryFile copy(test_support::readFile(LIBRARY_FILE));
@@ -214,9 +216,9 @@ TEST_F(HygienePosix, UsingAndUnloadingManyTimesLeavesNoDescriptorAndNoMoreThanTh
     for (int warmUp = 0; warmUp < 5; ++warmUp) {
         use();
     }
-    const std::size_t descriptors = openDescriptors();
-    const std::size_t memory = mallinfo2().uordblks;
-    for (std::size_t time = 0; time < kTimes; ++time) {
+    const size_t descriptors = openDescriptors();
+    const size_t memory = mallinfo2().uordblks;
+    for (size_t time = 0; time < kTimes; ++time) {
         use();
     }
     EXPECT_EQ(openDescriptors(), descriptors);

@@ -1,5 +1,7 @@
 // What the library leaves alone.
 #include <clocale>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -38,7 +40,7 @@ class Guarded {
     }
 
   private:
-    static constexpr std::size_t kSize = 64;
+    static constexpr size_t kSize = 64;
     static constexpr unsigned char kGuard = 0xA5;
     struct {
         unsigned char before[kSize];

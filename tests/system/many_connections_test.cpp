@@ -1,4 +1,6 @@
 // Many connections at once.
+#include <cstddef>
+#include <cstdint>
 #include <future>
 #include <thread>
 
@@ -21,11 +23,11 @@ TEST_F(ManyConnections, AHundredOfOneThreadAnswerEachForItself) {
         ASSERT_EQ(connections.back()->openCode(), STAPI_RC_OK) << index;
     }
     std::vector<ResultSetToken*> results(kConnections, nullptr);
-    for (std::size_t index = 0; index < connections.size(); ++index) {
+    for (size_t index = 0; index < connections.size(); ++index) {
         const QueryFunction& query = kQueries[index % kQueries.size()];
         ASSERT_EQ(query.call(connections[index]->token(), usualIds(query), &results[index]), STAPI_RC_OK) << index;
     }
-    for (std::size_t index = 0; index < connections.size(); ++index) {
+    for (size_t index = 0; index < connections.size(); ++index) {
         const bool ids = kQueries[index % kQueries.size()].givesIds;
         const int32_t end = ids ? walkIds(results[index]).lastCode : walkStats(results[index]).lastCode;
         EXPECT_EQ(end, STAPI_RC_END_OF_DATA) << index;
@@ -81,11 +83,11 @@ TEST_F(ManyConnections, TracingThreadsNeverMixTheirLines) {
         EXPECT_EQ(thread.get(), STAPI_RC_END_OF_DATA);
     }
     // Each line begins with a time stamp or a dump's address, and says no second thing.
-    std::size_t wrong = 0;
+    size_t wrong = 0;
     const std::string text = trace.text();
-    std::size_t start = 0;
+    size_t start = 0;
     while (start < text.size()) {
-        const std::size_t end = text.find('\n', start);
+        const size_t end = text.find('\n', start);
         const std::string line = text.substr(start, end - start);
         const bool isDump = line.compare(0, 2, "0x") == 0;
         const bool isTrace = line.size() > 55 && line[2] == '/' && line.compare(22, 3, "[0x") == 0 &&

@@ -1,4 +1,5 @@
 // Opening and closing connections.
+#include <cstddef>
 #include <cstring>
 
 #include "closed_port.h"
@@ -53,7 +54,7 @@ TEST_F(OpenClose, OtherLoopbackAddressIsAnotherHost) {
 }
 
 TEST_F(OpenClose, ProtocolVersionOfAnyLengthArrivesWhole) {
-    for (const std::size_t length : {0U, 1U, 62U, 63U, 64U, 65U, 1000U, 32765U}) {
+    for (const size_t length : {0U, 1U, 62U, 63U, 64U, 65U, 1000U, 32765U}) {
         Catalogue catalogue;
         const std::string text = patternText(length);
         const GatewaySim sim(catalogue.protocol(text).options());
@@ -138,7 +139,7 @@ TEST_F(OpenClose, CloseAllEndsEveryConnection) {
 // First, middle and last of the list: what is left stays usable, and new connections can be chained.
 TEST_F(OpenClose, ClosingAnyOfThreeLeavesTheOthersUsable) {
     const GatewaySim sim;
-    for (const std::size_t closed : {0U, 1U, 2U}) {
+    for (const size_t closed : {0U, 1U, 2U}) {
         std::array<GatewayToken*, 3> tokens{};
         char* protocol = nullptr;
         for (GatewayToken*& token : tokens) {

@@ -1,4 +1,5 @@
 // When several arguments are wrong, the first check of each function decides. Every combination is tried.
+#include <cstdint>
 #include <cstring>
 
 #include "other_thread.h"

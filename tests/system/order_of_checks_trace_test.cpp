@@ -1,4 +1,5 @@
 // The trace shows at which check a call stopped: the ids of its lines at level 4.
+#include <cstdint>
 #include <functional>
 
 #include "other_thread.h"

@@ -1,5 +1,7 @@
 // What threads other than a connection's own may do, and what not.
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <future>
 #include <thread>
@@ -149,7 +151,7 @@ TEST_F(OtherThreads, DumpOfTheStateWhileAnotherThreadQueries) {
         int good = 0;
         for (int index = 0; index < kQueriesToMake; ++index) {
             ResultSetToken* result = nullptr;
-            const QueryFunction& query = kQueries[static_cast<std::size_t>(index) % kQueries.size()];
+            const QueryFunction& query = kQueries[static_cast<size_t>(index) % kQueries.size()];
             good += query.call(connection.token(), usualIds(query), &result) == STAPI_RC_OK ? 1 : 0;
         }
         done.store(true);
@@ -161,22 +163,22 @@ TEST_F(OtherThreads, DumpOfTheStateWhileAnotherThreadQueries) {
         ++dumps;
     } while (!done.load() && dumps < 20000);
     EXPECT_EQ(querying.get(), kQueriesToMake);
-    std::size_t stateLines = 0;
+    size_t stateLines = 0;
     for (const std::string& line : test_support::splitLines(file.content())) {
         stateLines += line.compare(0, 19, "zulstats state dump") == 0 ? 1U : 0U;
     }
-    EXPECT_EQ(stateLines, static_cast<std::size_t>(dumps));
+    EXPECT_EQ(stateLines, static_cast<size_t>(dumps));
 }
 
 TEST_F(OtherThreads, SwitchingTheTraceFileWhileOthersTraceLosesNothing) {
     constexpr int kCalls = 300;
-    constexpr std::size_t kThreads = 4;
+    constexpr size_t kThreads = 4;
     std::array<test_support::TemporaryFile, 3> files;
     ASSERT_EQ(setAPITraceFile(files[0].path().c_str()), STAPI_RC_OK);
     ASSERT_EQ(setAPITraceLevel(3), STAPI_RC_OK);
-    std::atomic<std::size_t> running{kThreads};
+    std::atomic<size_t> running{kThreads};
     std::vector<std::future<void>> threads;
-    for (std::size_t index = 0; index < kThreads; ++index) {
+    for (size_t index = 0; index < kThreads; ++index) {
         threads.push_back(std::async(std::launch::async, [&running] {
             char* version = nullptr;
             for (int call = 0; call < kCalls; ++call) {
@@ -185,13 +187,13 @@ TEST_F(OtherThreads, SwitchingTheTraceFileWhileOthersTraceLosesNothing) {
             --running;
         }));
     }
-    for (std::size_t turn = 0; running.load() > 0 && turn < 100000; ++turn) {
+    for (size_t turn = 0; running.load() > 0 && turn < 100000; ++turn) {
         EXPECT_EQ(setAPITraceFile(files[turn % files.size()].path().c_str()), STAPI_RC_OK);
     }
     for (std::future<void>& thread : threads) {
         thread.get();
     }
-    std::size_t exits = 0;
+    size_t exits = 0;
     for (const test_support::TemporaryFile& file : files) {
         exits += test_support::messagesOfPoint(file.content(), 1090).size();
     }

@@ -1,4 +1,6 @@
 // Processes and descriptors, on systems that have forks and descriptor limits.
+#include <cstdint>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>

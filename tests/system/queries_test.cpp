@@ -1,4 +1,6 @@
 // The six queries.
+#include <cstddef>
+
 #include "system_fixture.h"
 #include "trace_text.h"
 
@@ -163,7 +165,7 @@ TEST_F(Queries, QueryStringFromIdsGivesTheSameValuesAsTheGroups) {
     const StatWalk ofIds = walkStats(result);
     ASSERT_EQ(ofIds.entries.size(), ids.size());
     ASSERT_EQ(ofGroups.entries.size(), ids.size());
-    for (std::size_t index = 0; index < ids.size(); ++index) {
+    for (size_t index = 0; index < ids.size(); ++index) {
         EXPECT_EQ(ofIds.entries[index].element, ids[index]);
         EXPECT_EQ(ofIds.entries[index].id, ids[index]);
         EXPECT_EQ(ofIds.entries[index].id, ofGroups.entries[index].id);
@@ -220,7 +222,7 @@ TEST_F(Queries, QueryStringStaysBelowItsLimitAndTakesShorterIdsBehindALongOne) {
 }
 
 TEST_F(Queries, QueryStringRoomCountsTheSeparatorOfTheFirstIdToo) {
-    for (const std::size_t length : {31998U, 31999U}) {
+    for (const size_t length : {31998U, 31999U}) {
         Catalogue catalogue;
         catalogue.group("g").statistic("g", patternText(length), "");
         const GatewaySim sim(catalogue.options());

@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 
 namespace system_test {
@@ -43,7 +45,7 @@ bool pass(int from, int to) {
     const ssize_t count = ::recv(from, bytes.data(), bytes.size(), 0);
     ssize_t sent = 0;
     while (sent < count) {
-        const ssize_t piece = ::send(to, bytes.data() + sent, static_cast<std::size_t>(count - sent), MSG_NOSIGNAL);
+        const ssize_t piece = ::send(to, bytes.data() + sent, static_cast<size_t>(count - sent), MSG_NOSIGNAL);
         if (piece <= 0) {
             return false;
         }

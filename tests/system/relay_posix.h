@@ -1,6 +1,6 @@
 // A loopback relay between the library and a daemon that can cut the library's connection off at any moment.
-#ifndef TESTS_SYSTEM_RELAY_POSIX_H
-#define TESTS_SYSTEM_RELAY_POSIX_H
+#ifndef ZULSTATS_TESTS_SYSTEM_RELAY_POSIX_H
+#define ZULSTATS_TESTS_SYSTEM_RELAY_POSIX_H
 
 #include <atomic>
 #include <thread>

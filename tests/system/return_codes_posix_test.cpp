@@ -1,3 +1,5 @@
+#include <cstdint>
+
 #include "forked_posix.h"
 #include "relay_posix.h"
 #include "return_codes_suite.h"
@@ -7,8 +9,8 @@ namespace system_test {
 using test_support::GatewaySim;
 
 const std::map<std::string, std::string>& codesWithoutTestOnThisSystem() {
-    static const std::map<std::string, std::string> none;
-    return none;
+    static const std::map<std::string, std::string> kNone;
+    return kNone;
 }
 
 TEST_F(ReturnCodes, STAPI_RC_SOCKET_ERROR) {

@@ -1,6 +1,6 @@
 // The suite of the return codes, spread over a portable file and one of each system.
-#ifndef TESTS_SYSTEM_RETURN_CODES_SUITE_H
-#define TESTS_SYSTEM_RETURN_CODES_SUITE_H
+#ifndef ZULSTATS_TESTS_SYSTEM_RETURN_CODES_SUITE_H
+#define ZULSTATS_TESTS_SYSTEM_RETURN_CODES_SUITE_H
 
 #include <map>
 #include <string>

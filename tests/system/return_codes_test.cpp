@@ -2,6 +2,7 @@
 // one test holds the list of them against the public header.
 #include "return_codes_suite.h"
 
+#include <cstdint>
 #include <map>
 #include <regex>
 #include <set>
@@ -16,7 +17,7 @@ using test_support::GatewaySim;
 
 // Codes that no caller can provoke at will, each with the reason.
 const std::map<std::string, std::string>& codesWithoutTest() {
-    static const std::map<std::string, std::string> reasons{
+    static const std::map<std::string, std::string> kReasons{
         {"STAPI_RC_ALREADY_INITIALISED",
          "only the very first call into the library, raced by another thread, can meet it; the library's own start-up "
          "tests do"},
@@ -26,7 +27,7 @@ const std::map<std::string, std::string>& codesWithoutTest() {
         {"STAPI_RC_CONNECT_TIMEOUT",
          "takes 60 seconds; the connection's tests provoke it with a shorter limit, and system_slow_tests in full"},
     };
-    return reasons;
+    return kReasons;
 }
 
 std::set<std::string> codesOfHeader() {

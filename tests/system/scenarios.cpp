@@ -1,5 +1,8 @@
 #include "scenarios.h"
 
+#include <cstddef>
+#include <cstdint>
+
 #include "closed_port.h"
 #include "other_thread.h"
 
@@ -107,10 +110,10 @@ void openUnreachable(ScenarioRun&) {
     openAndFail("127.255.255.255", 2810);
 }
 
-template <std::size_t size>
+template <size_t size>
 struct Text {
     constexpr Text(const char (&text)[size]) {
-        for (std::size_t place = 0; place < size; ++place) {
+        for (size_t place = 0; place < size; ++place) {
             characters[place] = text[place];
         }
     }
@@ -337,7 +340,7 @@ void closeAll(ScenarioRun& run) {
 
 // With the trace off while the 256 are opened, and while all of them are closed.
 void runaway(ScenarioRun& run) {
-    constexpr std::size_t kRunaway = 256;
+    constexpr size_t kRunaway = 256;
     const GatewaySim& sim = run.daemon();
     setAPITraceLevel(0);
     std::vector<GatewayToken*> tokens(kRunaway + 1, nullptr);
@@ -373,7 +376,7 @@ test_support::GatewaySim& ScenarioRun::daemonWith(Catalogue& catalogue,
 }
 
 const std::vector<Scenario>& commonScenarios() {
-    static const std::vector<Scenario> all{
+    static const std::vector<Scenario> kAll{
         {"library_functions", libraryFunctions, true, false},
         {"trace_file", traceFile, true, false},
         {"trace_to_standard_error", traceToStandardError, true, false},
@@ -424,7 +427,7 @@ const std::vector<Scenario>& commonScenarios() {
         {"close_all", closeAll},
         {"runaway", runaway, false, false},
     };
-    return all;
+    return kAll;
 }
 
 void PrintTo(const Scenario& scenario, std::ostream* stream) {
@@ -444,7 +447,7 @@ std::string ScenarioRun::wholeText() const {
 std::string ScenarioRun::comparedText() const {
     const std::string whole = trace_.text();
     std::string text;
-    std::size_t done = 0;
+    size_t done = 0;
     for (const auto& [start, end] : asides_) {
         text += whole.substr(done, start - done);
         done = end;
@@ -464,7 +467,7 @@ std::string textOf(const Scenario& scenario, int32_t level, bool isWhole) {
         text = isWhole ? run.wholeText() : run.comparedText();
     }
     const std::string path = trace.path();
-    for (std::size_t at = text.find(path); at != std::string::npos; at = text.find(path, at)) {
+    for (size_t at = text.find(path); at != std::string::npos; at = text.find(path, at)) {
         text.replace(at, path.size(), "<trace file>");
     }
     return text;

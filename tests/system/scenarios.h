@@ -1,8 +1,10 @@
 // Courses of events whose traces are compared with stored ones: at least one for every exported function and for every
 // kind of failure that a caller can meet.
-#ifndef TESTS_SYSTEM_SCENARIOS_H
-#define TESTS_SYSTEM_SCENARIOS_H
+#ifndef ZULSTATS_TESTS_SYSTEM_SCENARIOS_H
+#define ZULSTATS_TESTS_SYSTEM_SCENARIOS_H
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -25,7 +27,7 @@ class ScenarioRun {
     // Does what other scenarios show already: what it writes is not compared again.
     template <typename Action>
     void aside(Action action) {
-        const std::size_t start = trace_.text().size();
+        const size_t start = trace_.text().size();
         action();
         asides_.emplace_back(start, trace_.text().size());
     }
@@ -48,7 +50,7 @@ class ScenarioRun {
     const TraceCapture& trace_;
     int32_t level_;
     std::string further_;
-    std::vector<std::pair<std::size_t, std::size_t>> asides_;
+    std::vector<std::pair<size_t, size_t>> asides_;
     Catalogue small_;
     std::vector<std::unique_ptr<test_support::GatewaySim>> daemons_;
 };

@@ -1,3 +1,5 @@
+#include <cstdint>
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -59,13 +61,13 @@ void noDescriptorLeft(ScenarioRun& run) {
 }  // namespace
 
 const std::vector<Scenario>& scenariosOfThisSystem() {
-    static const std::vector<Scenario> all{
+    static const std::vector<Scenario> kAll{
         {"send_fails", sendFails},
         {"reply_reset", replyReset},
         {"other_process", otherProcess},
         {"no_descriptor_left", noDescriptorLeft},
     };
-    return all;
+    return kAll;
 }
 
 }  // namespace system_test

@@ -3,8 +3,8 @@
 namespace system_test {
 
 const std::vector<Scenario>& scenariosOfThisSystem() {
-    static const std::vector<Scenario> none;
-    return none;
+    static const std::vector<Scenario> kNone;
+    return kNone;
 }
 
 }  // namespace system_test

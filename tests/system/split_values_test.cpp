@@ -1,4 +1,6 @@
 // Values that the daemon splits over several blocks arrive in one piece.
+#include <cstddef>
+
 #include "system_fixture.h"
 #include "trace_text.h"
 
@@ -11,10 +13,10 @@ class SplitValues : public SystemTest {};
 namespace {
 
 // Around every length at which the daemon's blocks change their kind or their number.
-std::vector<std::size_t> lengthsAroundTheLimits() {
-    std::vector<std::size_t> lengths{0, 1, 2};
-    const auto addRange = [&lengths](std::size_t first, std::size_t last) {
-        for (std::size_t length = first; length <= last; ++length) {
+std::vector<size_t> lengthsAroundTheLimits() {
+    std::vector<size_t> lengths{0, 1, 2};
+    const auto addRange = [&lengths](size_t first, size_t last) {
+        for (size_t length = first; length <= last; ++length) {
             lengths.push_back(length);
         }
     };
@@ -32,9 +34,9 @@ std::vector<std::size_t> lengthsAroundTheLimits() {
 TEST_F(SplitValues, ValuesOfEveryLengthAroundTheBlockLimitsArriveIntact) {
     Catalogue catalogue;
     catalogue.group("g");
-    const std::vector<std::size_t> lengths = lengthsAroundTheLimits();
+    const std::vector<size_t> lengths = lengthsAroundTheLimits();
     std::vector<StatEntry> expected;
-    for (std::size_t index = 0; index < lengths.size(); ++index) {
+    for (size_t index = 0; index < lengths.size(); ++index) {
         const std::string id = "s" + std::to_string(lengths[index]);
         const std::string value = patternText(lengths[index], static_cast<unsigned>(index));
         catalogue.statistic("g", id, value);
@@ -57,8 +59,8 @@ TEST_F(SplitValues, LongIdsMoveThePlaceOfTheSplit) {
     Catalogue catalogue;
     catalogue.group("g");
     std::vector<StatEntry> expected;
-    for (const std::size_t idLength : {1U, 200U, 251U, 252U, 253U, 500U, 1018U, 1019U, 1020U, 1021U, 1500U, 5000U}) {
-        for (const std::size_t valueLength : {0U, 1U, 3U, 255U, 256U, 1024U, 1025U}) {
+    for (const size_t idLength : {1U, 200U, 251U, 252U, 253U, 500U, 1018U, 1019U, 1020U, 1021U, 1500U, 5000U}) {
+        for (const size_t valueLength : {0U, 1U, 3U, 255U, 256U, 1024U, 1025U}) {
             const std::string tail = "." + std::to_string(idLength) + "." + std::to_string(valueLength);
             const std::string id = patternText(idLength) + tail;
             const std::string value = patternText(valueLength, 11);
@@ -72,7 +74,7 @@ TEST_F(SplitValues, LongIdsMoveThePlaceOfTheSplit) {
     ASSERT_EQ(getStatsByStatGroupId(connection.token(), "g", &result), STAPI_RC_OK);
     const StatWalk walk = walkStats(result);
     ASSERT_EQ(walk.entries.size(), expected.size());
-    for (std::size_t index = 0; index < expected.size(); ++index) {
+    for (size_t index = 0; index < expected.size(); ++index) {
         EXPECT_TRUE(walk.entries[index] == expected[index]) << expected[index].id;
     }
 }

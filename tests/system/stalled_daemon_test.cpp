@@ -1,5 +1,7 @@
 // A daemon that never answers. Waiting has no limit: it ends when the connection is closed from elsewhere, or the
 // daemon ends.
+#include <cstddef>
+#include <cstdint>
 #include <future>
 #include <thread>
 
@@ -44,7 +46,7 @@ TEST_P(StalledQuery, IsCutOffByAnotherThread) {
     for (const QueryFunction& query : kQueries) {
         const Connection connection(sim);
         ASSERT_EQ(connection.openCode(), STAPI_RC_OK) << query.name;
-        const std::size_t before = sim.standardError().size();
+        const size_t before = sim.standardError().size();
         std::future<void> closing = std::async(std::launch::async, [&] {
             while (sim.standardError().find("invoke", before) == std::string::npos) {
                 std::this_thread::yield();

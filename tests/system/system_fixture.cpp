@@ -30,7 +30,7 @@ StatEntry entryOf(const StatData& data) {
 template <typename Walk, typename Data, typename Step>
 Walk walkBy(ResultSetToken* resultSet, Step first, Step next) {
     // More than any test puts into a catalogue: a walk that never ends becomes a failure.
-    constexpr std::size_t kTooMany = 200000;
+    constexpr size_t kTooMany = 200000;
     Walk walk;
     Data data{};
     walk.lastCode = first(resultSet, &data);
@@ -163,11 +163,11 @@ Catalogue& Catalogue::protocol(const std::string& text) {
 
 std::vector<std::string> Catalogue::options() {
     std::string json = "{\"protocol\": " + inQuotes(protocol_) + ",\n\"groups\": [";
-    for (std::size_t index = 0; index < groups_.size(); ++index) {
+    for (size_t index = 0; index < groups_.size(); ++index) {
         json += (index == 0 ? "" : ", ") + inQuotes(groups_[index]);
     }
     json += "],\n\"statistics\": [";
-    for (std::size_t index = 0; index < statistics_.size(); ++index) {
+    for (size_t index = 0; index < statistics_.size(); ++index) {
         const auto& [group, id, value] = statistics_[index];
         json += std::string(index == 0 ? "\n" : ",\n") + "{\"kind\": \"text\", \"group\": " + inQuotes(group) +
                 ", \"id\": " + inQuotes(id) + ", \"text\": " + inQuotes(value) + "}";
@@ -176,9 +176,9 @@ std::vector<std::string> Catalogue::options() {
     return {"--catalogue", file_->path()};
 }
 
-std::string patternText(std::size_t length, unsigned seed) {
+std::string patternText(size_t length, unsigned seed) {
     std::string text(length, ' ');
-    for (std::size_t place = 0; place < length; ++place) {
+    for (size_t place = 0; place < length; ++place) {
         text[place] = static_cast<char>('a' + (place * 7 + place / 26 + place / 676 + seed * 3) % 26);
     }
     return text;

@@ -1,10 +1,11 @@
 // What the system tests share: the library through its public header, against a gatewaysim of each test's own.
-#ifndef TESTS_SYSTEM_SYSTEM_FIXTURE_H
-#define TESTS_SYSTEM_SYSTEM_FIXTURE_H
+#ifndef ZULSTATS_TESTS_SYSTEM_SYSTEM_FIXTURE_H
+#define ZULSTATS_TESTS_SYSTEM_SYSTEM_FIXTURE_H
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -115,7 +116,7 @@ class Catalogue {
 };
 
 // A text in which every place can be told from its neighbours, and texts of different seeds from each other.
-std::string patternText(std::size_t length, unsigned seed = 0);
+std::string patternText(size_t length, unsigned seed = 0);
 
 // Sends the library's trace to a file of its own, at a level; gives it back at the end of the scope.
 class TraceCapture {
@@ -133,7 +134,7 @@ class TraceCapture {
 
   private:
     test_support::TemporaryFile file_;
-    std::size_t start_ = 0;
+    size_t start_ = 0;
 };
 
 std::vector<int> pointIds(const std::string& trace);

@@ -1,11 +1,12 @@
 // Every line of every scenario is a line of the table of trace points, and every trace point of the table is reached by
 // a scenario or listed, with the reason, as one that cannot be reached so.
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include "scenarios.h"
+#include "trace_table.h"
 #include "trace_text.h"
 
 namespace system_test {
@@ -24,20 +25,10 @@ struct TracePoint {
     }
 };
 
-std::vector<std::string> columnsOf(const std::string& line) {
-    std::vector<std::string> columns;
-    std::istringstream stream(line);
-    std::string column;
-    while (std::getline(stream, column, '\t')) {
-        columns.push_back(column);
-    }
-    return columns;
-}
-
 std::vector<std::string> piecesOf(std::string text) {
     text.resize(text.size() - 2);  // the new-line, as the table writes it
     std::vector<std::string> pieces(1);
-    for (std::size_t at = 0; at < text.size(); ++at) {
+    for (size_t at = 0; at < text.size(); ++at) {
         if (text[at] == '%') {
             at = text.find_first_of("dpsxXu", at);
             pieces.emplace_back();
@@ -49,13 +40,11 @@ std::vector<std::string> piecesOf(std::string text) {
 }
 
 std::vector<TracePoint> tracePoints() {
+    const test_support::TraceTable table =
+        test_support::readTraceTable(test_support::readFile(std::string(TEST_DATA_FOLDER) + "/trace_points.tsv"));
     std::vector<TracePoint> points;
-    std::vector<std::string> lines =
-        test_support::splitLines(test_support::readFile(std::string(TEST_DATA_FOLDER) + "/trace_points.tsv"));
-    for (std::size_t index = 1; index < lines.size(); ++index) {
-        const std::vector<std::string> columns = columnsOf(lines[index]);
-        points.push_back({std::stoi(columns.at(0)), columns.at(1) == "EXC" ? "*EXC*" : columns.at(1), columns.at(3),
-                          piecesOf(columns.at(3))});
+    for (const test_support::TraceTableRow& row : table.rows) {
+        points.push_back({row.id, row.word == "EXC" ? "*EXC*" : row.word, row.message, piecesOf(row.message)});
     }
     return points;
 }
@@ -65,8 +54,8 @@ bool isLineOf(const test_support::TraceLine& line, const TracePoint& point) {
     const std::string& first = point.pieces.front();
     const std::string& last = point.pieces.back();
     bool fits = line.pointId == point.id && line.word == point.word && message.compare(0, first.size(), first) == 0;
-    std::size_t at = first.size();
-    for (std::size_t index = 1; fits && index < point.pieces.size(); ++index) {
+    size_t at = first.size();
+    for (size_t index = 1; fits && index < point.pieces.size(); ++index) {
         at = message.find(point.pieces[index], at);
         fits = at != std::string::npos;
         at += point.pieces[index].size();
@@ -84,7 +73,7 @@ std::map<std::string, std::string> unreachedPoints() {
 #endif
     std::map<std::string, std::string> reasons;
     for (const std::string& line : test_support::splitLines(text)) {
-        const std::size_t reasonStart = line.rfind('\t');
+        const size_t reasonStart = line.rfind('\t');
         if (!line.empty() && line.front() != '#') {
             reasons[line.substr(0, reasonStart)] = reasonStart == std::string::npos ? "" : line.substr(reasonStart + 1);
         }

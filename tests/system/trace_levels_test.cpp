@@ -1,4 +1,6 @@
 // Each level writes exactly the lines of its words: what level 4 writes, without the words above the level.
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <regex>
 
@@ -10,17 +12,17 @@ namespace system_test {
 namespace {
 
 int32_t levelOfWord(const std::string& word) {
-    static const std::map<std::string, int32_t> levels{{"*EXC*", 1}, {"EVENT", 2}, {"ENTRY", 3},
-                                                       {"EXIT", 3},  {"DEBUG", 4}, {"DATA", 4}};
-    return levels.at(word);
+    static const std::map<std::string, int32_t> kLevels{{"*EXC*", 1}, {"EVENT", 2}, {"ENTRY", 3},
+                                                        {"EXIT", 3},  {"DEBUG", 4}, {"DATA", 4}};
+    return kLevels.at(word);
 }
 
 // The words of masked lines; nothing for a line that is none of a trace point.
 std::string wordOf(const std::string& line) {
-    static const std::regex pattern(R"(^dd/mm/yy hh:mm:ss:mmm \[0xPPPPPPPP,0xTTTTTTTT\] \[\d{4}\] (\S+))");
+    static const std::regex kPattern(R"(^dd/mm/yy hh:mm:ss:mmm \[0xPPPPPPPP,0xTTTTTTTT\] \[\d{4}\] (\S+))");
     std::smatch match;
     const std::string prefix = line.substr(0, 80);
-    return std::regex_search(prefix, match, pattern) ? std::string(match[1]) : std::string();
+    return std::regex_search(prefix, match, kPattern) ? std::string(match[1]) : std::string();
 }
 
 // A line that follows a DATA line is its hex dump. Every other line without a word is a dump that was asked for, which
@@ -65,7 +67,7 @@ TEST_P(TraceLevels, EachWritesTheLinesOfItsWords) {
         const std::vector<std::string> expected = linesOfLevel(full, level);
         const std::vector<std::string> found =
             test_support::splitLines(withoutLevel(comparable(traceOf(GetParam(), level))));
-        for (std::size_t line = 0; line < expected.size() && line < found.size(); ++line) {
+        for (size_t line = 0; line < expected.size() && line < found.size(); ++line) {
             ASSERT_EQ(found[line], expected[line]) << "level " << level << " line " << line + 1;
         }
         EXPECT_EQ(found.size(), expected.size()) << "level " << level;

@@ -1,4 +1,6 @@
 // The trace level and the trace destination, as a caller sees them.
+#include <cstddef>
+#include <cstdint>
 #include <regex>
 
 #include "other_thread.h"
@@ -17,10 +19,10 @@ class TraceSettings : public SystemTest {
         EXPECT_EQ(getAPITraceLevel(&value), STAPI_RC_OK);
         return value;
     }
-    static std::size_t bannersIn(const std::string& text) {
+    static size_t bannersIn(const std::string& text) {
         const std::regex banner(R"(\*\*\* \d\d/\d\d/\d\d OXA Quillon ZULSTATS DLL trace V10\.1\.0\.0 API V1_1_0_1 )"
                                 R"(Build Level d1010-20250408-1235 \*\*\*)");
-        std::size_t count = 0;
+        size_t count = 0;
         for (const std::string& line : test_support::splitLines(text)) {
             count += std::regex_match(line, banner) ? 1U : 0U;
         }
@@ -96,7 +98,7 @@ TEST_F(TraceSettings, RaisingTheLevelNeverSetsTheBannerFlag) {
         ASSERT_EQ(setAPITraceLevel(1), STAPI_RC_OK);
         ASSERT_EQ(setAPITraceLevel(2), STAPI_RC_OK);  // no raise from 0: no banner
         ASSERT_EQ(setAPITraceLevel(0), STAPI_RC_OK);
-        EXPECT_EQ(bannersIn(file.content()), static_cast<std::size_t>(raise));
+        EXPECT_EQ(bannersIn(file.content()), static_cast<size_t>(raise));
     }
 }
 

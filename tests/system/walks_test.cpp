@@ -1,4 +1,6 @@
 // First and next calls over the result sets of a daemon.
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "system_fixture.h"
@@ -43,7 +45,7 @@ std::string text(const char* start, uint32_t length) {
     return {start, length};
 }
 
-bool sameBytes(const void* left, const void* right, std::size_t size) {
+bool sameBytes(const void* left, const void* right, size_t size) {
     return std::memcmp(left, right, size) == 0;
 }
 

@@ -13,7 +13,7 @@ ExportCall silent(const char* name, int32_t (*call)(), int32_t code) {
 }  // namespace
 
 const std::vector<ExportCall>& everyExport() {
-    static const std::vector<ExportCall> calls = {
+    static const std::vector<ExportCall> kCalls = {
         silent(
             "getStatsAPIVersion", [] { return getStatsAPIVersion(nullptr); }, -109),
         silent(
@@ -61,5 +61,5 @@ const std::vector<ExportCall>& everyExport() {
         silent(
             "dumpResultSet", [] { return dumpResultSet(nullptr); }, -127),
     };
-    return calls;
+    return kCalls;
 }

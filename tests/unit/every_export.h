@@ -1,6 +1,6 @@
 // One harmless call of every exported function, for tests that are about all of them.
-#ifndef TESTS_UNIT_EVERY_EXPORT_H
-#define TESTS_UNIT_EVERY_EXPORT_H
+#ifndef ZULSTATS_TESTS_UNIT_EVERY_EXPORT_H
+#define ZULSTATS_TESTS_UNIT_EVERY_EXPORT_H
 
 #include <cstdint>
 #include <string>

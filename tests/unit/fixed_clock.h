@@ -1,6 +1,6 @@
 // Makes the library's clock stand still.
-#ifndef TESTS_UNIT_FIXED_CLOCK_H
-#define TESTS_UNIT_FIXED_CLOCK_H
+#ifndef ZULSTATS_TESTS_UNIT_FIXED_CLOCK_H
+#define ZULSTATS_TESTS_UNIT_FIXED_CLOCK_H
 
 #include <cstdint>
 

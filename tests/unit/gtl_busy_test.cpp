@@ -10,10 +10,10 @@
 
 namespace {
 
-using stapi::beginGatewayQuery;
 using stapi::deleteGatewayToken;
 using stapi::deleteGatewayTokens;
-using stapi::endGatewayUse;
+using stapi::TokenHold;
+using stapi::TokenState;
 using unit_test::at;
 using unit_test::dashLine;
 using unit_test::Lines;
@@ -22,63 +22,66 @@ using unit_test::onAnotherThread;
 
 class GtlBusy : public unit_test::GtlTest {
   protected:
-    static GatewayToken* inUse() {
+    // A token of this thread's in use, held by hold_.
+    GatewayToken* inUse() {
         GatewayToken* const token = chained();
-        EXPECT_EQ(beginGatewayQuery(token), 0);
+        EXPECT_EQ(hold_.beginQuery(token), 0);
         return token;
     }
+
+    TokenHold hold_;
 };
 
 TEST_F(GtlBusy, TokenIsBusyFromBeginToEnd) {
     GatewayToken* const token = chained();
-    EXPECT_FALSE(token->busy);
-    EXPECT_EQ(beginGatewayQuery(token), 0);
-    EXPECT_TRUE(token->busy);
-    EXPECT_EQ(endGatewayUse(token), 0);
-    EXPECT_FALSE(token->busy);
+    EXPECT_EQ(token->state, TokenState::idle);
+    EXPECT_EQ(hold_.beginQuery(token), 0);
+    EXPECT_EQ(token->state, TokenState::inUse);
+    EXPECT_EQ(hold_.end(), 0);
+    EXPECT_EQ(token->state, TokenState::idle);
     EXPECT_EQ(listed(), (Tokens{token}));
 }
 
 TEST_F(GtlBusy, VerifyingDoesNotMakeATokenBusy) {
     GatewayToken* const token = chained();
     EXPECT_EQ(stapi::verifyGatewayToken(token), 0);
-    EXPECT_FALSE(token->busy);
+    EXPECT_EQ(token->state, TokenState::idle);
 }
 
 TEST_F(GtlBusy, BeginRefusesWhatVerifyingRefusesAndMakesNothingBusy) {
     GatewayToken* const token = chained();
-    std::int32_t rc = 0;
-    onAnotherThread([&] { rc = beginGatewayQuery(token); });
+    int32_t rc = 0;
+    onAnotherThread([&] { rc = hold_.beginQuery(token); });
     EXPECT_EQ(rc, STAPI_RC_WRONG_THREAD);
-    EXPECT_FALSE(token->busy);
+    EXPECT_EQ(token->state, TokenState::idle);
     ++token->owningPid;
-    EXPECT_EQ(beginGatewayQuery(token), STAPI_RC_WRONG_PROCESS);
-    EXPECT_FALSE(token->busy);
-    EXPECT_EQ(beginGatewayQuery(nullptr), STAPI_RC_TOKEN_NOT_FOUND);
-    EXPECT_EQ(beginGatewayQuery(reinterpret_cast<GatewayToken*>(std::uintptr_t{16})), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.beginQuery(token), STAPI_RC_WRONG_PROCESS);
+    EXPECT_EQ(token->state, TokenState::idle);
+    EXPECT_EQ(hold_.beginQuery(nullptr), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.beginQuery(reinterpret_cast<GatewayToken*>(uintptr_t{16})), STAPI_RC_TOKEN_NOT_FOUND);
 }
 
 TEST_F(GtlBusy, BeginTracesAsVerifyingDoes) {
     GatewayToken* const token = chained();
     traceToFile(5);
-    EXPECT_EQ(beginGatewayQuery(token), 0);
+    EXPECT_EQ(hold_.beginQuery(token), 0);
     EXPECT_EQ(ids(), (std::vector<int>{2006, 2023, 2026, 2029, 2008}));
-    EXPECT_EQ(endGatewayUse(token), 0);
+    EXPECT_EQ(hold_.end(), 0);
 }
 
 TEST_F(GtlBusy, DeletedByAnotherThreadIsAbandonedAndReleasedByItsOwner) {
     GatewayToken* const token = inUse();
     GatewayToken* othersPointer = token;
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = deleteGatewayToken(&othersPointer, 1); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(othersPointer, nullptr);
     EXPECT_EQ(listed(), Tokens{});
-    EXPECT_TRUE(token->abandoned);
+    EXPECT_EQ(token->state, TokenState::abandoned);
     EXPECT_EQ(std::string(token->eyecatcher, 8), "ZULGWTOK");
-    std::memset(token->resultSetBuf, 'x', unit_test::testTokenCapacity);
+    std::memset(token->resultSetBuf, 'x', unit_test::kTestTokenCapacity);
     EXPECT_EQ(stapi::verifyGatewayToken(token), STAPI_RC_TOKEN_NOT_FOUND);
-    EXPECT_EQ(endGatewayUse(token), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.end(), STAPI_RC_TOKEN_NOT_FOUND);
 }
 
 TEST_F(GtlBusy, ReleaseOfAnAbandonedTokenIsTracedWhereItHappens) {
@@ -89,7 +92,7 @@ TEST_F(GtlBusy, ReleaseOfAnAbandonedTokenIsTracedWhereItHappens) {
     EXPECT_EQ(messages(2010), Lines{});
     EXPECT_EQ(messages(2012), (Lines{"stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=" + at(&othersPointer) +
                                      ", lockRequired=1) rc=0"}));
-    EXPECT_EQ(endGatewayUse(token), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.end(), STAPI_RC_TOKEN_NOT_FOUND);
     EXPECT_EQ(messages(2010).size(), 1U);
     EXPECT_EQ(messages(2011).size(), 1U);
 }
@@ -101,7 +104,7 @@ TEST_F(GtlBusy, InTheMiddleOfTheListIsUnlinkedLikeAnyOther) {
     GatewayToken* othersPointer = two;
     onAnotherThread([&] { deleteGatewayToken(&othersPointer, 1); });
     EXPECT_EQ(listed(), (Tokens{one, three}));
-    EXPECT_EQ(endGatewayUse(two), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.end(), STAPI_RC_TOKEN_NOT_FOUND);
     EXPECT_EQ(listed(), (Tokens{one, three}));
 }
 
@@ -112,7 +115,7 @@ TEST_F(GtlBusy, AtTheEndOfTheListMakesItsParentTheTail) {
     onAnotherThread([&] { deleteGatewayToken(&othersPointer, 1); });
     GatewayToken* const three = chained();
     EXPECT_EQ(listed(), (Tokens{one, three}));
-    EXPECT_EQ(endGatewayUse(two), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.end(), STAPI_RC_TOKEN_NOT_FOUND);
 }
 
 TEST_F(GtlBusy, DeletedByItsOwnThreadIsReleasedAtOnce) {
@@ -126,26 +129,26 @@ TEST_F(GtlBusy, DeletedByItsOwnThreadIsReleasedAtOnce) {
 
 TEST_F(GtlBusy, AmongOthersIsAbandonedWhenAnotherThreadDeletesAll) {
     chained();
-    GatewayToken* const busy = inUse();
+    inUse();
     chained();
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     traceToFile(3);
     onAnotherThread([&] { rc = deleteGatewayTokens(); });
     setLevelSilently(0);
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(messages(2015), (Lines{"stapi_zul_gwytok.deleteGatewayTokens() Entries deleted=3 rc=0"}));
     EXPECT_EQ(listed(), Tokens{});
-    EXPECT_EQ(endGatewayUse(busy), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.end(), STAPI_RC_TOKEN_NOT_FOUND);
 }
 
 TEST_F(GtlBusy, ClosedThroughTheExportByAnotherThreadEndsTheOwnersUse) {
     GatewayToken* const token = inUse();
     GatewayToken* othersPointer = token;
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = closeGatewayConnection(&othersPointer); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(othersPointer, nullptr);
-    EXPECT_EQ(endGatewayUse(token), STAPI_RC_TOKEN_NOT_FOUND);
+    EXPECT_EQ(hold_.end(), STAPI_RC_TOKEN_NOT_FOUND);
 }
 
 TEST_F(GtlBusy, IsDumpedWithoutTheBytesOfItsBuffer) {
@@ -153,19 +156,19 @@ TEST_F(GtlBusy, IsDumpedWithoutTheBytesOfItsBuffer) {
     char description[512] = {};
     ASSERT_EQ(stapi::formatGatewayToken(token, description), 0);
     traceToFile(0);
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     onAnotherThread([&] { rc = stapi::dumpGatewayTokens(); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(traced(), "Gateway Token List dump\n" + dashLine() + "Gateway Token List entry -0001- : " + description +
                             "\nDump of ResultSet(" + at(token->connRSToken) + ") owner(API) buffer(" +
                             at(token->resultSetBuf) + ") cursor(" + at(nullptr) + ")\n" + dashLine() + dashLine() +
                             "Total number of Gateway Token List entries=1\n" + dashLine());
-    EXPECT_EQ(endGatewayUse(token), 0);
+    EXPECT_EQ(hold_.end(), 0);
 }
 
 TEST_F(GtlBusy, IsDumpedWithItsBytesAgainAfterItsUse) {
-    GatewayToken* const token = inUse();
-    EXPECT_EQ(endGatewayUse(token), 0);
+    inUse();
+    EXPECT_EQ(hold_.end(), 0);
     traceToFile(0);
     EXPECT_EQ(stapi::dumpGatewayTokens(), 0);
     EXPECT_NE(traced().find("0F0E0F0E"), std::string::npos);
@@ -188,7 +191,7 @@ TEST_F(GtlBusy, QueryResultIsStoredInTokenAndResultSetAndResetsTheWalk) {
     EXPECT_EQ(resultSet->resultSetBufLen, 96);
     EXPECT_EQ(resultSet->dataCursor, larger);
     EXPECT_EQ(resultSet->queryIndex, 0U);
-    EXPECT_EQ(endGatewayUse(token), 0);
+    EXPECT_EQ(hold_.end(), 0);
 }
 
 TEST_F(GtlBusy, QueryResultRenewsTheOwnerOnRequestOnly) {
@@ -198,7 +201,7 @@ TEST_F(GtlBusy, QueryResultRenewsTheOwnerOnRequestOnly) {
     EXPECT_EQ(token->connRSToken->owner, 0x9999U);
     stapi::storeQueryResult(token, token->resultSetBuf, token->resultSetBufLen, true);
     EXPECT_EQ(token->connRSToken->owner, 0x8888U);
-    EXPECT_EQ(endGatewayUse(token), 0);
+    EXPECT_EQ(hold_.end(), 0);
 }
 
 TEST_F(GtlBusy, WalkOfAConnectionEndsWithTheConnectionAndACopyDoesNot) {

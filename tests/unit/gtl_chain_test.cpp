@@ -1,6 +1,7 @@
 // Appending tokens to the list of gateway tokens.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -76,7 +77,7 @@ TEST_F(GtlChain, ListThatBecameEmptyStartsAnewWhateverItsTailNames) {
 }
 
 TEST_F(GtlChain, StaleTailIsNeitherReadNorWritten) {
-    gtlTail = reinterpret_cast<GatewayToken*>(std::uintptr_t{16});
+    gtlTail = reinterpret_cast<GatewayToken*>(uintptr_t{16});
     GatewayToken* const one = chained();
     EXPECT_EQ(listed(), (Tokens{one}));
     EXPECT_EQ(gtlTail, one);

@@ -1,6 +1,7 @@
 // Gateway tokens whose making fails before anything is sent: nothing stays behind, on the list or in memory.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -23,13 +24,14 @@ class GtlCreateFailures : public unit_test::GtlTest {
     static std::string entry(const void* pointer) {
         return "stapi_zul_gwytok.createGatewayToken(&gwTokPtr=" + at(pointer) + ",port=4100)";
     }
-    std::int32_t createWithFault(std::int64_t allocation) {
+    int32_t createWithFault(int64_t allocation) {
         const AllocationFault fault(allocation);
-        const std::int32_t rc = createGatewayToken(&token_, "127.0.0.1", 4100);
+        stapi::TokenHold opening;
+        const int32_t rc = createGatewayToken(&token_, "127.0.0.1", 4100, &opening);
         EXPECT_TRUE(fault.hasStruck());
         return rc;
     }
-    static std::string allocated(std::size_t size) {
+    static std::string allocated(size_t size) {
         return "stapi_zul_gwytok.createGatewayToken Called malloc for " + std::to_string(size) +
                " bytes. rc=" + at(nullptr);
     }
@@ -62,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(AtAllocation, GtlCreateWithoutMemory, testing::Range(1,
 TEST_F(GtlCreateFailures, NoMemoryForTheTokenIsTraced) {
     traceToFile(5);
     createWithFault(1);
-    const std::size_t size = 72;  // of the record without what the library keeps behind it
+    const size_t size = 72;  // of the record without what the library keeps behind it
     EXPECT_EQ(points(), (Lines{"2000 ENTRY " + entry(&token_), "2038 DEBUG " + allocated(size),
                                "2039 *EXC* stapi_zul_gwytok.createGatewayToken Failed to allocate " +
                                    std::to_string(size) + " bytes",
@@ -99,7 +101,8 @@ TEST_F(GtlCreateFailures, CorruptListIsReportedAndLeftAlone) {
     GatewayToken* const other = chained();
     stapi::gtlTail = nullptr;
     traceToFile(1);
-    EXPECT_EQ(createGatewayToken(&token_, "127.0.0.1", 4100), STAPI_RC_GTL_CORRUPT);
+    stapi::TokenHold opening;
+    EXPECT_EQ(createGatewayToken(&token_, "127.0.0.1", 4100, &opening), STAPI_RC_GTL_CORRUPT);
     EXPECT_EQ(token_, &untouched_);
     EXPECT_EQ(listed(), (Tokens{other}));
     EXPECT_EQ(ids(), (std::vector<int>{2020}));

@@ -1,6 +1,7 @@
 // Deleting gateway tokens, one and all.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,13 +19,13 @@ using unit_test::at;
 using unit_test::Lines;
 using unit_test::listed;
 
-const std::string deleteOne = "stapi_zul_gwytok.deleteGatewayToken";
-const std::string deleteAll = "stapi_zul_gwytok.deleteGatewayTokens";
+const std::string kDeleteOne = "stapi_zul_gwytok.deleteGatewayToken";
+const std::string kDeleteAll = "stapi_zul_gwytok.deleteGatewayTokens";
 
 class GtlDelete : public unit_test::GtlTest {
   protected:
     static std::string entry(const void* pointer, int lockRequired) {
-        return deleteOne + "(&gwTokPtr=" + at(pointer) + ", lockRequired=" + std::to_string(lockRequired) + ")";
+        return kDeleteOne + "(&gwTokPtr=" + at(pointer) + ", lockRequired=" + std::to_string(lockRequired) + ")";
     }
     // Whether another thread gets the list's lock at once, as it would not if it had been left taken.
     static bool isLockFree() {
@@ -69,11 +70,10 @@ TEST_F(GtlDelete, TailMakesItsParentTheTail) {
 }
 
 TEST_F(GtlDelete, EveryOrderOfDeletingEmptiesTheList) {
-    const std::vector<std::vector<std::size_t>> orders = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2},
-                                                          {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
-    for (const std::vector<std::size_t>& order : orders) {
+    const std::vector<std::vector<size_t>> orders = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
+    for (const std::vector<size_t>& order : orders) {
         const Tokens tokens = chainMany(3);
-        for (const std::size_t index : order) {
+        for (const size_t index : order) {
             GatewayToken* token = tokens[index];
             EXPECT_EQ(deleteGatewayToken(&token, 1), 0);
         }
@@ -95,7 +95,7 @@ TEST_F(GtlDelete, WithoutTheLockRemovesTheHead) {
 
 TEST_F(GtlDelete, TokenOfAnotherThreadThatIsNotInUseIsDeleted) {
     GatewayToken* token = chained();
-    std::int32_t rc = 1;
+    int32_t rc = 1;
     unit_test::onAnotherThread([&] { rc = deleteGatewayToken(&token, 1); });
     EXPECT_EQ(rc, 0);
     EXPECT_EQ(token, nullptr);
@@ -146,7 +146,7 @@ TEST_F(GtlDelete, StalePointerIsRefusedWithoutBeingRead) {
 }
 
 TEST_F(GtlDelete, OnAnEmptyListIsNotFound) {
-    auto* token = reinterpret_cast<GatewayToken*>(std::uintptr_t{16});
+    auto* token = reinterpret_cast<GatewayToken*>(uintptr_t{16});
     traceToFile(1);
     EXPECT_EQ(deleteGatewayToken(&token, 1), STAPI_RC_TOKEN_NOT_FOUND);
     EXPECT_EQ(ids(), (std::vector<int>{2027}));
@@ -164,13 +164,13 @@ TEST_F(GtlDelete, TracesWhatItReleases) {
                                        2011, 2012}));
     const Lines lines = points();
     EXPECT_EQ(lines[0], "2009 ENTRY " + entry(&token, 1));
-    EXPECT_EQ(lines[10], "2043 DEBUG " + deleteOne + " About to free resultSetBuffer (" + buffer + ")");
-    EXPECT_EQ(lines[11], "2044 DEBUG " + deleteOne + " About to free protocolVersion String (" + version + ")");
+    EXPECT_EQ(lines[10], "2043 DEBUG " + kDeleteOne + " About to free resultSetBuffer (" + buffer + ")");
+    EXPECT_EQ(lines[11], "2044 DEBUG " + kDeleteOne + " About to free protocolVersion String (" + version + ")");
     // The last two messages end with a blank.
     EXPECT_EQ(lines[12],
-              "2010 DEBUG " + deleteOne + "(&gwTokPtr=" + at(&token) + ") Free gateway token(" + address + ") ");
+              "2010 DEBUG " + kDeleteOne + "(&gwTokPtr=" + at(&token) + ") Free gateway token(" + address + ") ");
     EXPECT_EQ(lines[13],
-              "2011 DEBUG " + deleteOne + "(&gwTokPtr=" + at(&token) + ") Freed gateway token(" + address + ") ");
+              "2011 DEBUG " + kDeleteOne + "(&gwTokPtr=" + at(&token) + ") Freed gateway token(" + address + ") ");
     EXPECT_EQ(lines[14], "2012 EXIT " + entry(&token, 1) + " rc=0");
 }
 
@@ -192,7 +192,7 @@ TEST_F(GtlDelete, TokenWithoutAResultSetIsDeletedWithAMessage) {
     ASSERT_EQ(stapi::deleteResultSet(&token->connRSToken), 0);
     traceToFile(1);
     EXPECT_EQ(deleteGatewayToken(&token, 1), 0);
-    EXPECT_EQ(points(), (Lines{"2037 *EXC* " + deleteOne + " Unable to delete ResultSet. rc=-127"}));
+    EXPECT_EQ(points(), (Lines{"2037 *EXC* " + kDeleteOne + " Unable to delete ResultSet. rc=-127"}));
     EXPECT_EQ(token, nullptr);
     EXPECT_EQ(gtlHead, nullptr);
 }
@@ -202,25 +202,25 @@ TEST_F(GtlDelete, TokenWithoutAResultSetIsDeletedWithAMessage) {
 class GtlDeleteAll : public GtlDelete {
   protected:
     static std::string runaway() {
-        return "2014 *EXC* " + deleteAll + "() GTL iteration has hit RUNAWAY limit 256.....";
+        return "2014 *EXC* " + kDeleteAll + "() GTL iteration has hit RUNAWAY limit 256.....";
     }
 };
 
 TEST_F(GtlDeleteAll, OfAnEmptyList) {
     traceToFile(5);
     EXPECT_EQ(deleteGatewayTokens(), 1006);
-    EXPECT_EQ(points(), (Lines{"2013 ENTRY " + deleteAll + "()", "2035 EVENT " + deleteAll + "() GTL is EMPTY",
-                               "2015 EXIT " + deleteAll + "() Entries deleted=0 rc=1006"}));
+    EXPECT_EQ(points(), (Lines{"2013 ENTRY " + kDeleteAll + "()", "2035 EVENT " + kDeleteAll + "() GTL is EMPTY",
+                               "2015 EXIT " + kDeleteAll + "() Entries deleted=0 rc=1006"}));
     EXPECT_TRUE(isLockFree());
 }
 
 TEST_F(GtlDeleteAll, DescribesEachTokenBeforeItGoes) {
     const Tokens tokens = chainMany(3);
     Lines expected;
-    for (std::size_t index = 0; index < tokens.size(); ++index) {
+    for (size_t index = 0; index < tokens.size(); ++index) {
         char text[512] = {};
         ASSERT_EQ(stapi::formatGatewayToken(tokens[index], text), 0);
-        expected.push_back("2034 EVENT " + deleteAll + "(indexToken=" + at(tokens[index]) + ") GTL entry 000" +
+        expected.push_back("2034 EVENT " + kDeleteAll + "(indexToken=" + at(tokens[index]) + ") GTL entry 000" +
                            std::to_string(index + 1) + ": " + text);
     }
     traceToFile(2);
@@ -238,7 +238,7 @@ TEST_F(GtlDeleteAll, UsesDeletionWithoutTheLockForEach) {
         EXPECT_TRUE(message.ends_with(", lockRequired=0) rc=0")) << message;
     }
     EXPECT_EQ(messages(2023), Lines{});
-    EXPECT_EQ(points().back(), "2015 EXIT " + deleteAll + "() Entries deleted=2 rc=0");
+    EXPECT_EQ(points().back(), "2015 EXIT " + kDeleteAll + "() Entries deleted=2 rc=0");
     EXPECT_TRUE(isLockFree());
 }
 
@@ -273,7 +273,7 @@ TEST_F(GtlDeleteAll, Of257LeavesTheLastForTheNextCall) {
     EXPECT_EQ(deleteGatewayTokens(), 1005);
     setLevelSilently(0);
     EXPECT_EQ(messages(2014).size(), 1U);
-    EXPECT_EQ(points().back(), "2015 EXIT " + deleteAll + "() Entries deleted=256 rc=1005");
+    EXPECT_EQ(points().back(), "2015 EXIT " + kDeleteAll + "() Entries deleted=256 rc=1005");
     EXPECT_EQ(listed(), (Tokens{tokens.back()}));
     EXPECT_EQ(stapi::verifyGatewayToken(tokens.back()), 0);
     EXPECT_EQ(deleteGatewayTokens(), 0);

@@ -17,7 +17,7 @@ using unit_test::Lines;
 
 // An address that nobody may read.
 GatewayToken* unreadable() {
-    return reinterpret_cast<GatewayToken*>(std::uintptr_t{16});
+    return reinterpret_cast<GatewayToken*>(uintptr_t{16});
 }
 
 class GtlFind : public unit_test::GtlTest {
@@ -134,8 +134,8 @@ class GtlVerify : public unit_test::GtlTest {
     static std::string notFound(const void* token, int findRc) {
         return "2007 *EXC* " + entry(token) + " Gateway token not found - findRc=" + std::to_string(findRc);
     }
-    static std::string decimal(std::uint32_t value) {
-        return std::to_string(static_cast<std::int32_t>(value));
+    static std::string decimal(uint32_t value) {
+        return std::to_string(static_cast<int32_t>(value));
     }
 };
 
@@ -210,7 +210,7 @@ TEST_F(GtlVerify, EyecatcherIsNotExamined) {
 
 TEST_F(GtlVerify, TokenOfAnotherProcessIsRefused) {
     GatewayToken* const token = chained();
-    const std::uint32_t pid = token->owningPid;
+    const uint32_t pid = token->owningPid;
     token->owningPid = pid + 1;
     traceToFile(5);
     EXPECT_EQ(verifyGatewayToken(token), STAPI_RC_WRONG_PROCESS);
@@ -222,7 +222,7 @@ TEST_F(GtlVerify, TokenOfAnotherProcessIsRefused) {
 
 TEST_F(GtlVerify, TokenOfAnotherThreadIdIsRefused) {
     GatewayToken* const token = chained();
-    const std::uint32_t tid = token->owningTid;
+    const uint32_t tid = token->owningTid;
     token->owningTid = 0xFFFFFFFF;
     traceToFile(1);
     EXPECT_EQ(verifyGatewayToken(token), STAPI_RC_WRONG_THREAD);
@@ -241,8 +241,8 @@ TEST_F(GtlVerify, ProcessIsComparedBeforeTheThread) {
 
 TEST_F(GtlVerify, ARealOtherThreadIsRefusedAndTheOwnerIsNot) {
     GatewayToken* const token = chained();
-    std::int32_t rc = 0;
-    std::uint32_t otherTid = 0;
+    int32_t rc = 0;
+    uint32_t otherTid = 0;
     traceToFile(1);
     unit_test::onAnotherThread([&] {
         otherTid = stapi::platform::currentThreadId();
@@ -258,7 +258,7 @@ TEST_F(GtlVerify, LeavesTheListToOthersAfterwards) {
     GatewayToken* const token = chained();
     verifyGatewayToken(token);
     verifyGatewayToken(unreadable());
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     unit_test::onAnotherThread([&] { rc = find(token, nullptr); });
     EXPECT_EQ(rc, 1004);
 }

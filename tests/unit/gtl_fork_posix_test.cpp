@@ -11,21 +11,21 @@
 
 namespace {
 
-constexpr unsigned childLimitInSeconds = 30;
-constexpr int codeOffset = 200;  // an exit code is not negative
+constexpr unsigned kChildLimitInSeconds = 30;
+constexpr int kCodeOffset = 200;  // an exit code is not negative
 
 // The code that an action gives in a child process; 0 or below.
 template <typename Action>
-std::int32_t inAChildProcess(const Action& action) {
+int32_t inAChildProcess(const Action& action) {
     const pid_t child = fork();
     if (child == 0) {
-        alarm(childLimitInSeconds);
-        _exit(action() + codeOffset);
+        alarm(kChildLimitInSeconds);
+        _exit(action() + kCodeOffset);
     }
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status)) << status;
-    return WEXITSTATUS(status) - codeOffset;
+    return WEXITSTATUS(status) - kCodeOffset;
 }
 
 class GtlFork : public unit_test::GtlTest {
@@ -40,7 +40,7 @@ class GtlFork : public unit_test::GtlTest {
 TEST_F(GtlFork, GatewayTokenIsRefusedInAnotherProcess) {
     GatewayToken* const token = chainedWithEmptySet();
     EXPECT_EQ(inAChildProcess([&] { return stapi::verifyGatewayToken(token); }), STAPI_RC_WRONG_PROCESS);
-    EXPECT_EQ(inAChildProcess([&] { return stapi::beginGatewayQuery(token); }), STAPI_RC_WRONG_PROCESS);
+    EXPECT_EQ(inAChildProcess([&] { return stapi::TokenHold().beginQuery(token); }), STAPI_RC_WRONG_PROCESS);
     EXPECT_EQ(stapi::verifyGatewayToken(token), 0);
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cinttypes>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -22,9 +23,9 @@ using unit_test::dashLine;
 using unit_test::Lines;
 using unit_test::SetBytes;
 
-constexpr std::size_t textArea = 512;
+constexpr size_t kTextArea = 512;
 
-std::string hex8(std::uint32_t value) {
+std::string hex8(uint32_t value) {
     char text[16] = {};
     std::snprintf(text, sizeof text, "%08" PRIX32, value);
     return text;
@@ -32,7 +33,7 @@ std::string hex8(std::uint32_t value) {
 
 // What the library writes about a token into an area of exactly the size that it may use.
 std::string described(const GatewayToken* token) {
-    const auto area = std::make_unique<char[]>(textArea);
+    const auto area = std::make_unique<char[]>(kTextArea);
     EXPECT_EQ(formatGatewayToken(token, area.get()), 0);
     return area.get();
 }
@@ -105,11 +106,11 @@ TEST(GtlFormat, NullBufferIsNoData) {
 }
 
 TEST(GtlFormat, WritesNothingBehindItsText) {
-    const auto area = std::make_unique<char[]>(textArea);
-    std::memset(area.get(), '~', textArea);
+    const auto area = std::make_unique<char[]>(kTextArea);
+    std::memset(area.get(), '~', kTextArea);
     ASSERT_EQ(formatGatewayToken(nullptr, area.get()), 0);
-    const std::size_t length = std::strlen(area.get());
-    EXPECT_EQ(std::string(area.get() + length + 1, textArea - length - 1), std::string(textArea - length - 1, '~'));
+    const size_t length = std::strlen(area.get());
+    EXPECT_EQ(std::string(area.get() + length + 1, kTextArea - length - 1), std::string(kTextArea - length - 1, '~'));
 }
 
 // ---- dumpGatewayTokens ----------------------------------------------------------------------------------------------
@@ -133,7 +134,7 @@ class GtlDump : public unit_test::GtlTest {
         return "Total number of Gateway Token List entries=" + std::to_string(count) + "\n" + dashLine();
     }
     static std::string lineAt(const char* address) {
-        return "0x" + hex8(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(address))) + ": ";
+        return "0x" + hex8(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address))) + ": ";
     }
     // The dump of a buffer in which nothing but the terminator stands.
     static std::string freshBuffer(const char* buffer) {
@@ -161,7 +162,7 @@ TEST_F(GtlDump, OfTokensWithoutAQueryIsExactAtLevelZero) {
 TEST_F(GtlDump, ShowsTheBytesOfAResultUpToItsTerminator) {
     GatewayToken* const token = chained();
     const std::string bytes = SetBytes("ZULIDSET", 1).block("RG", 0, 1).id("abc").end().bytes();
-    ASSERT_LE(bytes.size(), static_cast<std::size_t>(unit_test::testTokenCapacity));
+    ASSERT_LE(bytes.size(), static_cast<size_t>(unit_test::kTestTokenCapacity));
     std::memcpy(token->resultSetBuf, bytes.data(), bytes.size());
     token->connRSToken->dataCursor = token->resultSetBuf + 5;
     const char* const buffer = token->resultSetBuf;
@@ -175,9 +176,9 @@ TEST_F(GtlDump, ShowsTheBytesOfAResultUpToItsTerminator) {
 
 TEST_F(GtlDump, NamesEveryOwnerButAConnectionsUsr) {
     GatewayToken* const token = chained();
-    for (const std::uint32_t owner : {0x9999U, 0x7777U, 0U}) {
+    for (const uint32_t owner : {0x9999U, 0x7777U, 0U}) {
         token->connRSToken->owner = owner;
-        const std::size_t before = traced().size();
+        const size_t before = traced().size();
         traceToFile(0);
         EXPECT_EQ(dumpGatewayTokens(), 0);
         EXPECT_NE(traced().substr(before).find(resultSetHead(token->connRSToken, "USR")), std::string::npos) << owner;
@@ -203,7 +204,7 @@ TEST_F(GtlDump, ResultSetWithoutABufferHasItsHeadAndNoBytes) {
 
 TEST_F(GtlDump, BufferWithoutATerminatorEndsWithItsAllocation) {
     GatewayToken* const token = chained();
-    std::memset(token->resultSetBuf, 'q', stapi::resultSetAllocation(unit_test::testTokenCapacity));
+    std::memset(token->resultSetBuf, 'q', stapi::resultSetAllocation(unit_test::kTestTokenCapacity));
     traceToFile(0);
     EXPECT_EQ(dumpGatewayTokens(), 0);
     EXPECT_NE(traced().find(lineAt(token->resultSetBuf + 32) + "71717171"), std::string::npos);

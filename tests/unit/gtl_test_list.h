@@ -1,6 +1,6 @@
 // Gateway tokens that were never connected, and the process-wide list that a test may do with as it likes.
-#ifndef TESTS_UNIT_GTL_TEST_LIST_H
-#define TESTS_UNIT_GTL_TEST_LIST_H
+#ifndef ZULSTATS_TESTS_UNIT_GTL_TEST_LIST_H
+#define ZULSTATS_TESTS_UNIT_GTL_TEST_LIST_H
 
 #include <gtest/gtest.h>
 
@@ -13,6 +13,7 @@
 #include "comms/gateway_token.h"
 #include "diag/stapi_zul_memory.h"
 #include "gateway/stapi_zul_gwytok.h"
+#include "gateway/token_life.h"
 #include "impl/stapi_zul_impl.h"
 #include "platform/platform.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
@@ -20,22 +21,23 @@
 
 namespace unit_test {
 
-constexpr std::int32_t testTokenCapacity = 48;
+constexpr int32_t kTestTokenCapacity = 48;
 
 // A token of the calling thread's without a socket, as it is when it has just been made. Not on the list.
-inline GatewayToken* newToken(std::int32_t port = 4100) {
+inline GatewayToken* newToken(int32_t port = 4100) {
     auto* const token = static_cast<GatewayToken*>(stapi::allocateMemory(sizeof(GatewayToken)));
     std::memcpy(token->eyecatcher, "ZULGWTOK", sizeof token->eyecatcher);
     token->port = port;
     token->socket = -1;
+    token->state = stapi::TokenState::idle;
     token->owningPid = stapi::platform::currentProcessId();
     token->owningTid = stapi::platform::currentThreadId();
     EXPECT_EQ(stapi::createResultSet(&token->connRSToken, "ZULRSROB", 0x8888), 0);
-    token->resultSetBuf = static_cast<char*>(stapi::allocateMemory(stapi::resultSetAllocation(testTokenCapacity)));
-    token->resultSetBufLen = testTokenCapacity;
+    token->resultSetBuf = static_cast<char*>(stapi::allocateMemory(stapi::resultSetAllocation(kTestTokenCapacity)));
+    token->resultSetBufLen = kTestTokenCapacity;
     stapi::addTerminator(token->resultSetBuf);
     token->connRSToken->resultSetBuf = token->resultSetBuf;
-    token->connRSToken->resultSetBufLen = testTokenCapacity;
+    token->connRSToken->resultSetBufLen = kTestTokenCapacity;
     token->protocolVersion = static_cast<char*>(stapi::allocateMemory(64));
     return token;
 }
@@ -76,20 +78,20 @@ class GtlTest : public TracedTest {
         stapi::gtlTail = nullptr;
     }
 
-    static GatewayToken* chained(std::int32_t port = 4100) {
+    static GatewayToken* chained(int32_t port = 4100) {
         GatewayToken* const token = newToken(port);
         EXPECT_EQ(stapi::chainGatewayToken(token), 0);
         return token;
     }
     // Ports 1 to count, in the order of the list.
-    static Tokens chainMany(std::int32_t count) {
+    static Tokens chainMany(int32_t count) {
         Tokens tokens;
-        for (std::int32_t port = 1; port <= count; ++port) {
+        for (int32_t port = 1; port <= count; ++port) {
             tokens.push_back(chained(port));
         }
         return tokens;
     }
-    static std::int32_t find(const GatewayToken* target, GatewayToken** parent) {
+    static int32_t find(const GatewayToken* target, GatewayToken** parent) {
         const stapi::LockScope scope(&stapi::gtlLock);
         return stapi::findGatewayToken(target, parent);
     }

@@ -17,23 +17,22 @@
 
 namespace {
 
-using stapi::beginGatewayQuery;
 using stapi::chainGatewayToken;
 using stapi::deleteGatewayToken;
-using stapi::endGatewayUse;
+using stapi::TokenHold;
 
-constexpr int threadCount = 4;
-constexpr int rounds = 60;
-constexpr int backgroundRounds = 2000;
+constexpr int kThreadCount = 4;
+constexpr int kRounds = 60;
+constexpr int kBackgroundRounds = 2000;
 
 class GtlThreads : public unit_test::GtlTest {
   protected:
     // Runs the same code on several threads, which begin together.
     template <typename Action>
     static void onManyThreads(const Action& action) {
-        test_support::MeetingPoint start(threadCount);
+        test_support::MeetingPoint start(kThreadCount);
         std::vector<std::thread> threads;
-        for (int number = 0; number < threadCount; ++number) {
+        for (int number = 0; number < kThreadCount; ++number) {
             threads.emplace_back([&, number] {
                 start.arriveAndWait();
                 action(number);
@@ -52,7 +51,7 @@ class GtlThreads : public unit_test::GtlTest {
         std::thread thread([&] {
             background();
             start.arriveAndWait();
-            for (int round = 0; round < backgroundRounds && !stop; ++round) {
+            for (int round = 0; round < kBackgroundRounds && !stop; ++round) {
                 background();
                 std::this_thread::yield();
             }
@@ -70,14 +69,14 @@ class GtlThreads : public unit_test::GtlTest {
 };
 
 TEST_F(GtlThreads, TokensChainedAtOnceAreAllOnTheListOnce) {
-    std::vector<std::vector<GatewayToken*>> made(threadCount);
+    std::vector<std::vector<GatewayToken*>> made(kThreadCount);
     onManyThreads([&](int number) {
-        for (int round = 0; round < rounds; ++round) {
-            made[static_cast<std::size_t>(number)].push_back(chainedToken());
+        for (int round = 0; round < kRounds; ++round) {
+            made[static_cast<size_t>(number)].push_back(chainedToken());
         }
     });
     const Tokens all = unit_test::listed();
-    EXPECT_EQ(all.size(), static_cast<std::size_t>(threadCount * rounds));
+    EXPECT_EQ(all.size(), static_cast<size_t>(kThreadCount * kRounds));
     for (const Tokens& ofOneThread : made) {
         for (GatewayToken* const token : ofOneThread) {
             EXPECT_EQ(std::count(all.begin(), all.end(), token), 1);
@@ -89,12 +88,13 @@ TEST_F(GtlThreads, TokensChainedAtOnceAreAllOnTheListOnce) {
 TEST_F(GtlThreads, EachThreadChainsUsesAndDeletesItsOwnTokens) {
     std::atomic<int> failures = 0;
     onManyThreads([&](int) {
-        for (int round = 0; round < rounds; ++round) {
+        for (int round = 0; round < kRounds; ++round) {
             GatewayToken* first = chainedToken();
             GatewayToken* second = chainedToken();
             failures += stapi::verifyGatewayToken(first) == 0 ? 0 : 1;
-            failures += beginGatewayQuery(second) == 0 ? 0 : 1;
-            failures += endGatewayUse(second) == 0 ? 0 : 1;
+            TokenHold hold;
+            failures += hold.beginQuery(second) == 0 ? 0 : 1;
+            failures += hold.end() == 0 ? 0 : 1;
             failures += deleteGatewayToken(&second, 1) == 0 ? 0 : 1;
             failures += deleteGatewayToken(&first, 1) == 0 ? 0 : 1;
         }
@@ -107,7 +107,7 @@ TEST_F(GtlThreads, TokensOfOtherThreadsAreRefusedWhileTheListChanges) {
     GatewayToken* const mine = chainedToken();
     std::atomic<int> failures = 0;
     onManyThreads([&](int) {
-        for (int round = 0; round < rounds; ++round) {
+        for (int round = 0; round < kRounds; ++round) {
             GatewayToken* own = chainedToken();
             failures += stapi::verifyGatewayToken(mine) == STAPI_RC_WRONG_THREAD ? 0 : 1;
             failures += stapi::verifyGatewayToken(own) == 0 ? 0 : 1;
@@ -120,21 +120,20 @@ TEST_F(GtlThreads, TokensOfOtherThreadsAreRefusedWhileTheListChanges) {
 
 TEST_F(GtlThreads, OneThreadDeletesAllWhileOthersChainAndUseTheirs) {
     std::atomic<int> unexpected = 0;
-    const auto isGoneOr = [](std::int32_t rc, std::int32_t expected) {
-        return rc == expected || rc == STAPI_RC_TOKEN_NOT_FOUND;
-    };
+    const auto isGoneOr = [](int32_t rc, int32_t expected) { return rc == expected || rc == STAPI_RC_TOKEN_NOT_FOUND; };
     beside([] { stapi::deleteGatewayTokens(); },
            [&] {
                onManyThreads([&](int) {
-                   for (int round = 0; round < rounds; ++round) {
+                   for (int round = 0; round < kRounds; ++round) {
                        GatewayToken* const token = chainedToken();
-                       const std::int32_t beginRc = beginGatewayQuery(token);
+                       TokenHold hold;
+                       const int32_t beginRc = hold.beginQuery(token);
                        // A token that was deleted may stand for another thread's by now.
                        unexpected += isGoneOr(beginRc, 0) || beginRc == STAPI_RC_WRONG_THREAD ? 0 : 1;
                        if (beginRc == 0) {
-                           std::memset(token->resultSetBuf, 'x', unit_test::testTokenCapacity);
+                           std::memset(token->resultSetBuf, 'x', unit_test::kTestTokenCapacity);
                            stapi::addTerminator(token->resultSetBuf);
-                           unexpected += isGoneOr(endGatewayUse(token), 0) ? 0 : 1;
+                           unexpected += isGoneOr(hold.end(), 0) ? 0 : 1;
                        }
                    }
                });
@@ -145,18 +144,18 @@ TEST_F(GtlThreads, OneThreadDeletesAllWhileOthersChainAndUseTheirs) {
 }
 
 TEST_F(GtlThreads, TwoThreadsDeletingOneTokenReleaseItOnce) {
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
         GatewayToken* const token = chainedToken();
         std::atomic<int> deleted = 0;
         std::atomic<int> notFound = 0;
         onManyThreads([&](int) {
             GatewayToken* pointer = token;
-            const std::int32_t rc = deleteGatewayToken(&pointer, 1);
+            const int32_t rc = deleteGatewayToken(&pointer, 1);
             deleted += rc == 0 ? 1 : 0;
             notFound += rc == STAPI_RC_TOKEN_NOT_FOUND ? 1 : 0;
         });
         EXPECT_EQ(deleted, 1);
-        EXPECT_EQ(notFound, threadCount - 1);
+        EXPECT_EQ(notFound, kThreadCount - 1);
     }
     EXPECT_EQ(stapi::gtlHead, nullptr);
 }
@@ -167,13 +166,14 @@ TEST_F(GtlThreads, OneThreadDumpsTheStateWhileOthersChainUseAndDelete) {
     beside([&] { failures += dumpState() == 0 ? 0 : 1; },
            [&] {
                onManyThreads([&](int) {
-                   for (int round = 0; round < rounds; ++round) {
+                   for (int round = 0; round < kRounds; ++round) {
                        GatewayToken* token = chainedToken();
-                       failures += beginGatewayQuery(token) == 0 ? 0 : 1;
-                       std::memset(token->resultSetBuf, 'q', unit_test::testTokenCapacity);
+                       TokenHold hold;
+                       failures += hold.beginQuery(token) == 0 ? 0 : 1;
+                       std::memset(token->resultSetBuf, 'q', unit_test::kTestTokenCapacity);
                        stapi::addTerminator(token->resultSetBuf);
                        stapi::storeQueryResult(token, token->resultSetBuf, token->resultSetBufLen, true);
-                       failures += endGatewayUse(token) == 0 ? 0 : 1;
+                       failures += hold.end() == 0 ? 0 : 1;
                        failures += deleteGatewayToken(&token, 1) == 0 ? 0 : 1;
                    }
                });
@@ -190,11 +190,12 @@ TEST_F(GtlThreads, OwnersWalkTheirResultSetsWhileAnotherThreadDumpsThem) {
            [&] {
                onManyThreads([&](int) {
                    GatewayToken* token = chainedToken();
-                   failures += beginGatewayQuery(token) == 0 ? 0 : 1;
+                   TokenHold hold;
+                   failures += hold.beginQuery(token) == 0 ? 0 : 1;
                    std::memcpy(token->resultSetBuf, "ZULIDSET\1\0\0\0\1\0\0\0R\xFF\xFF\xFF\xFF\x0F\x0E\x0F\x0E", 25);
                    stapi::storeQueryResult(token, token->resultSetBuf, token->resultSetBufLen, true);
-                   failures += endGatewayUse(token) == 0 ? 0 : 1;
-                   for (int round = 0; round < rounds; ++round) {
+                   failures += hold.end() == 0 ? 0 : 1;
+                   for (int round = 0; round < kRounds; ++round) {
                        IdData record = {};
                        failures += getFirstId(token->connRSToken, &record) == 0 ? 0 : 1;
                        failures += getNextId(token->connRSToken, &record) == STAPI_RC_END_OF_DATA ? 0 : 1;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -304,7 +306,7 @@ TEST_F(HexDump, FollowsItsDataLine) {
     const Bytes bytes = countingBytes(20);
     const stapi::HexDumpArea area = {bytes.data(), 20, 0, bytes.size()};
     setLevelSilently(4);
-    TRACE_DATA(78, "bytes of %s\n", area, "a buffer");
+    TRACE_DATA(78, area, "bytes of %s\n", "a buffer");
     setLevelSilently(0);
     const std::vector<std::string> written = lines();
     ASSERT_EQ(written.size(), 3U) << traced();

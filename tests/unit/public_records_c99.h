@@ -1,6 +1,6 @@
 /* The layout of the caller's records as a C compiler sees it. */
-#ifndef TESTS_UNIT_PUBLIC_RECORDS_C99_H
-#define TESTS_UNIT_PUBLIC_RECORDS_C99_H
+#ifndef ZULSTATS_TESTS_UNIT_PUBLIC_RECORDS_C99_H
+#define ZULSTATS_TESTS_UNIT_PUBLIC_RECORDS_C99_H
 
 #include <stddef.h>
 

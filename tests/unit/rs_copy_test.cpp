@@ -37,7 +37,7 @@ TEST_F(RsCopy, IsAUserTokenWithABufferOfItsOwn) {
     HeldSet held(twoIds());
     ASSERT_EQ(copyResultSet(held.token(), &copy_), 0);
     EXPECT_EQ(std::string(copy_->eyecatcher, 8), "ZULRSUSR");
-    EXPECT_EQ(copy_->owner, unit_test::userOwner);
+    EXPECT_EQ(copy_->owner, unit_test::kUserOwner);
     EXPECT_NE(copy_->resultSetBuf, held.buffer());
     EXPECT_NE(copy_->verifiedQueryString, held.token()->verifiedQueryString);
     EXPECT_EQ(copy_->asciiIdList, nullptr);
@@ -49,15 +49,15 @@ TEST_F(RsCopy, HoldsTheWholeCapacityNotOnlyTheUsedPart) {
     bytes.raw("what an earlier reply left behind");
     HeldSet held(bytes);
     ASSERT_EQ(copyResultSet(held.token(), &copy_), 0);
-    EXPECT_EQ(copy_->resultSetBufLen, static_cast<std::int32_t>(bytes.size()));
+    EXPECT_EQ(copy_->resultSetBufLen, static_cast<int32_t>(bytes.size()));
     EXPECT_EQ(std::string(copy_->resultSetBuf, bytes.size()), bytes.bytes());
     EXPECT_EQ(freeResultSet(&copy_), 0);
 }
 
 TEST_F(RsCopy, OfABufferThatItsResultFillsExactlyIsTerminated) {
     const SetBytes bytes = SetBytes("ZULIDSET", 1).block("RG", 0, 1).id("only");
-    HeldSet held(bytes.bytes() + "\x0F\x0E\x0F\x0E", unit_test::connectionOwner, '\0');
-    held.token()->resultSetBufLen = static_cast<std::int32_t>(bytes.size());
+    HeldSet held(bytes.bytes() + "\x0F\x0E\x0F\x0E", unit_test::kConnectionOwner, '\0');
+    held.token()->resultSetBufLen = static_cast<int32_t>(bytes.size());
     ASSERT_EQ(copyResultSet(held.token(), &copy_), 0);
     EXPECT_EQ(std::string(copy_->resultSetBuf, bytes.size() + 4), bytes.bytes() + "\x0F\x0E\x0F\x0E");
     IdData record = {};
@@ -130,7 +130,7 @@ TEST_F(RsCopy, MayBeWalkedCopiedDumpedAndFreedByAnotherThread) {
     HeldSet held(twoIds());
     ASSERT_EQ(copyResultSet(held.token(), &copy_), 0);
     traceToFile(0);
-    std::vector<std::int32_t> codes;
+    std::vector<int32_t> codes;
     unit_test::onAnotherThread([&] {
         IdData record = {};
         ResultSetToken* second = nullptr;
@@ -140,7 +140,7 @@ TEST_F(RsCopy, MayBeWalkedCopiedDumpedAndFreedByAnotherThread) {
         codes.push_back(freeResultSet(&second));
         codes.push_back(freeResultSet(&copy_));
     });
-    EXPECT_EQ(codes, (std::vector<std::int32_t>(5, 0)));
+    EXPECT_EQ(codes, (std::vector<int32_t>(5, 0)));
     EXPECT_EQ(copy_, nullptr);
 }
 
@@ -148,7 +148,7 @@ TEST_F(RsCopy, MayBeWalkedCopiedDumpedAndFreedByAnotherThread) {
 
 class RsCopyRefusals : public RsCopy {
   protected:
-    void expectRefusal(HeldSet& held, std::int32_t code) {
+    void expectRefusal(HeldSet& held, int32_t code) {
         test_support::takeAllocationCount();
         EXPECT_EQ(copyResultSet(held.token(), &copy_), code);
         EXPECT_EQ(copy_, &untouched_);
@@ -202,7 +202,7 @@ TEST_F(RsCopyRefusals, ARealOtherThreadCreatesNothing) {
 
 // ---- Failed allocations ---------------------------------------------------------------------------------------------
 
-constexpr const char* invalidSource = "1078 *EXC* API.copyResultSet() Invalid source resultset zulStatRc=d";
+constexpr const char* kInvalidSource = "1078 *EXC* API.copyResultSet() Invalid source resultset zulStatRc=d";
 
 class RsCopyWithoutMemory : public RsCopy {
   protected:
@@ -211,9 +211,9 @@ class RsCopyWithoutMemory : public RsCopy {
         held_ = std::make_unique<HeldSet>(twoIds());
         traceToFile(1);
     }
-    std::int32_t copyWithFault(std::int64_t allocation) {
+    int32_t copyWithFault(int64_t allocation) {
         const AllocationFault fault(allocation);
-        const std::int32_t rc = copyResultSet(held_->token(), &copy_);
+        const int32_t rc = copyResultSet(held_->token(), &copy_);
         EXPECT_TRUE(fault.hasStruck());
         return rc;
     }
@@ -231,14 +231,14 @@ TEST_F(RsCopyWithoutMemory, ForTheTokenGivesANullPointer) {
     EXPECT_EQ(copyWithFault(1), STAPI_RC_NO_MEMORY);
     EXPECT_EQ(copy_, nullptr);
     ASSERT_EQ(ids(), (std::vector<int>{2129, 1078}));
-    EXPECT_EQ(points().back(), invalidSource);
+    EXPECT_EQ(points().back(), kInvalidSource);
 }
 
 TEST_F(RsCopyWithoutMemory, ForTheQueryStringAreaLeavesThePointerAlone) {
     EXPECT_EQ(copyWithFault(2), STAPI_RC_NO_MEMORY);
     EXPECT_EQ(copy_, &untouched_);
     ASSERT_EQ(ids(), (std::vector<int>{2131, 1078}));
-    EXPECT_EQ(points().back(), invalidSource);
+    EXPECT_EQ(points().back(), kInvalidSource);
 }
 
 TEST_F(RsCopyWithoutMemory, ForTheBufferLeavesATokenWithoutOne) {
@@ -250,7 +250,7 @@ TEST_F(RsCopyWithoutMemory, ForTheBufferLeavesATokenWithoutOne) {
     EXPECT_EQ(copy_->resultSetBuf, nullptr);
     EXPECT_EQ(copy_->resultSetBufLen, 0);
     EXPECT_EQ(copy_->dataCursor, nullptr);
-    EXPECT_EQ(copy_->owner, unit_test::userOwner);
+    EXPECT_EQ(copy_->owner, unit_test::kUserOwner);
     EXPECT_EQ(freeResultSet(&copy_), 0);
     EXPECT_EQ(copy_, nullptr);
 }
@@ -275,7 +275,7 @@ TEST_F(RsCopyWithoutMemory, AtAllTouchesNeitherSourceNorItsWalk) {
     IdData record = {};
     ASSERT_EQ(getFirstId(held_->token(), &record), 0);
     const std::string before = unit_test::bytesOf(*held_->token());
-    for (std::int64_t allocation = 1; allocation <= 3; ++allocation) {
+    for (int64_t allocation = 1; allocation <= 3; ++allocation) {
         copyWithFault(allocation);
     }
     EXPECT_EQ(unit_test::bytesOf(*held_->token()), before);

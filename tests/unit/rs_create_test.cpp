@@ -20,9 +20,9 @@ using test_support::AllocationFault;
 using unit_test::at;
 using unit_test::Lines;
 
-constexpr std::uint32_t connectionOwner = 0x8888;
-constexpr std::uint32_t userOwner = 0x9999;
-constexpr int queryStringArea = 32000;
+constexpr uint32_t kConnectionOwner = 0x8888;
+constexpr uint32_t kUserOwner = 0x9999;
+constexpr int kQueryStringArea = 32000;
 
 class RsCreate : public unit_test::TracedTest {
   protected:
@@ -36,10 +36,10 @@ std::string eyecatcherOf(const ResultSetToken* token) {
 
 TEST_F(RsCreate, ConnectionTokenBelongsToTheCallingProcessAndThread) {
     ResultSetToken* token = nullptr;
-    ASSERT_EQ(createResultSet(&token, "ZULRSROB", connectionOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZULRSROB", kConnectionOwner), 0);
     ASSERT_NE(token, nullptr);
     EXPECT_EQ(eyecatcherOf(token), "ZULRSROB");
-    EXPECT_EQ(token->owner, connectionOwner);
+    EXPECT_EQ(token->owner, kConnectionOwner);
     EXPECT_EQ(token->owningPid, stapi::platform::currentProcessId());
     EXPECT_EQ(token->owningTid, stapi::platform::currentThreadId());
     EXPECT_EQ(deleteResultSet(&token), 0);
@@ -47,9 +47,9 @@ TEST_F(RsCreate, ConnectionTokenBelongsToTheCallingProcessAndThread) {
 
 TEST_F(RsCreate, UserTokenIsBoundToNobody) {
     ResultSetToken* token = nullptr;
-    ASSERT_EQ(createResultSet(&token, "ZULRSUSR", userOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZULRSUSR", kUserOwner), 0);
     EXPECT_EQ(eyecatcherOf(token), "ZULRSUSR");
-    EXPECT_EQ(token->owner, userOwner);
+    EXPECT_EQ(token->owner, kUserOwner);
     EXPECT_EQ(token->owningPid, 0U);
     EXPECT_EQ(token->owningTid, 0U);
     EXPECT_EQ(deleteResultSet(&token), 0);
@@ -57,7 +57,7 @@ TEST_F(RsCreate, UserTokenIsBoundToNobody) {
 
 TEST_F(RsCreate, NewTokenHasNoBufferNoIdListAndNoWalk) {
     ResultSetToken* token = nullptr;
-    ASSERT_EQ(createResultSet(&token, "ZULRSROB", connectionOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZULRSROB", kConnectionOwner), 0);
     EXPECT_EQ(token->rsState, 0U);
     EXPECT_EQ(token->asciiIdList, nullptr);
     EXPECT_EQ(token->resultSetBuf, nullptr);
@@ -75,37 +75,37 @@ TEST_F(RsCreate, NewTokenHasNoBufferNoIdListAndNoWalk) {
 
 TEST_F(RsCreate, QueryStringAreaIs32000ZeroBytes) {
     ResultSetToken* token = nullptr;
-    ASSERT_EQ(createResultSet(&token, "ZULRSUSR", userOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZULRSUSR", kUserOwner), 0);
     const char* const area = token->verifiedQueryString;
     ASSERT_NE(area, nullptr);
-    EXPECT_EQ(std::count(area, area + queryStringArea, '\0'), queryStringArea);
-    std::memset(token->verifiedQueryString, 'x', queryStringArea);
+    EXPECT_EQ(std::count(area, area + kQueryStringArea, '\0'), kQueryStringArea);
+    std::memset(token->verifiedQueryString, 'x', kQueryStringArea);
     EXPECT_EQ(deleteResultSet(&token), 0);
 }
 
 TEST_F(RsCreate, EyecatcherLongerThanItsFieldDoesNotRunIntoTheOwner) {
     ResultSetToken* token = nullptr;
-    ASSERT_EQ(createResultSet(&token, "ZULRSROBANDMORETHANTHAT", connectionOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZULRSROBANDMORETHANTHAT", kConnectionOwner), 0);
     EXPECT_EQ(eyecatcherOf(token), "ZULRSROB");
-    EXPECT_EQ(token->owner, connectionOwner);
+    EXPECT_EQ(token->owner, kConnectionOwner);
     EXPECT_EQ(token->rsState, 0U);
     EXPECT_EQ(deleteResultSet(&token), 0);
 }
 
 TEST_F(RsCreate, EyecatcherShorterThanItsFieldIsCopiedInItsLength) {
     ResultSetToken* token = nullptr;
-    ASSERT_EQ(createResultSet(&token, "ZUL", userOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZUL", kUserOwner), 0);
     EXPECT_EQ(eyecatcherOf(token), std::string("ZUL\0\0\0\0\0", 8));
     EXPECT_EQ(deleteResultSet(&token), 0);
 }
 
 TEST_F(RsCreate, NullTokenPointerIsNoData) {
-    EXPECT_EQ(createResultSet(nullptr, "ZULRSROB", connectionOwner), STAPI_RC_NO_DATA);
+    EXPECT_EQ(createResultSet(nullptr, "ZULRSROB", kConnectionOwner), STAPI_RC_NO_DATA);
 }
 
 TEST_F(RsCreate, NullEyecatcherIsNoDataAndLeavesThePointerAlone) {
     ResultSetToken* token = &untouched_;
-    EXPECT_EQ(createResultSet(&token, nullptr, connectionOwner), STAPI_RC_NO_DATA);
+    EXPECT_EQ(createResultSet(&token, nullptr, kConnectionOwner), STAPI_RC_NO_DATA);
     EXPECT_EQ(token, &untouched_);
 }
 
@@ -115,7 +115,7 @@ TEST_F(RsCreate, NullArgumentsAreTestedBeforeTheOwner) {
     EXPECT_EQ(createResultSet(nullptr, "ZULRSROB", 0x7777), STAPI_RC_NO_DATA);
 }
 
-class RsCreateUnknownOwner : public RsCreate, public testing::WithParamInterface<std::uint32_t> {};
+class RsCreateUnknownOwner : public RsCreate, public testing::WithParamInterface<uint32_t> {};
 
 TEST_P(RsCreateUnknownOwner, IsRefusedAndAllocatesNothing) {
     ResultSetToken* token = &untouched_;
@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(AllButTwo, RsCreateUnknownOwner,
 TEST_F(RsCreate, NoMemoryForTheTokenSetsThePointerToNull) {
     ResultSetToken* token = &untouched_;
     const AllocationFault fault(1);
-    EXPECT_EQ(createResultSet(&token, "ZULRSROB", connectionOwner), STAPI_RC_NO_MEMORY);
+    EXPECT_EQ(createResultSet(&token, "ZULRSROB", kConnectionOwner), STAPI_RC_NO_MEMORY);
     EXPECT_TRUE(fault.hasStruck());
     EXPECT_EQ(token, nullptr);
 }
@@ -140,7 +140,7 @@ TEST_F(RsCreate, NoMemoryForTheTokenSetsThePointerToNull) {
 TEST_F(RsCreate, NoMemoryForTheQueryStringAreaLeavesThePointerAlone) {
     ResultSetToken* token = &untouched_;
     const AllocationFault fault(2);
-    EXPECT_EQ(createResultSet(&token, "ZULRSROB", connectionOwner), STAPI_RC_NO_MEMORY);
+    EXPECT_EQ(createResultSet(&token, "ZULRSROB", kConnectionOwner), STAPI_RC_NO_MEMORY);
     EXPECT_TRUE(fault.hasStruck());
     EXPECT_EQ(token, &untouched_);
 }
@@ -148,14 +148,14 @@ TEST_F(RsCreate, NoMemoryForTheQueryStringAreaLeavesThePointerAlone) {
 TEST_F(RsCreate, NeedsTwoAllocations) {
     ResultSetToken* token = nullptr;
     test_support::takeAllocationCount();
-    ASSERT_EQ(createResultSet(&token, "ZULRSROB", connectionOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZULRSROB", kConnectionOwner), 0);
     EXPECT_EQ(test_support::takeAllocationCount(), 2);
     EXPECT_EQ(deleteResultSet(&token), 0);
 }
 
 // ---- What it traces -------------------------------------------------------------------------------------------------
 
-std::string head(const void* pointer, const std::string& eyecatcher, std::uint32_t owner) {
+std::string head(const void* pointer, const std::string& eyecatcher, uint32_t owner) {
     return "stapi_zul_resultsetbuffer.createResultSet(&newRsTokPtr=" + at(pointer) + ",eyecatcher=" + eyecatcher +
            ",owner=" + std::to_string(owner) + ")";
 }
@@ -165,16 +165,16 @@ std::string allocated(int size, const void* block) {
            " bytes. rc=" + at(block);
 }
 
-constexpr int tokenSize = static_cast<int>(sizeof(ResultSetToken));
+constexpr int kTokenSize = static_cast<int>(sizeof(ResultSetToken));
 
 TEST_F(RsCreate, TracesBothAllocations) {
     ResultSetToken* token = nullptr;
     traceToFile(5);
-    ASSERT_EQ(createResultSet(&token, "ZULRSROB", connectionOwner), 0);
+    ASSERT_EQ(createResultSet(&token, "ZULRSROB", kConnectionOwner), 0);
     setLevelSilently(0);
-    const std::string entry = head(&token, "ZULRSROB", connectionOwner);
-    EXPECT_EQ(points(), (Lines{"2127 ENTRY " + entry, "2128 DEBUG " + allocated(tokenSize, token),
-                               "2130 DEBUG " + allocated(queryStringArea, token->verifiedQueryString),
+    const std::string entry = head(&token, "ZULRSROB", kConnectionOwner);
+    EXPECT_EQ(points(), (Lines{"2127 ENTRY " + entry, "2128 DEBUG " + allocated(kTokenSize, token),
+                               "2130 DEBUG " + allocated(kQueryStringArea, token->verifiedQueryString),
                                "2132 EXIT " + entry + " rc=0"}));
     EXPECT_EQ(deleteResultSet(&token), 0);
 }
@@ -184,12 +184,12 @@ TEST_F(RsCreate, TracesAFailedAllocationOfTheToken) {
     traceToFile(5);
     {
         const AllocationFault fault(1);
-        createResultSet(&token, "ZULRSUSR", userOwner);
+        createResultSet(&token, "ZULRSUSR", kUserOwner);
     }
-    const std::string entry = head(&token, "ZULRSUSR", userOwner);
-    EXPECT_EQ(points(), (Lines{"2127 ENTRY " + entry, "2128 DEBUG " + allocated(tokenSize, nullptr),
+    const std::string entry = head(&token, "ZULRSUSR", kUserOwner);
+    EXPECT_EQ(points(), (Lines{"2127 ENTRY " + entry, "2128 DEBUG " + allocated(kTokenSize, nullptr),
                                "2129 *EXC* stapi_zul_resultsetbuffer.createResultSet Failed to allocate " +
-                                   std::to_string(tokenSize) + " bytes",
+                                   std::to_string(kTokenSize) + " bytes",
                                "2132 EXIT " + entry + " rc=-111"}));
 }
 
@@ -198,23 +198,23 @@ TEST_F(RsCreate, TracesAFailedAllocationOfTheAreaWithTheSizeOfTheToken) {
     traceToFile(5);
     {
         const AllocationFault fault(2);
-        createResultSet(&token, "ZULRSUSR", userOwner);
+        createResultSet(&token, "ZULRSUSR", kUserOwner);
     }
     const Lines lines = points();
     ASSERT_EQ(lines.size(), 5U);
     EXPECT_EQ(ids(), (std::vector<int>{2127, 2128, 2130, 2131, 2132}));
-    EXPECT_EQ(lines[2], "2130 DEBUG " + allocated(queryStringArea, nullptr));
+    EXPECT_EQ(lines[2], "2130 DEBUG " + allocated(kQueryStringArea, nullptr));
     EXPECT_EQ(lines[3], "2131 *EXC* stapi_zul_resultsetbuffer.createResultSet Failed to allocate " +
-                            std::to_string(tokenSize) + " bytes");
-    EXPECT_EQ(lines[4], "2132 EXIT " + head(&token, "ZULRSUSR", userOwner) + " rc=-111");
+                            std::to_string(kTokenSize) + " bytes");
+    EXPECT_EQ(lines[4], "2132 EXIT " + head(&token, "ZULRSUSR", kUserOwner) + " rc=-111");
 }
 
 TEST_F(RsCreate, RefusedArgumentsAreTracedOnEntryAndExitOnly) {
     ResultSetToken* token = &untouched_;
     traceToFile(5);
-    createResultSet(&token, nullptr, connectionOwner);
+    createResultSet(&token, nullptr, kConnectionOwner);
     createResultSet(&token, "ZULRSROB", 0x7777);
-    const std::string nullEyecatcher = head(&token, "(null)", connectionOwner);
+    const std::string nullEyecatcher = head(&token, "(null)", kConnectionOwner);
     const std::string badOwner = head(&token, "ZULRSROB", 0x7777);
     EXPECT_EQ(points(), (Lines{"2127 ENTRY " + nullEyecatcher, "2132 EXIT " + nullEyecatcher + " rc=-103",
                                "2127 ENTRY " + badOwner, "2132 EXIT " + badOwner + " rc=-116"}));

@@ -21,7 +21,7 @@ using stapi::verifyAPIResultSetToken;
 using unit_test::at;
 using unit_test::Lines;
 
-const std::string prefix = "stapi_zul_resultsetbuffer.";
+const std::string kPrefix = "stapi_zul_resultsetbuffer.";
 
 class RsDelete : public unit_test::TracedTest {
   protected:
@@ -73,10 +73,10 @@ TEST_F(RsDelete, TakesATokenWithoutAQueryStringArea) {
     const void* const address = token;
     traceToFile(5);
     EXPECT_EQ(deleteResultSet(&token), 0);
-    EXPECT_EQ(points(), (Lines{"2133 ENTRY " + prefix + "deleteResultSet(&rsPtr=" + at(&token) + ")",
-                               "2136 DEBUG " + prefix + "deleteResultSet Free result set token(" + at(address) + ")",
-                               "2137 DEBUG " + prefix + "deleteResultSet Freed result set token(" + at(address) + ")",
-                               "2138 EXIT " + prefix + "deleteResultSet(&rsPtr=" + at(&token) + ") rc=0"}));
+    EXPECT_EQ(points(), (Lines{"2133 ENTRY " + kPrefix + "deleteResultSet(&rsPtr=" + at(&token) + ")",
+                               "2136 DEBUG " + kPrefix + "deleteResultSet Free result set token(" + at(address) + ")",
+                               "2137 DEBUG " + kPrefix + "deleteResultSet Freed result set token(" + at(address) + ")",
+                               "2138 EXIT " + kPrefix + "deleteResultSet(&rsPtr=" + at(&token) + ") rc=0"}));
 }
 
 TEST_F(RsDelete, TracesTheReleaseOfTheAreaInTheWordsOfTheToken) {
@@ -86,12 +86,12 @@ TEST_F(RsDelete, TracesTheReleaseOfTheAreaInTheWordsOfTheToken) {
     traceToFile(5);
     EXPECT_EQ(deleteResultSet(&token), 0);
     EXPECT_EQ(points(),
-              (Lines{"2133 ENTRY " + prefix + "deleteResultSet(&rsPtr=" + at(&token) + ")",
-                     "2134 DEBUG " + prefix + "deleteResultSet Free result set verifiedQueryString(" + at(area) + ")",
-                     "2135 DEBUG " + prefix + "deleteResultSet Freed result set token(" + at(area) + ")",
-                     "2136 DEBUG " + prefix + "deleteResultSet Free result set token(" + at(address) + ")",
-                     "2137 DEBUG " + prefix + "deleteResultSet Freed result set token(" + at(address) + ")",
-                     "2138 EXIT " + prefix + "deleteResultSet(&rsPtr=" + at(&token) + ") rc=0"}));
+              (Lines{"2133 ENTRY " + kPrefix + "deleteResultSet(&rsPtr=" + at(&token) + ")",
+                     "2134 DEBUG " + kPrefix + "deleteResultSet Free result set verifiedQueryString(" + at(area) + ")",
+                     "2135 DEBUG " + kPrefix + "deleteResultSet Freed result set token(" + at(area) + ")",
+                     "2136 DEBUG " + kPrefix + "deleteResultSet Free result set token(" + at(address) + ")",
+                     "2137 DEBUG " + kPrefix + "deleteResultSet Freed result set token(" + at(address) + ")",
+                     "2138 EXIT " + kPrefix + "deleteResultSet(&rsPtr=" + at(&token) + ") rc=0"}));
 }
 
 TEST_F(RsDelete, RefusalsAreTracedOnEntryAndExitOnly) {
@@ -99,10 +99,10 @@ TEST_F(RsDelete, RefusalsAreTracedOnEntryAndExitOnly) {
     traceToFile(5);
     deleteResultSet(nullptr);
     deleteResultSet(&token);
-    EXPECT_EQ(points(), (Lines{"2133 ENTRY " + prefix + "deleteResultSet(&rsPtr=" + at(nullptr) + ")",
-                               "2138 EXIT " + prefix + "deleteResultSet(&rsPtr=" + at(nullptr) + ") rc=-125",
-                               "2133 ENTRY " + prefix + "deleteResultSet(&rsPtr=" + at(&token) + ")",
-                               "2138 EXIT " + prefix + "deleteResultSet(&rsPtr=" + at(&token) + ") rc=-127"}));
+    EXPECT_EQ(points(), (Lines{"2133 ENTRY " + kPrefix + "deleteResultSet(&rsPtr=" + at(nullptr) + ")",
+                               "2138 EXIT " + kPrefix + "deleteResultSet(&rsPtr=" + at(nullptr) + ") rc=-125",
+                               "2133 ENTRY " + kPrefix + "deleteResultSet(&rsPtr=" + at(&token) + ")",
+                               "2138 EXIT " + kPrefix + "deleteResultSet(&rsPtr=" + at(&token) + ") rc=-127"}));
 }
 
 // ---- Owner ----------------------------------------------------------------------------------------------------------
@@ -119,7 +119,7 @@ class RsVerify : public unit_test::TracedTest {
     ResultSetToken token_ = {};
 };
 
-std::string hex(std::uint32_t value) {
+std::string hex(uint32_t value) {
     char text[16] = {};
     std::snprintf(text, sizeof text, "%" PRIx32, value);
     return text;
@@ -128,31 +128,31 @@ std::string hex(std::uint32_t value) {
 TEST_F(RsVerify, AcceptsTheMakersProcessAndThread) {
     traceToFile(5);
     EXPECT_EQ(verifyAPIResultSetToken(&token_), 0);
-    const std::string entry = prefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
+    const std::string entry = kPrefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
     EXPECT_EQ(points(), (Lines{"2141 ENTRY " + entry, "2144 EXIT " + entry + " rc=0"}));
 }
 
 TEST_F(RsVerify, AnotherProcessIsRefused) {
-    const std::uint32_t pid = token_.owningPid;
+    const uint32_t pid = token_.owningPid;
     token_.owningPid = 0xABCDEF01;
     traceToFile(5);
     EXPECT_EQ(verifyAPIResultSetToken(&token_), STAPI_RC_WRONG_PROCESS);
-    const std::string entry = prefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
+    const std::string entry = kPrefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
     EXPECT_EQ(points(), (Lines{"2141 ENTRY " + entry,
-                               "2142 *EXC* " + prefix + "verifyAPIResultSetToken PID mismatch: currentPid=" + hex(pid) +
-                                   ", owningPid=abcdef01",
+                               "2142 *EXC* " + kPrefix + "verifyAPIResultSetToken PID mismatch: currentPid=" +
+                                   hex(pid) + ", owningPid=abcdef01",
                                "2144 EXIT " + entry + " rc=-123"}));
 }
 
 TEST_F(RsVerify, AnotherThreadIdIsRefused) {
-    const std::uint32_t tid = token_.owningTid;
+    const uint32_t tid = token_.owningTid;
     token_.owningTid = 0xFEDCBA09;
     traceToFile(5);
     EXPECT_EQ(verifyAPIResultSetToken(&token_), STAPI_RC_WRONG_THREAD);
-    const std::string entry = prefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
+    const std::string entry = kPrefix + "verifyAPIResultSetToken(rsPtr=" + at(&token_) + ")";
     EXPECT_EQ(points(), (Lines{"2141 ENTRY " + entry,
-                               "2143 *EXC* " + prefix + "verifyAPIResultSetToken TID mismatch: currentTid=" + hex(tid) +
-                                   ", owningTid=fedcba09",
+                               "2143 *EXC* " + kPrefix + "verifyAPIResultSetToken TID mismatch: currentTid=" +
+                                   hex(tid) + ", owningTid=fedcba09",
                                "2144 EXIT " + entry + " rc=-124"}));
 }
 
@@ -165,15 +165,15 @@ TEST_F(RsVerify, TheProcessIsComparedBeforeTheThread) {
 }
 
 TEST_F(RsVerify, ARealOtherThreadIsRefused) {
-    std::int32_t rc = 0;
-    std::uint32_t otherTid = 0;
+    int32_t rc = 0;
+    uint32_t otherTid = 0;
     traceToFile(1);
     unit_test::onAnotherThread([&] {
         otherTid = stapi::platform::currentThreadId();
         rc = verifyAPIResultSetToken(&token_);
     });
     EXPECT_EQ(rc, STAPI_RC_WRONG_THREAD);
-    EXPECT_EQ(points(), (Lines{"2143 *EXC* " + prefix + "verifyAPIResultSetToken TID mismatch: currentTid=" +
+    EXPECT_EQ(points(), (Lines{"2143 *EXC* " + kPrefix + "verifyAPIResultSetToken TID mismatch: currentTid=" +
                                hex(otherTid) + ", owningTid=" + hex(token_.owningTid)}));
     EXPECT_EQ(verifyAPIResultSetToken(&token_), 0);
 }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cinttypes>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -23,8 +24,7 @@ using unit_test::SetBytes;
 // How a line of a hex dump begins.
 std::string lineAt(const void* address) {
     char text[32] = {};
-    std::snprintf(text, sizeof text, "0x%08" PRIX32 ": ",
-                  static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(address)));
+    std::snprintf(text, sizeof text, "0x%08" PRIX32 ": ", static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address)));
     return text;
 }
 
@@ -55,7 +55,7 @@ TEST_F(RsDump, OfAConnectionsResultSetIsExact) {
 }
 
 TEST_F(RsDump, OfACopyShowsItsOwner) {
-    HeldSet held(smallSet(), unit_test::userOwner);
+    HeldSet held(smallSet(), unit_test::kUserOwner);
     traceToFile(0);
     EXPECT_EQ(dumpResultSet(held.token()), 0);
     EXPECT_EQ(traced(), head(held, "9999") + smallSetDumped(held) + dashLine());
@@ -93,7 +93,7 @@ TEST_F(RsDump, EmptySetStopsBehindItsCount) {
 }
 
 TEST_F(RsDump, BufferWithoutATerminatorEndsWithItsAllocation) {
-    HeldSet held(SetBytes("ZULIDSET", 0).raw(std::string(21, 'q')), unit_test::connectionOwner, '\xFF');
+    HeldSet held(SetBytes("ZULIDSET", 0).raw(std::string(21, 'q')), unit_test::kConnectionOwner, '\xFF');
     traceToFile(3);
     EXPECT_EQ(dumpResultSet(held.token()), 0);
     const Lines exits = messages(2140);
@@ -102,7 +102,7 @@ TEST_F(RsDump, BufferWithoutATerminatorEndsWithItsAllocation) {
     const std::string mark = "bytes dumped=";
     const int dumped = std::stoi(text.substr(text.find(mark) + mark.size()));
     EXPECT_GE(dumped, 33);
-    EXPECT_LE(dumped, 33 + static_cast<int>(unit_test::slackBehindCapacity));
+    EXPECT_LE(dumped, 33 + static_cast<int>(unit_test::kSlackBehindCapacity));
 }
 
 TEST_F(RsDump, WritesTheSameAtEveryLevel) {
@@ -110,9 +110,9 @@ TEST_F(RsDump, WritesTheSameAtEveryLevel) {
     traceToFile(0);
     dumpResultSet(held.token());
     const std::string dumped = traced();
-    for (const std::int32_t level : {1, 2}) {
+    for (const int32_t level : {1, 2}) {
         setLevelSilently(level);
-        const std::size_t before = traced().size();
+        const size_t before = traced().size();
         dumpResultSet(held.token());
         EXPECT_EQ(traced().substr(before), dumped) << level;
     }
@@ -136,7 +136,7 @@ TEST_F(RsDump, TracesEntryAndExitAroundIt) {
 class RsDumpRefusals : public RsDump {
   protected:
     // Nothing but the trace lines of level 1 is written.
-    void expectRefusal(ResultSetToken* token, std::int32_t code, const Lines& exceptions) {
+    void expectRefusal(ResultSetToken* token, int32_t code, const Lines& exceptions) {
         traceToFile(1);
         EXPECT_EQ(dumpResultSet(token), code);
         EXPECT_EQ(points(), exceptions);
@@ -170,7 +170,7 @@ TEST_F(RsDumpRefusals, AnotherProcessOrThread) {
     ++held.token()->owningPid;
     EXPECT_EQ(dumpResultSet(held.token()), STAPI_RC_WRONG_PROCESS);
     --held.token()->owningPid;
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     unit_test::onAnotherThread([&] { rc = dumpResultSet(held.token()); });
     EXPECT_EQ(rc, STAPI_RC_WRONG_THREAD);
     EXPECT_EQ(traced(), "");

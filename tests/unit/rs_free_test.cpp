@@ -86,7 +86,7 @@ TEST_F(RsFree, ConnectionsTokenIsRefusedAndStaysUsable) {
 
 TEST_F(RsFree, ConnectionsTokenIsRefusedInAnotherThreadWithTheSameCode) {
     ResultSetToken* token = source_.token();
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     unit_test::onAnotherThread([&] { rc = freeResultSet(&token); });
     EXPECT_EQ(rc, STAPI_RC_NOT_USER_RESULT_SET);
 }
@@ -94,7 +94,7 @@ TEST_F(RsFree, ConnectionsTokenIsRefusedInAnotherThreadWithTheSameCode) {
 TEST_F(RsFree, UnknownOwnerIsRefusedBeforeTheRestOfTheTokenIsRead) {
     ResultSetToken foreign = {};
     foreign.owner = 0x7777;
-    foreign.resultSetBuf = reinterpret_cast<char*>(std::uintptr_t{16});
+    foreign.resultSetBuf = reinterpret_cast<char*>(uintptr_t{16});
     foreign.verifiedQueryString = foreign.resultSetBuf;
     ResultSetToken* token = &foreign;
     traceToFile(1);

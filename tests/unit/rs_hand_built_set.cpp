@@ -9,11 +9,11 @@ namespace unit_test {
 
 namespace {
 
-constexpr std::size_t queryStringArea = 32000;
+constexpr size_t kQueryStringArea = 32000;
 
 }  // namespace
 
-SetBytes::SetBytes(std::string_view eyecatcher, std::uint32_t blockCount) {
+SetBytes::SetBytes(std::string_view eyecatcher, uint32_t blockCount) {
     raw(eyecatcher).word(blockCount);
 }
 
@@ -22,7 +22,7 @@ SetBytes& SetBytes::raw(std::string_view bytes) {
     return *this;
 }
 
-SetBytes& SetBytes::word(std::uint32_t value) {
+SetBytes& SetBytes::word(uint32_t value) {
     for (int shift = 0; shift < 32; shift += 8) {
         bytes_ += static_cast<char>(value >> shift & 0xFF);
     }
@@ -30,15 +30,15 @@ SetBytes& SetBytes::word(std::uint32_t value) {
 }
 
 SetBytes& SetBytes::text(std::string_view text) {
-    return word(static_cast<std::uint32_t>(text.size())).raw(text);
+    return word(static_cast<uint32_t>(text.size())).raw(text);
 }
 
-SetBytes& SetBytes::block(std::string_view queryElement, std::int32_t code, std::uint32_t entryCount) {
-    return text(queryElement).word(static_cast<std::uint32_t>(code)).word(entryCount);
+SetBytes& SetBytes::block(std::string_view queryElement, int32_t code, uint32_t entryCount) {
+    return text(queryElement).word(static_cast<uint32_t>(code)).word(entryCount);
 }
 
-SetBytes& SetBytes::failedBlock(std::string_view queryElement, std::int32_t code) {
-    return text(queryElement).word(static_cast<std::uint32_t>(code));
+SetBytes& SetBytes::failedBlock(std::string_view queryElement, int32_t code) {
+    return text(queryElement).word(static_cast<uint32_t>(code));
 }
 
 SetBytes& SetBytes::id(std::string_view id) {
@@ -50,33 +50,33 @@ SetBytes& SetBytes::stat(std::string_view id, std::string_view value) {
 }
 
 SetBytes& SetBytes::end() {
-    return word(endMark);
+    return word(kEndMark);
 }
 
-HeldSet::HeldSet(const SetBytes& set, std::uint32_t owner, char slackFill) : HeldSet(set.bytes(), owner, slackFill) {}
+HeldSet::HeldSet(const SetBytes& set, uint32_t owner, char slackFill) : HeldSet(set.bytes(), owner, slackFill) {}
 
-HeldSet::HeldSet(std::string_view bytes, std::uint32_t owner, char slackFill)
-    : original_(std::string(bytes) + std::string(slackBehindCapacity, slackFill)),
+HeldSet::HeldSet(std::string_view bytes, uint32_t owner, char slackFill)
+    : original_(std::string(bytes) + std::string(kSlackBehindCapacity, slackFill)),
       block_(new char[original_.size()]),
-      queryString_(new char[queryStringArea]()) {
+      queryString_(new char[kQueryStringArea]()) {
     std::memcpy(block_.get(), original_.data(), original_.size());
-    std::memcpy(token_.eyecatcher, owner == connectionOwner ? "ZULRSROB" : "ZULRSUSR", sizeof token_.eyecatcher);
+    std::memcpy(token_.eyecatcher, owner == kConnectionOwner ? "ZULRSROB" : "ZULRSUSR", sizeof token_.eyecatcher);
     token_.owner = owner;
     token_.verifiedQueryString = queryString_.get();
     token_.resultSetBuf = block_.get();
-    token_.resultSetBufLen = static_cast<std::int32_t>(bytes.size());
+    token_.resultSetBufLen = static_cast<int32_t>(bytes.size());
     token_.dataCursor = block_.get();
-    if (owner == connectionOwner) {
+    if (owner == kConnectionOwner) {
         token_.owningPid = stapi::platform::currentProcessId();
         token_.owningTid = stapi::platform::currentThreadId();
     }
 }
 
-bool HeldSet::holds(const char* start, std::size_t count) const {
-    const std::size_t readable = capacity() + sizeof endMark;
+bool HeldSet::holds(const char* start, size_t count) const {
+    const size_t readable = capacity() + sizeof kEndMark;
     const std::less_equal<const char*> notBehind;
     return notBehind(buffer(), start) && notBehind(start, buffer() + readable) &&
-           count <= static_cast<std::size_t>(buffer() + readable - start);
+           count <= static_cast<size_t>(buffer() + readable - start);
 }
 
 bool HeldSet::bufferIsUnchanged() const {

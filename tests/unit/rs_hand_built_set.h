@@ -1,6 +1,6 @@
 // Result sets whose bytes a test lays down by hand.
-#ifndef TESTS_UNIT_RS_HAND_BUILT_SET_H
-#define TESTS_UNIT_RS_HAND_BUILT_SET_H
+#ifndef ZULSTATS_TESTS_UNIT_RS_HAND_BUILT_SET_H
+#define ZULSTATS_TESTS_UNIT_RS_HAND_BUILT_SET_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,30 +12,30 @@
 
 namespace unit_test {
 
-constexpr std::uint32_t endMark = 0x0E0F0E0F;
-constexpr std::uint32_t connectionOwner = 0x8888;
-constexpr std::uint32_t userOwner = 0x9999;
-constexpr std::size_t slackBehindCapacity = 16;
+constexpr uint32_t kEndMark = 0x0E0F0E0F;
+constexpr uint32_t kConnectionOwner = 0x8888;
+constexpr uint32_t kUserOwner = 0x9999;
+constexpr size_t kSlackBehindCapacity = 16;
 
 // Puts the bytes of a result-set buffer together, field by field.
 class SetBytes {
   public:
     SetBytes() = default;
-    SetBytes(std::string_view eyecatcher, std::uint32_t blockCount);
+    SetBytes(std::string_view eyecatcher, uint32_t blockCount);
 
     SetBytes& raw(std::string_view bytes);
-    SetBytes& word(std::uint32_t value);
+    SetBytes& word(uint32_t value);
     // A length word and the text.
     SetBytes& text(std::string_view text);
     // The header of a query element that was answered.
-    SetBytes& block(std::string_view queryElement, std::int32_t code, std::uint32_t entryCount);
+    SetBytes& block(std::string_view queryElement, int32_t code, uint32_t entryCount);
     // The header of one that failed: nothing follows its code.
-    SetBytes& failedBlock(std::string_view queryElement, std::int32_t code);
+    SetBytes& failedBlock(std::string_view queryElement, int32_t code);
     SetBytes& id(std::string_view id);
     SetBytes& stat(std::string_view id, std::string_view value);
     SetBytes& end();
 
-    std::size_t size() const {
+    size_t size() const {
         return bytes_.size();
     }
     const std::string& bytes() const {
@@ -51,8 +51,8 @@ class SetBytes {
 // calling thread's.
 class HeldSet {
   public:
-    explicit HeldSet(const SetBytes& set, std::uint32_t owner = connectionOwner, char slackFill = '\0');
-    HeldSet(std::string_view bytes, std::uint32_t owner, char slackFill);
+    explicit HeldSet(const SetBytes& set, uint32_t owner = kConnectionOwner, char slackFill = '\0');
+    HeldSet(std::string_view bytes, uint32_t owner, char slackFill);
 
     ResultSetToken* token() {
         return &token_;
@@ -61,14 +61,14 @@ class HeldSet {
         return block_.get();
     }
     // The address of a position in the buffer.
-    char* at(std::size_t position) const {
+    char* at(size_t position) const {
         return block_.get() + position;
     }
-    std::size_t capacity() const {
-        return original_.size() - slackBehindCapacity;
+    size_t capacity() const {
+        return original_.size() - kSlackBehindCapacity;
     }
     // Whether count bytes from here on lie in the buffer, the terminator's place behind its capacity included.
-    bool holds(const char* start, std::size_t count) const;
+    bool holds(const char* start, size_t count) const;
     bool bufferIsUnchanged() const;
 
   private:

@@ -16,12 +16,12 @@ using unit_test::HeldSet;
 using unit_test::SetBytes;
 
 // Ids told apart by their letter.
-std::string id(char letter, std::size_t length) {
+std::string id(char letter, size_t length) {
     return std::string(length, letter);
 }
 
 // An id of a length as the room test sees it, of which nothing is appended.
-std::string invisible(std::size_t length) {
+std::string invisible(size_t length) {
     return std::string(length, '\0');
 }
 
@@ -29,7 +29,7 @@ class RsIdQueryRoom : public unit_test::TracedTest {
   protected:
     static SetBytes ids(const std::vector<std::string>& ids) {
         SetBytes bytes("ZULIDSET", 1);
-        bytes.block("RG", 0, static_cast<std::uint32_t>(ids.size()));
+        bytes.block("RG", 0, static_cast<uint32_t>(ids.size()));
         for (const std::string& each : ids) {
             bytes.id(each);
         }
@@ -37,7 +37,7 @@ class RsIdQueryRoom : public unit_test::TracedTest {
     }
     static SetBytes stats(const std::vector<std::string>& ids) {
         SetBytes bytes("ZULSTSET", 1);
-        bytes.block("RG", 0, static_cast<std::uint32_t>(ids.size()));
+        bytes.block("RG", 0, static_cast<uint32_t>(ids.size()));
         for (const std::string& each : ids) {
             bytes.stat(each, "1");
         }
@@ -46,13 +46,13 @@ class RsIdQueryRoom : public unit_test::TracedTest {
     static std::string built(const SetBytes& bytes) {
         HeldSet held(bytes);
         char* text = nullptr;
-        const std::int32_t rc = getIdQuery(held.token(), &text);
+        const int32_t rc = getIdQuery(held.token(), &text);
         return rc == STAPI_RC_OK ? text : "rc " + std::to_string(rc);
     }
 };
 
 struct RoomCase {
-    std::size_t length;
+    size_t length;
     bool fits;
 };
 
@@ -113,7 +113,7 @@ TEST_F(RsIdQueryRoom, ManyIdsStopShortOfTheLimit) {
 }
 
 TEST_F(RsIdQueryRoom, LengthBeyondTheSignedRangeDoesNotPassTheRoomTest) {
-    for (const std::uint32_t length : {0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
+    for (const uint32_t length : {0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
         // The bogus entry of a block without entries is the one that carries any length.
         const SetBytes bytes = SetBytes("ZULIDSET", 2).block("A", 0, 1).id("a").block("B", 0, 0).word(length).end();
         EXPECT_EQ(built(bytes), "a") << length;
@@ -121,7 +121,7 @@ TEST_F(RsIdQueryRoom, LengthBeyondTheSignedRangeDoesNotPassTheRoomTest) {
 }
 
 TEST_F(RsIdQueryRoom, BogusEntryThatReachesBeyondTheBufferEndsInTheZeroBytesBehindIt) {
-    for (const std::uint32_t length : {21U, 100U, 5000U, 31000U}) {
+    for (const uint32_t length : {21U, 100U, 5000U, 31000U}) {
         const SetBytes bytes =
             SetBytes("ZULIDSET", 2).block("A", 0, 1).id("a").block("B", 0, 0).word(length).raw("bbbb");
         EXPECT_EQ(built(bytes), "a:bbbb") << length;
@@ -133,8 +133,8 @@ TEST_F(RsIdQueryRoom, BlocksWithoutEntriesAtTheEndOfTheCapacityDoNotLeadBeyondIt
     // that a gateway sends.
     const SetBytes bytes =
         SetBytes("ZULIDSET", 4).block("A", 0, 1).id("a").block("B", 0, 0).block("C", 0, 0).block("", 5000, 1).id("d");
-    HeldSet held(bytes.bytes() + "\x0F\x0E\x0F\x0E", unit_test::connectionOwner, '\0');
-    held.token()->resultSetBufLen = static_cast<std::int32_t>(bytes.size());
+    HeldSet held(bytes.bytes() + "\x0F\x0E\x0F\x0E", unit_test::kConnectionOwner, '\0');
+    held.token()->resultSetBufLen = static_cast<int32_t>(bytes.size());
     char* text = nullptr;
     ASSERT_EQ(getIdQuery(held.token(), &text), 0);
     EXPECT_STREQ(text, "a:C:\1");

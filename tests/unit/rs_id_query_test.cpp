@@ -23,20 +23,20 @@ char untouchedText[] = "untouched";
 
 class RsIdQuery : public unit_test::TracedTest {
   protected:
-    std::int32_t query(HeldSet& held) {
+    int32_t query(HeldSet& held) {
         text_ = untouchedText;
         return getIdQuery(held.token(), &text_);
     }
     // The string built from a set; "rc <code>" when there is none.
     std::string built(const SetBytes& bytes) {
         HeldSet held(bytes);
-        const std::int32_t rc = query(held);
+        const int32_t rc = query(held);
         EXPECT_EQ(text_ == untouchedText, rc != STAPI_RC_OK);
         return rc == STAPI_RC_OK ? text_ : "rc " + std::to_string(rc);
     }
-    static SetBytes ids(const std::vector<std::string>& ids, std::int32_t code = 0) {
+    static SetBytes ids(const std::vector<std::string>& ids, int32_t code = 0) {
         SetBytes bytes("ZULIDSET", 1);
-        bytes.block("RG", code, static_cast<std::uint32_t>(ids.size()));
+        bytes.block("RG", code, static_cast<uint32_t>(ids.size()));
         for (const std::string& id : ids) {
             bytes.id(id);
         }
@@ -150,7 +150,7 @@ TEST_F(RsIdQuery, NextQueryOnTheTokenOverwritesTheString) {
     ASSERT_EQ(query(held), 0);
     HeldSet other(ids({"x"}));
     held.token()->resultSetBuf = other.buffer();
-    held.token()->resultSetBufLen = static_cast<std::int32_t>(other.capacity());
+    held.token()->resultSetBufLen = static_cast<int32_t>(other.capacity());
     ASSERT_EQ(query(held), 0);
     EXPECT_STREQ(text_, "x");
     ASSERT_EQ(query(held), 0);
@@ -162,7 +162,7 @@ TEST_F(RsIdQuery, FailureLeavesAnEarlierStringInTheArea) {
     ASSERT_EQ(query(held), 0);
     HeldSet none(SetBytes("ZULIDSET", 0).end());
     held.token()->resultSetBuf = none.buffer();
-    held.token()->resultSetBufLen = static_cast<std::int32_t>(none.capacity());
+    held.token()->resultSetBufLen = static_cast<int32_t>(none.capacity());
     ASSERT_EQ(query(held), STAPI_RC_QUERY_STRING_FAILED);
     EXPECT_STREQ(held.token()->verifiedQueryString, "one");
 }
@@ -179,8 +179,8 @@ TEST_F(RsIdQuery, MovesTheWalkToItsEnd) {
 }
 
 TEST_F(RsIdQuery, OnACopyWorksFromAnotherThread) {
-    HeldSet held(ids({"one", "two"}), unit_test::userOwner);
-    std::int32_t rc = 1;
+    HeldSet held(ids({"one", "two"}), unit_test::kUserOwner);
+    int32_t rc = 1;
     unit_test::onAnotherThread([&] { rc = query(held); });
     EXPECT_EQ(rc, 0);
     EXPECT_STREQ(text_, "one:two");
@@ -247,7 +247,7 @@ TEST_F(RsIdQuery, WrongProcessAndWrongThreadAreRefusedAndDoNotMoveTheWalk) {
     ++held.token()->owningPid;
     EXPECT_EQ(query(held), STAPI_RC_WRONG_PROCESS);
     --held.token()->owningPid;
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     unit_test::onAnotherThread([&] { rc = query(held); });
     EXPECT_EQ(rc, STAPI_RC_WRONG_THREAD);
     EXPECT_EQ(text_, untouchedText);

@@ -1,6 +1,6 @@
 // The lines of a trace in the form in which tests of result sets and gateway tokens compare them.
-#ifndef TESTS_UNIT_RS_TRACE_POINTS_H
-#define TESTS_UNIT_RS_TRACE_POINTS_H
+#ifndef ZULSTATS_TESTS_UNIT_RS_TRACE_POINTS_H
+#define ZULSTATS_TESTS_UNIT_RS_TRACE_POINTS_H
 
 #include <cstdint>
 #include <string>

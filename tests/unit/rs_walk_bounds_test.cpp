@@ -19,17 +19,17 @@ namespace {
 using unit_test::HeldSet;
 using unit_test::SetBytes;
 
-constexpr std::size_t wordSize = 4;
+constexpr size_t kWordSize = 4;
 
 template <typename Kind>
 class RsWalkBounds : public unit_test::TracedTest {
   protected:
     using Record = typename Kind::Record;
-    using Step = std::int32_t (*)(ResultSetToken*, Record*);
+    using Step = int32_t (*)(ResultSetToken*, Record*);
 
     // All that a set can hold: answered and failed blocks, long, short and empty texts, a block without entries.
     static std::string everything() {
-        SetBytes bytes(Kind::eyecatcher, 6);
+        SetBytes bytes(Kind::kEyecatcher, 6);
         addBlock(bytes, "RG-ONE", 0, {"alpha", "b", ""});
         bytes.failedBlock("RX", -5);
         addBlock(bytes, "", 0, {std::string(40, 'l')});
@@ -39,9 +39,9 @@ class RsWalkBounds : public unit_test::TracedTest {
         bytes.block("NONE", 0, 0);
         return bytes.end().bytes();
     }
-    static void addBlock(SetBytes& bytes, const std::string& queryElement, std::int32_t code,
+    static void addBlock(SetBytes& bytes, const std::string& queryElement, int32_t code,
                          const std::vector<std::string>& entries) {
-        bytes.block(queryElement, code, static_cast<std::uint32_t>(entries.size()));
+        bytes.block(queryElement, code, static_cast<uint32_t>(entries.size()));
         for (const std::string& entry : entries) {
             Kind::addEntry(bytes, entry);
         }
@@ -50,8 +50,8 @@ class RsWalkBounds : public unit_test::TracedTest {
     // Walks to the end, and checks every step on the way.
     static void expectBoundedWalk(HeldSet& held, Step firstStep) {
         Record record = unit_test::unusedRecord<Record>();
-        std::size_t steps = 0;
-        std::int32_t rc = firstStep(held.token(), &record);
+        size_t steps = 0;
+        int32_t rc = firstStep(held.token(), &record);
         while (rc == STAPI_RC_OK && steps <= mostSteps(held)) {
             ++steps;
             expectInside(held, record);
@@ -61,11 +61,11 @@ class RsWalkBounds : public unit_test::TracedTest {
         EXPECT_TRUE(held.bufferIsUnchanged());
     }
     // Every step but the last takes 4 bytes or more.
-    static std::size_t mostSteps(const HeldSet& held) {
-        return held.capacity() / wordSize + 2;
+    static size_t mostSteps(const HeldSet& held) {
+        return held.capacity() / kWordSize + 2;
     }
-    static std::int32_t expectedEnd(const HeldSet& held) {
-        return std::memcmp(held.buffer(), Kind::eyecatcher, 8) == 0 ? STAPI_RC_END_OF_DATA : STAPI_RC_WRONG_CONTENT;
+    static int32_t expectedEnd(const HeldSet& held) {
+        return std::memcmp(held.buffer(), Kind::kEyecatcher, 8) == 0 ? STAPI_RC_END_OF_DATA : STAPI_RC_WRONG_CONTENT;
     }
     static void expectInside(HeldSet& held, const Record& record) {
         const ResultSetToken* const token = held.token();
@@ -78,7 +78,7 @@ class RsWalkBounds : public unit_test::TracedTest {
 
     static void expectBounded(const std::string& bytes, char slackFill) {
         for (const Step firstStep : {Step{&Kind::first}, Step{&Kind::next}}) {
-            HeldSet held(bytes, unit_test::userOwner, slackFill);
+            HeldSet held(bytes, unit_test::kUserOwner, slackFill);
             expectBoundedWalk(held, firstStep);
         }
     }
@@ -86,25 +86,25 @@ class RsWalkBounds : public unit_test::TracedTest {
 
 TYPED_TEST_SUITE(RsWalkBounds, unit_test::WalkKinds, unit_test::WalkKindName);
 
-constexpr char slackFills[] = {'\0', '\xFF', '\x01', '\x0F'};
+constexpr char kSlackFills[] = {'\0', '\xFF', '\x01', '\x0F'};
 
 TYPED_TEST(RsWalkBounds, TheUndamagedSetIsWalkedToItsEnd) {
-    HeldSet held(this->everything(), unit_test::userOwner, '\0');
+    HeldSet held(this->everything(), unit_test::kUserOwner, '\0');
     typename TypeParam::Record record = {};
-    std::size_t steps = 0;
-    std::int32_t rc = TypeParam::first(held.token(), &record);
+    size_t steps = 0;
+    int32_t rc = TypeParam::first(held.token(), &record);
     for (; rc == STAPI_RC_OK; rc = TypeParam::next(held.token(), &record)) {
         ++steps;
     }
     EXPECT_EQ(rc, STAPI_RC_END_OF_DATA);
-    const bool hasBogusEntry = std::string(TypeParam::eyecatcher) == "ZULIDSET";
+    const bool hasBogusEntry = std::string(TypeParam::kEyecatcher) == "ZULIDSET";
     EXPECT_EQ(steps, hasBogusEntry ? 10U : 9U);
 }
 
 TYPED_TEST(RsWalkBounds, BufferCutOffAtEveryByteEndsTheWalk) {
     const std::string whole = this->everything();
-    for (std::size_t length = 8; length <= whole.size(); ++length) {
-        for (const char slackFill : slackFills) {
+    for (size_t length = 8; length <= whole.size(); ++length) {
+        for (const char slackFill : kSlackFills) {
             SCOPED_TRACE("cut off at " + std::to_string(length) + ", then " + std::to_string(slackFill));
             this->expectBounded(whole.substr(0, length), slackFill);
         }
@@ -114,26 +114,26 @@ TYPED_TEST(RsWalkBounds, BufferCutOffAtEveryByteEndsTheWalk) {
 TYPED_TEST(RsWalkBounds, BufferCutOffWithTheTerminatorBehindItsCapacityEndsTheWalk) {
     const std::string whole = this->everything();
     const std::string mark = "\x0F\x0E\x0F\x0E";
-    for (std::size_t length = 8; length <= whole.size(); ++length) {
+    for (size_t length = 8; length <= whole.size(); ++length) {
         SCOPED_TRACE(length);
         // As a parser leaves it: the mark in the place that is always there behind the capacity.
-        HeldSet held(whole.substr(0, length) + mark, unit_test::userOwner, '\x55');
-        held.token()->resultSetBufLen = static_cast<std::int32_t>(length);
+        HeldSet held(whole.substr(0, length) + mark, unit_test::kUserOwner, '\x55');
+        held.token()->resultSetBufLen = static_cast<int32_t>(length);
         this->expectBoundedWalk(held, &TypeParam::first);
     }
 }
 
 TYPED_TEST(RsWalkBounds, EveryWordReplacedByEveryAwkwardValueEndsTheWalk) {
     const std::string whole = this->everything();
-    const auto size = static_cast<std::uint32_t>(whole.size());
-    const std::vector<std::uint32_t> values = {0,          1,          2,          size - 1,   size,
-                                               size + 16,  0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFFFC,
-                                               0xFFFFFFF0, 0x0E0F0E0F, 0x00010000, 0xFFFF0000};
-    for (std::size_t position = 8; position + wordSize <= whole.size(); ++position) {
-        for (const std::uint32_t value : values) {
+    const auto size = static_cast<uint32_t>(whole.size());
+    const std::vector<uint32_t> values = {0,          1,          2,          size - 1,   size,
+                                          size + 16,  0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFFFC,
+                                          0xFFFFFFF0, 0x0E0F0E0F, 0x00010000, 0xFFFF0000};
+    for (size_t position = 8; position + kWordSize <= whole.size(); ++position) {
+        for (const uint32_t value : values) {
             SCOPED_TRACE(std::to_string(value) + " at " + std::to_string(position));
             std::string damaged = whole;
-            damaged.replace(position, wordSize, SetBytes().word(value).bytes());
+            damaged.replace(position, kWordSize, SetBytes().word(value).bytes());
             this->expectBounded(damaged, '\0');
         }
     }
@@ -145,8 +145,8 @@ TYPED_TEST(RsWalkBounds, RandomDamageEndsTheWalk) {
     for (int round = 0; round < 4000; ++round) {
         SCOPED_TRACE(round);
         std::string damaged = whole;
-        const std::size_t changes = 1 + random() % 6;
-        for (std::size_t change = 0; change < changes; ++change) {
+        const size_t changes = 1 + random() % 6;
+        for (size_t change = 0; change < changes; ++change) {
             damaged[8 + random() % (damaged.size() - 8)] = static_cast<char>(random() % 256);
         }
         this->expectBounded(damaged, static_cast<char>(random() % 256));
@@ -158,30 +158,30 @@ TYPED_TEST(RsWalkBounds, RandomSmallWordsEndTheWalk) {
     for (int round = 0; round < 4000; ++round) {
         SCOPED_TRACE(round);
         SetBytes bytes;
-        bytes.raw(TypeParam::eyecatcher);
-        const std::size_t words = random() % 40;
-        for (std::size_t word = 0; word < words; ++word) {
-            bytes.word(static_cast<std::uint32_t>(random() % 10) - 2);
+        bytes.raw(TypeParam::kEyecatcher);
+        const size_t words = random() % 40;
+        for (size_t word = 0; word < words; ++word) {
+            bytes.word(static_cast<uint32_t>(random() % 10) - 2);
         }
         this->expectBounded(bytes.bytes(), '\0');
     }
 }
 
 TYPED_TEST(RsWalkBounds, HugeLengthsEndTheWalkWithoutAStep) {
-    for (const std::uint32_t length : {0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU, 0xFFFFFFF0U, 65U}) {
+    for (const uint32_t length : {0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU, 0xFFFFFFF0U, 65U}) {
         SCOPED_TRACE(length);
         typename TypeParam::Record record = {};
-        HeldSet queryElement(SetBytes(TypeParam::eyecatcher, 1).word(length).raw(std::string(60, 'x')));
+        HeldSet queryElement(SetBytes(TypeParam::kEyecatcher, 1).word(length).raw(std::string(60, 'x')));
         EXPECT_EQ(TypeParam::first(queryElement.token(), &record), STAPI_RC_END_OF_DATA);
         EXPECT_EQ(TypeParam::next(queryElement.token(), &record), STAPI_RC_END_OF_DATA);
-        HeldSet entry(SetBytes(TypeParam::eyecatcher, 1).block("RG", 0, 1).word(length).raw(std::string(60, 'x')));
+        HeldSet entry(SetBytes(TypeParam::kEyecatcher, 1).block("RG", 0, 1).word(length).raw(std::string(60, 'x')));
         EXPECT_EQ(TypeParam::first(entry.token(), &record), STAPI_RC_END_OF_DATA);
         EXPECT_EQ(TypeParam::next(entry.token(), &record), STAPI_RC_END_OF_DATA);
     }
 }
 
 TYPED_TEST(RsWalkBounds, StepThatWouldLeaveTheBufferLeavesRecordAndTokenAlone) {
-    SetBytes bytes(TypeParam::eyecatcher, 1);
+    SetBytes bytes(TypeParam::kEyecatcher, 1);
     bytes.block("RG", 0, 2);
     TypeParam::addEntry(bytes, "first");
     HeldSet held(bytes.word(1000).raw("cut"));
@@ -210,7 +210,7 @@ TYPED_TEST(RsWalkBounds, AnyMixtureOfCallsOnDamagedBuffersStaysInside) {
         SCOPED_TRACE(round);
         std::string damaged = whole;
         damaged[8 + random() % (damaged.size() - 8)] = static_cast<char>(random() % 256);
-        HeldSet held(damaged, unit_test::connectionOwner, '\0');
+        HeldSet held(damaged, unit_test::kConnectionOwner, '\0');
         typename TypeParam::Record record = {};
         for (int call = 0; call < 12; ++call) {
             char* query = nullptr;
@@ -240,24 +240,23 @@ TYPED_TEST(RsWalkBounds, AnyMixtureOfCallsOnDamagedBuffersStaysInside) {
 template <typename Kind>
 class RsHugeBuffer : public unit_test::TracedTest {
   protected:
-    static constexpr std::size_t capacity = unit_test::endMark + std::size_t{4096};
+    static constexpr size_t kCapacity = unit_test::kEndMark + size_t{4096};
 
-    explicit RsHugeBuffer() : block_(static_cast<char*>(std::calloc(capacity + unit_test::slackBehindCapacity, 1))) {}
+    explicit RsHugeBuffer() : block_(static_cast<char*>(std::calloc(kCapacity + unit_test::kSlackBehindCapacity, 1))) {}
     ~RsHugeBuffer() override {
         std::free(block_);
     }
 
     // What two steps over these bytes return, the first one by the function given.
-    std::vector<std::int32_t> steps(const SetBytes& set,
-                                    std::int32_t (*first)(ResultSetToken*, typename Kind::Record*)) {
+    std::vector<int32_t> steps(const SetBytes& set, int32_t (*first)(ResultSetToken*, typename Kind::Record*)) {
         std::memcpy(block_, set.bytes().data(), set.size());
         ResultSetToken token = {};
-        token.owner = unit_test::userOwner;
+        token.owner = unit_test::kUserOwner;
         token.resultSetBuf = block_;
-        token.resultSetBufLen = static_cast<std::int32_t>(capacity);
+        token.resultSetBufLen = static_cast<int32_t>(kCapacity);
         token.dataCursor = block_;
         auto record = unit_test::unusedRecord<typename Kind::Record>();
-        const std::int32_t firstRc = first(&token, &record);
+        const int32_t firstRc = first(&token, &record);
         return {firstRc, Kind::next(&token, &record)};
     }
 
@@ -269,23 +268,23 @@ TYPED_TEST_SUITE(RsHugeBuffer, unit_test::WalkKinds, unit_test::WalkKindName);
 
 TYPED_TEST(RsHugeBuffer, OfAnEmptySetIsAtItsEndAtOnce) {
     SetBytes withoutCount;
-    withoutCount.raw(TypeParam::eyecatcher).end();
+    withoutCount.raw(TypeParam::kEyecatcher).end();
     EXPECT_EQ(this->steps(withoutCount, &TypeParam::first).front(), STAPI_RC_END_OF_DATA);
-    EXPECT_EQ(this->steps(SetBytes(TypeParam::eyecatcher, 1).end(), &TypeParam::next).front(), STAPI_RC_END_OF_DATA);
+    EXPECT_EQ(this->steps(SetBytes(TypeParam::kEyecatcher, 1).end(), &TypeParam::next).front(), STAPI_RC_END_OF_DATA);
 }
 
 TYPED_TEST(RsHugeBuffer, EndsWhereATerminatorStandsInThePlaceOfABlock) {
-    SetBytes set(TypeParam::eyecatcher, 2);
+    SetBytes set(TypeParam::kEyecatcher, 2);
     TypeParam::addEntry(set.block("Q", 0, 1), "one");
-    const std::vector<std::int32_t> endedAfterOne = {STAPI_RC_OK, STAPI_RC_END_OF_DATA};
+    const std::vector<int32_t> endedAfterOne = {STAPI_RC_OK, STAPI_RC_END_OF_DATA};
     EXPECT_EQ(this->steps(set.end(), &TypeParam::first), endedAfterOne);
     EXPECT_EQ(this->steps(set, &TypeParam::next), endedAfterOne);
 }
 
 TYPED_TEST(RsHugeBuffer, EndsWhereATerminatorStandsInThePlaceOfAnEntry) {
-    SetBytes set(TypeParam::eyecatcher, 1);
+    SetBytes set(TypeParam::kEyecatcher, 1);
     TypeParam::addEntry(set.block("Q", 0, 2), "one");
-    const std::vector<std::int32_t> endedAfterOne = {STAPI_RC_OK, STAPI_RC_END_OF_DATA};
+    const std::vector<int32_t> endedAfterOne = {STAPI_RC_OK, STAPI_RC_END_OF_DATA};
     EXPECT_EQ(this->steps(set.end(), &TypeParam::first), endedAfterOne);
     EXPECT_EQ(this->steps(set, &TypeParam::next), endedAfterOne);
 }

@@ -18,7 +18,7 @@ template <typename Kind>
 class RsEmptyWalk : public unit_test::TracedTest {
   protected:
     // Both kinds of step leave record and token alone and give the end.
-    void expectEnd(HeldSet& held, std::int32_t (*step)(ResultSetToken*, typename Kind::Record*)) {
+    void expectEnd(HeldSet& held, int32_t (*step)(ResultSetToken*, typename Kind::Record*)) {
         auto record = unit_test::unusedRecord<typename Kind::Record>();
         const std::string recordBefore = unit_test::bytesOf(record);
         const std::string tokenBefore = unit_test::bytesOf(*held.token());
@@ -28,7 +28,7 @@ class RsEmptyWalk : public unit_test::TracedTest {
     }
 
     static SetBytes noBlocks() {
-        return SetBytes(Kind::eyecatcher, 0).end();
+        return SetBytes(Kind::kEyecatcher, 0).end();
     }
 };
 
@@ -63,7 +63,7 @@ TYPED_TEST(RsEmptyWalk, FirstOnASetWithoutBlocksInALargerBufferIsTheEnd) {
 }
 
 TYPED_TEST(RsEmptyWalk, FirstOnACountOfZeroIsTheEndWhateverStandsBehindIt) {
-    SetBytes bytes(TypeParam::eyecatcher, 0);
+    SetBytes bytes(TypeParam::kEyecatcher, 0);
     bytes.block("RG", 0, 1);
     TypeParam::addEntry(bytes, "left behind");
     HeldSet held(bytes.end());
@@ -71,10 +71,10 @@ TYPED_TEST(RsEmptyWalk, FirstOnACountOfZeroIsTheEndWhateverStandsBehindIt) {
 }
 
 TYPED_TEST(RsEmptyWalk, FirstFindsTheMarkWhereTheCountShouldStand) {
-    HeldSet held(SetBytes().raw(TypeParam::eyecatcher).end().raw("rubbish"));
+    HeldSet held(SetBytes().raw(TypeParam::kEyecatcher).end().raw("rubbish"));
     this->traceToFile(3);
     this->expectEnd(held, &TypeParam::first);
-    const bool ids = std::string(TypeParam::eyecatcher) == "ZULIDSET";
+    const bool ids = std::string(TypeParam::kEyecatcher) == "ZULIDSET";
     EXPECT_EQ(this->messages(ids ? 1049 : 1063),
               (unit_test::Lines{ids ? "stapi_zul_impl.getFirstIdInternal() endOfResults=1 zulStatRc=-113"
                                     : "stapi_zul_impl.getFirstStatInternal() last=1 rc=-113"}));
@@ -84,14 +84,14 @@ TYPED_TEST(RsEmptyWalk, FirstDoesNotSeeTheMarkBehindACountOfZero) {
     HeldSet held(this->noBlocks());
     this->traceToFile(3);
     this->expectEnd(held, &TypeParam::first);
-    const bool ids = std::string(TypeParam::eyecatcher) == "ZULIDSET";
+    const bool ids = std::string(TypeParam::kEyecatcher) == "ZULIDSET";
     EXPECT_EQ(this->messages(ids ? 1049 : 1063),
               (unit_test::Lines{ids ? "stapi_zul_impl.getFirstIdInternal() endOfResults=0 zulStatRc=-113"
                                     : "stapi_zul_impl.getFirstStatInternal() last=0 rc=-113"}));
 }
 
 TYPED_TEST(RsEmptyWalk, EmptySetBehindAWalkedOneEndsTheOldWalk) {
-    SetBytes full(TypeParam::eyecatcher, 1);
+    SetBytes full(TypeParam::kEyecatcher, 1);
     full.block("RG", 0, 1);
     TypeParam::addEntry(full, "only");
     HeldSet held(full.end());
@@ -99,7 +99,7 @@ TYPED_TEST(RsEmptyWalk, EmptySetBehindAWalkedOneEndsTheOldWalk) {
     ASSERT_EQ(TypeParam::first(held.token(), &record), 0);
     HeldSet empty(this->noBlocks());
     held.token()->resultSetBuf = empty.buffer();
-    held.token()->resultSetBufLen = static_cast<std::int32_t>(empty.capacity());
+    held.token()->resultSetBufLen = static_cast<int32_t>(empty.capacity());
     held.token()->dataCursor = empty.buffer();
     held.token()->queryIndex = 0;
     this->expectEnd(held, &TypeParam::next);
@@ -120,7 +120,7 @@ TEST_F(RsBlockWithoutEntries, LastInAnIdSetHandsOutTheMarkAsLengthThenEnds) {
     EXPECT_EQ(getFirstId(held.token(), &id_), 0);
     EXPECT_EQ(unit_test::queryElementOf(id_), "RG");
     EXPECT_EQ(id_.queryElementRC, 0);
-    EXPECT_EQ(id_.idLen, unit_test::endMark);
+    EXPECT_EQ(id_.idLen, unit_test::kEndMark);
     EXPECT_EQ(id_.idPtr, held.at(bytes.size()));
     EXPECT_EQ(held.token()->elementResultIndex, 0);
     EXPECT_EQ(held.token()->queryIndex, 2U);
@@ -137,7 +137,7 @@ TEST_F(RsBlockWithoutEntries, LastInAnIdSetIsMetTheSameWayByNext) {
     EXPECT_EQ(getNextId(held.token(), &id_), 0);
     EXPECT_EQ(unit_test::queryElementOf(id_), "RG");
     EXPECT_EQ(id_.queryElementRC, 4);
-    EXPECT_EQ(id_.idLen, unit_test::endMark);
+    EXPECT_EQ(id_.idLen, unit_test::kEndMark);
     EXPECT_EQ(id_.idPtr, held.at(bytes.size()));
     const std::string before = unit_test::bytesOf(id_);
     EXPECT_EQ(getNextId(held.token(), &id_), STAPI_RC_END_OF_DATA);
@@ -148,7 +148,7 @@ TEST_F(RsBlockWithoutEntries, LastInAnIdSetEndsAlsoWhenTheBufferIsLarger) {
     for (const char fill : {'\0', '\1', 'x'}) {
         HeldSet held(SetBytes("ZULIDSET", 1).block("RG", 0, 0).end().raw(std::string(4096, fill)));
         EXPECT_EQ(getFirstId(held.token(), &id_), 0);
-        EXPECT_EQ(id_.idLen, unit_test::endMark);
+        EXPECT_EQ(id_.idLen, unit_test::kEndMark);
         EXPECT_EQ(getNextId(held.token(), &id_), STAPI_RC_END_OF_DATA);
         held.token()->queryIndex = 0;
         EXPECT_EQ(getNextId(held.token(), &id_), 0);

@@ -1,6 +1,6 @@
 // What differs between a walk over ids and one over statistics, so that one test serves both.
-#ifndef TESTS_UNIT_RS_WALK_KINDS_H
-#define TESTS_UNIT_RS_WALK_KINDS_H
+#ifndef ZULSTATS_TESTS_UNIT_RS_WALK_KINDS_H
+#define ZULSTATS_TESTS_UNIT_RS_WALK_KINDS_H
 
 #include <gtest/gtest.h>
 
@@ -16,15 +16,15 @@ namespace unit_test {
 
 struct IdWalk {
     using Record = IdData;
-    static constexpr const char* name = "Ids";
-    static constexpr const char* eyecatcher = "ZULIDSET";
-    static constexpr const char* otherEyecatcher = "ZULSTSET";
-    static constexpr std::int32_t nullRecordCode = STAPI_RC_NULL_ID_DATA;
+    static constexpr const char* kName = "Ids";
+    static constexpr const char* kEyecatcher = "ZULIDSET";
+    static constexpr const char* kOtherEyecatcher = "ZULSTSET";
+    static constexpr int32_t kNullRecordCode = STAPI_RC_NULL_ID_DATA;
 
-    static std::int32_t first(ResultSetToken* token, Record* record) {
+    static int32_t first(ResultSetToken* token, Record* record) {
         return getFirstId(token, record);
     }
-    static std::int32_t next(ResultSetToken* token, Record* record) {
+    static int32_t next(ResultSetToken* token, Record* record) {
         return getNextId(token, record);
     }
     static void addEntry(SetBytes& set, std::string_view id) {
@@ -43,15 +43,15 @@ struct IdWalk {
 
 struct StatWalk {
     using Record = StatData;
-    static constexpr const char* name = "Statistics";
-    static constexpr const char* eyecatcher = "ZULSTSET";
-    static constexpr const char* otherEyecatcher = "ZULIDSET";
-    static constexpr std::int32_t nullRecordCode = STAPI_RC_NULL_STAT_DATA;
+    static constexpr const char* kName = "Statistics";
+    static constexpr const char* kEyecatcher = "ZULSTSET";
+    static constexpr const char* kOtherEyecatcher = "ZULIDSET";
+    static constexpr int32_t kNullRecordCode = STAPI_RC_NULL_STAT_DATA;
 
-    static std::int32_t first(ResultSetToken* token, Record* record) {
+    static int32_t first(ResultSetToken* token, Record* record) {
         return getFirstStat(token, record);
     }
-    static std::int32_t next(ResultSetToken* token, Record* record) {
+    static int32_t next(ResultSetToken* token, Record* record) {
         return getNextStat(token, record);
     }
     static void addEntry(SetBytes& set, std::string_view id) {
@@ -80,7 +80,7 @@ using WalkKinds = ::testing::Types<IdWalk, StatWalk>;
 struct WalkKindName {
     template <typename Kind>
     static std::string GetName(int) {
-        return Kind::name;
+        return Kind::kName;
     }
 };
 

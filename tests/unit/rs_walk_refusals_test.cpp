@@ -22,17 +22,17 @@ template <typename Kind>
 class RsWalkRefusals : public unit_test::TracedTest {
   protected:
     using Record = typename Kind::Record;
-    using Step = std::int32_t (*)(ResultSetToken*, Record*);
+    using Step = int32_t (*)(ResultSetToken*, Record*);
 
     static SetBytes ownSet() {
-        SetBytes bytes(Kind::eyecatcher, 1);
+        SetBytes bytes(Kind::kEyecatcher, 1);
         bytes.block("RG", 0, 2);
         Kind::addEntry(bytes, "first");
         Kind::addEntry(bytes, "second");
         return bytes.end();
     }
     // Both steps give the code and touch neither the record nor the token.
-    void expectRefusal(ResultSetToken* token, std::int32_t code) {
+    void expectRefusal(ResultSetToken* token, int32_t code) {
         for (const Step step : {Step{&Kind::first}, Step{&Kind::next}}) {
             auto record = unit_test::unusedRecord<Record>();
             const std::string recordBefore = unit_test::bytesOf(record);
@@ -54,8 +54,8 @@ TYPED_TEST(RsWalkRefusals, NullResultSet) {
 
 TYPED_TEST(RsWalkRefusals, NullRecord) {
     HeldSet held(this->ownSet());
-    EXPECT_EQ(TypeParam::first(held.token(), nullptr), TypeParam::nullRecordCode);
-    EXPECT_EQ(TypeParam::next(held.token(), nullptr), TypeParam::nullRecordCode);
+    EXPECT_EQ(TypeParam::first(held.token(), nullptr), TypeParam::kNullRecordCode);
+    EXPECT_EQ(TypeParam::next(held.token(), nullptr), TypeParam::kNullRecordCode);
     EXPECT_EQ(held.token()->queryIndex, 0U);
 }
 
@@ -66,12 +66,12 @@ TYPED_TEST(RsWalkRefusals, NullResultSetBeforeNullRecord) {
 
 TYPED_TEST(RsWalkRefusals, NullRecordBeforeWrongContent) {
     HeldSet held(SetBytes("ZULNOSET", 0).end());
-    EXPECT_EQ(TypeParam::first(held.token(), nullptr), TypeParam::nullRecordCode);
-    EXPECT_EQ(TypeParam::next(held.token(), nullptr), TypeParam::nullRecordCode);
+    EXPECT_EQ(TypeParam::first(held.token(), nullptr), TypeParam::kNullRecordCode);
+    EXPECT_EQ(TypeParam::next(held.token(), nullptr), TypeParam::kNullRecordCode);
 }
 
 TYPED_TEST(RsWalkRefusals, TheOtherKindOfContent) {
-    HeldSet held(SetBytes(TypeParam::otherEyecatcher, 1).block("RG", 0, 1).stat("a", "1").end());
+    HeldSet held(SetBytes(TypeParam::kOtherEyecatcher, 1).block("RG", 0, 1).stat("a", "1").end());
     this->expectRefusal(held.token(), STAPI_RC_WRONG_CONTENT);
 }
 
@@ -87,7 +87,7 @@ TYPED_TEST(RsWalkRefusals, TheOtherKindOfContentInTheMiddleOfItsWalk) {
 }
 
 TYPED_TEST(RsWalkRefusals, ContentWithoutAnEyecatcher) {
-    const std::string ownEyecatcher = TypeParam::eyecatcher;
+    const std::string ownEyecatcher = TypeParam::kEyecatcher;
     for (const std::string& eyecatcher : {std::string("zulidset"), ownEyecatcher.substr(0, 7) + "X",
                                           std::string("X").append(ownEyecatcher, 1), std::string(8, '\0')}) {
         HeldSet held(SetBytes(eyecatcher, 0).end());
@@ -126,7 +126,7 @@ TYPED_TEST(RsWalkRefusals, AnotherProcessBeforeAnotherThread) {
 }
 
 TYPED_TEST(RsWalkRefusals, WrongContentBeforeAnotherProcess) {
-    HeldSet held(SetBytes(TypeParam::otherEyecatcher, 0).end());
+    HeldSet held(SetBytes(TypeParam::kOtherEyecatcher, 0).end());
     ++held.token()->owningPid;
     ++held.token()->owningTid;
     this->expectRefusal(held.token(), STAPI_RC_WRONG_CONTENT);
@@ -142,12 +142,12 @@ TYPED_TEST(RsWalkRefusals, ARealOtherThreadOnAConnectionsResultSet) {
 }
 
 TYPED_TEST(RsWalkRefusals, NothingOfACopyWhateverItsProcessAndThreadFieldsHold) {
-    HeldSet held(this->ownSet(), unit_test::userOwner);
+    HeldSet held(this->ownSet(), unit_test::kUserOwner);
     held.token()->owningPid = 0xDEADBEEF;
     held.token()->owningTid = 0xDEADBEEF;
     auto record = unit_test::unusedRecord<typename TypeParam::Record>();
     EXPECT_EQ(TypeParam::first(held.token(), &record), 0);
-    std::int32_t rcElsewhere = 1;
+    int32_t rcElsewhere = 1;
     unit_test::onAnotherThread([&] { rcElsewhere = TypeParam::next(held.token(), &record); });
     EXPECT_EQ(rcElsewhere, 0);
     EXPECT_EQ(TypeParam::entry(record), "second");
@@ -165,15 +165,15 @@ TYPED_TEST(RsWalkRefusals, NothingBecauseOfTheTokensOwnEyecatcher) {
 
 struct WrittenRefusal {
     std::string function;
-    std::int32_t (*call)(ResultSetToken*);
+    int32_t (*call)(ResultSetToken*);
     int entryPoint;
     std::string recordName;
     std::string message;
     std::string exit;
 };
 
-template <typename Record, std::int32_t (*function)(ResultSetToken*, Record*)>
-std::int32_t callWithRecord(ResultSetToken* token) {
+template <typename Record, int32_t (*function)(ResultSetToken*, Record*)>
+int32_t callWithRecord(ResultSetToken* token) {
     static Record record;
     return function(token, &record);
 }

@@ -1,6 +1,7 @@
 // Walking a result set entry by entry: what holds for ids and for statistics alike.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -21,13 +22,13 @@ class RsWalk : public unit_test::TracedTest {
   protected:
     using Record = typename Kind::Record;
 
-    static SetBytes set(std::uint32_t blockCount) {
-        return SetBytes(Kind::eyecatcher, blockCount);
+    static SetBytes set(uint32_t blockCount) {
+        return SetBytes(Kind::kEyecatcher, blockCount);
     }
     // A query element that was answered, with its entries.
-    static void addBlock(SetBytes& bytes, const std::string& queryElement, std::int32_t code,
+    static void addBlock(SetBytes& bytes, const std::string& queryElement, int32_t code,
                          const std::vector<std::string>& entries) {
-        bytes.block(queryElement, code, static_cast<std::uint32_t>(entries.size()));
+        bytes.block(queryElement, code, static_cast<uint32_t>(entries.size()));
         for (const std::string& entry : entries) {
             Kind::addEntry(bytes, entry);
         }
@@ -38,16 +39,16 @@ class RsWalk : public unit_test::TracedTest {
         return bytes.end();
     }
 
-    std::int32_t first(HeldSet& held) {
+    int32_t first(HeldSet& held) {
         return Kind::first(held.token(), &record_);
     }
-    std::int32_t next(HeldSet& held) {
+    int32_t next(HeldSet& held) {
         return Kind::next(held.token(), &record_);
     }
     // "queryElement code entry" of every further step, until one does not give 0; that code stands at the end.
     std::vector<std::string> restOf(HeldSet& held) {
         std::vector<std::string> steps;
-        std::int32_t rc = next(held);
+        int32_t rc = next(held);
         while (rc == STAPI_RC_OK) {
             steps.push_back(described());
             rc = next(held);
@@ -57,7 +58,7 @@ class RsWalk : public unit_test::TracedTest {
     }
     std::vector<std::string> wholeOf(HeldSet& held) {
         std::vector<std::string> steps;
-        const std::int32_t rc = first(held);
+        const int32_t rc = first(held);
         if (rc == STAPI_RC_OK) {
             steps.push_back(described());
             const std::vector<std::string> rest = restOf(held);
@@ -99,7 +100,7 @@ TYPED_TEST(RsWalk, RecordPointsIntoTheBufferAndNothingIsCopied) {
     EXPECT_EQ(this->record_.queryElementPtr, held.at(16));
     EXPECT_EQ(this->record_.queryElementLen, 2U);
     EXPECT_TRUE(TypeParam::entryLiesIn(held, this->record_));
-    EXPECT_EQ(std::string(this->record_.eyecatcher, 8), TypeParam::eyecatcher);
+    EXPECT_EQ(std::string(this->record_.eyecatcher, 8), TypeParam::kEyecatcher);
     EXPECT_TRUE(held.bufferIsUnchanged());
 }
 
@@ -194,7 +195,7 @@ TYPED_TEST(RsWalk, TheMarkInsideATextIsNotTheEnd) {
 TYPED_TEST(RsWalk, EntryLengthOfTheMarksValueIsTakenForTheEnd) {
     SetBytes bytes = this->set(1).block("RG", 0, 2);
     TypeParam::addEntry(bytes, "first");
-    HeldSet held(bytes.word(unit_test::endMark).raw("second").end());
+    HeldSet held(bytes.word(unit_test::kEndMark).raw("second").end());
     EXPECT_EQ(this->wholeOf(held), (Steps{"RG 0 first", "-113"}));
 }
 
@@ -214,7 +215,7 @@ TYPED_TEST(RsWalk, NegativeEntryCountIsReadAsOneEntry) {
 }
 
 TYPED_TEST(RsWalk, BlockCountOfTheHeaderIsNotWhatEndsTheWalk) {
-    for (const std::uint32_t blockCount : {1U, 2U, 3U, 0xFFFFFFFFU}) {
+    for (const uint32_t blockCount : {1U, 2U, 3U, 0xFFFFFFFFU}) {
         SetBytes bytes = this->set(blockCount);
         this->addBlock(bytes, "RA", 0, {"a"});
         this->addBlock(bytes, "RB", 0, {"b"});
@@ -230,7 +231,7 @@ TYPED_TEST(RsWalk, NextOnAFreshTokenGivesTheFirstEntry) {
     HeldSet held(this->oneBlockOfTwo());
     EXPECT_EQ(this->next(held), 0);
     EXPECT_EQ(this->described(), "RG 0 first");
-    EXPECT_EQ(std::string(this->record_.eyecatcher, 8), TypeParam::eyecatcher);
+    EXPECT_EQ(std::string(this->record_.eyecatcher, 8), TypeParam::kEyecatcher);
     EXPECT_EQ(held.token()->queryHeaderCount, 1U);
     EXPECT_EQ(this->restOf(held), (Steps{"RG 0 second", "-113"}));
 }
@@ -241,8 +242,8 @@ TYPED_TEST(RsWalk, FirstStartsAnewAtAnyPoint) {
     bytes.failedBlock("RX", -1);
     HeldSet held(bytes.end());
     const Steps whole = {"RA 0 a", "RA 0 b", "RX -1", "-113"};
-    for (std::size_t steps = 0; steps < 5; ++steps) {
-        for (std::size_t step = 0; step < steps; ++step) {
+    for (size_t steps = 0; steps < 5; ++steps) {
+        for (size_t step = 0; step < steps; ++step) {
             this->next(held);
         }
         EXPECT_EQ(this->wholeOf(held), whole) << "after " << steps << " steps";

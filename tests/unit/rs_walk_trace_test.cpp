@@ -19,18 +19,18 @@ using unit_test::Lines;
 using unit_test::SetBytes;
 
 // Where the code of a first block with a query element of two characters ends.
-constexpr std::size_t firstHeaderEnd = 8 + 4 + 4 + 2 + 4;
+constexpr size_t kFirstHeaderEnd = 8 + 4 + 4 + 2 + 4;
 
 class RsWalkTrace : public unit_test::TracedTest {
   protected:
     static std::string header(const std::string& function, const std::string& what, const HeldSet& held,
-                              const void* token, std::size_t cursor, std::size_t length, std::size_t text, int code) {
+                              const void* token, size_t cursor, size_t length, size_t text, int code) {
         return "stapi_zul_impl." + function + " " + what + ". Resultset=" + at(token) +
                ", Datacursor=" + at(held.at(cursor)) + ", queryElementLen=" + std::to_string(length) +
                ", queryElementPtr=" + at(held.at(text)) + ", queryElementRC=" + std::to_string(code);
     }
     static std::string entry(const std::string& function, int queryIndex, int entryIndex, const HeldSet& held,
-                             const void* token, std::size_t cursor, const std::string& lengthName, int length) {
+                             const void* token, size_t cursor, const std::string& lengthName, int length) {
         return "stapi_zul_impl." + function + " Processing queryIndex=" + std::to_string(queryIndex) +
                ", elementResultIndex=" + std::to_string(entryIndex) + ". Resultset=" + at(token) +
                ", dataCursor=" + at(held.at(cursor)) + ", " + lengthName + "=" + std::to_string(length);
@@ -68,8 +68,8 @@ TEST_F(RsWalkTrace, FirstIdOfABlockOfTwo) {
         (Lines{
             "1150 ENTRY API.getFirstId(rsPtr=" + at(token) + ",idDataPtr=" + at(&id_) + ")",
             "1043 ENTRY " + internal(function, token, "idDataPtr", &id_),
-            "1045 DEBUG " + header(function, "Processing query header 1 of 3", held, token, firstHeaderEnd, 2, 16, 0),
-            "1047 DEBUG " + entry(function, 1, 1, held, token, firstHeaderEnd + 4 + 7, "idLen", 3),
+            "1045 DEBUG " + header(function, "Processing query header 1 of 3", held, token, kFirstHeaderEnd, 2, 16, 0),
+            "1047 DEBUG " + entry(function, 1, 1, held, token, kFirstHeaderEnd + 4 + 7, "idLen", 3),
             "1137 EVENT stapi_zul_impl.getFirstIdInternal Successfully retrieved first Id from resultset " + at(token),
             "1049 EXIT stapi_zul_impl.getFirstIdInternal() endOfResults=0 zulStatRc=0",
             "1152 EXIT API.getFirstId() zulStatRc=0"}));
@@ -93,7 +93,7 @@ TEST_F(RsWalkTrace, FirstIdOfAFailedBlock) {
         (Lines{
             "1150 ENTRY API.getFirstId(rsPtr=" + at(token) + ",idDataPtr=" + at(&id_) + ")",
             "1043 ENTRY " + internal(function, token, "idDataPtr", &id_),
-            "1045 DEBUG " + header(function, "Processing query header 1 of 2", held, token, firstHeaderEnd, 2, 16, -8),
+            "1045 DEBUG " + header(function, "Processing query header 1 of 2", held, token, kFirstHeaderEnd, 2, 16, -8),
             "1046 EVENT " + internal(function, token, "idDataPtr", &id_) + " Found negative queryElementRC(-8)",
             "1049 EXIT stapi_zul_impl.getFirstIdInternal() endOfResults=0 zulStatRc=0",
             "1152 EXIT API.getFirstId() zulStatRc=0"}));
@@ -111,8 +111,8 @@ TEST_F(RsWalkTrace, NextIdOnAFreshToken) {
                      "1052 DEBUG stapi_zul_impl.getNextIdInternal No getFirstId() called on Resultset=" + at(token) +
                          ". Datacursor=" + at(held.at(12)),
                      "1053 DEBUG " +
-                         header(function, "Processing query header 1 of 1", held, token, firstHeaderEnd, 2, 16, 0),
-                     "1055 DEBUG " + entry(function, 1, 1, held, token, firstHeaderEnd + 4 + 7, "idLen", 3),
+                         header(function, "Processing query header 1 of 1", held, token, kFirstHeaderEnd, 2, 16, 0),
+                     "1055 DEBUG " + entry(function, 1, 1, held, token, kFirstHeaderEnd + 4 + 7, "idLen", 3),
                      "1056 DEBUG " + endOfSubset(function, 2, token),
                      "1138 EVENT stapi_zul_impl.getNextIdInternal Successfully retrieved the next Id from resultset " +
                          at(token),
@@ -129,7 +129,7 @@ TEST_F(RsWalkTrace, NextIdInsideABlockWritesNoHeader) {
     EXPECT_EQ(walkPoints(),
               (Lines{"1153 ENTRY API.getNextId(rsPtr=" + at(token) + ",idDataPtr=" + at(&id_) + ")",
                      "1050 ENTRY " + internal(function, token, "idDataPtr", &id_),
-                     "1055 DEBUG " + entry(function, 1, 2, held, token, firstHeaderEnd + 4 + 7 + 6, "idLen", 2),
+                     "1055 DEBUG " + entry(function, 1, 2, held, token, kFirstHeaderEnd + 4 + 7 + 6, "idLen", 2),
                      "1138 EVENT stapi_zul_impl.getNextIdInternal Successfully retrieved the next Id from resultset " +
                          at(token),
                      "1057 EXIT stapi_zul_impl.getNextIdInternal() rc=0", "1155 EXIT API.getNextId() rc=0"}));
@@ -146,8 +146,8 @@ TEST_F(RsWalkTrace, NextIdOfAFailedBlock) {
         walkPoints(),
         (Lines{"1153 ENTRY API.getNextId(rsPtr=" + at(token) + ",idDataPtr=" + at(&id_) + ")",
                "1050 ENTRY " + internal(function, token, "idDataPtr", &id_),
-               "1053 DEBUG " + header(function, "Processing query header 2 of 2", held, token, firstHeaderEnd + 10, 2,
-                                      firstHeaderEnd + 4, -9),
+               "1053 DEBUG " + header(function, "Processing query header 2 of 2", held, token, kFirstHeaderEnd + 10, 2,
+                                      kFirstHeaderEnd + 4, -9),
                "1054 EVENT " + internal(function, token, "idDataPtr", &id_) + " Found negative queryElementRC(-9)",
                "1057 EXIT stapi_zul_impl.getNextIdInternal() rc=0", "1155 EXIT API.getNextId() rc=0"}));
 }
@@ -175,9 +175,9 @@ TEST_F(RsWalkTrace, FirstStatOfABlockOfOne) {
         (Lines{
             "1156 ENTRY API.getFirstStat(rsPtr=" + at(token) + ",statDataPtr=" + at(&stat_) + ")",
             "1058 ENTRY " + internal(function, token, "statDataPtr", &stat_),
-            "1060 DEBUG " + header(function, "Processing query header 1 of 3", held, token, firstHeaderEnd, 2, 16, 4),
+            "1060 DEBUG " + header(function, "Processing query header 1 of 3", held, token, kFirstHeaderEnd, 2, 16, 4),
             "1061 DEBUG " +
-                header(function, "Caching new query element details", held, token, firstHeaderEnd, 2, 16, 4),
+                header(function, "Caching new query element details", held, token, kFirstHeaderEnd, 2, 16, 4),
             "1062 DEBUG " + endOfSubset(function, 2, token),
             "1139 EVENT stapi_zul_impl.getFirstStatInternal Successfully retrieved first stat from resultset " +
                 at(token),
@@ -195,9 +195,9 @@ TEST_F(RsWalkTrace, FirstStatOfAFailedBlockIsSilentAboutIt) {
         (Lines{
             "1156 ENTRY API.getFirstStat(rsPtr=" + at(token) + ",statDataPtr=" + at(&stat_) + ")",
             "1058 ENTRY " + internal(function, token, "statDataPtr", &stat_),
-            "1060 DEBUG " + header(function, "Processing query header 1 of 1", held, token, firstHeaderEnd, 2, 16, -8),
+            "1060 DEBUG " + header(function, "Processing query header 1 of 1", held, token, kFirstHeaderEnd, 2, 16, -8),
             "1061 DEBUG " +
-                header(function, "Caching new query element details", held, token, firstHeaderEnd, 2, 16, -8),
+                header(function, "Caching new query element details", held, token, kFirstHeaderEnd, 2, 16, -8),
             "1063 EXIT stapi_zul_impl.getFirstStatInternal() last=0 rc=0", "1158 EXIT API.getFirstStat() rc=0"}));
 }
 
@@ -214,8 +214,8 @@ TEST_F(RsWalkTrace, NextStatOnAFreshToken) {
             "1064 ENTRY " + internal(function, token, "statDataPtr", &stat_),
             "1066 DEBUG stapi_zul_impl.getNextStatInternal No getFirstStat() called on Resultset=" + at(token) +
                 ". Datacursor=" + at(held.at(12)),
-            "1067 DEBUG " + header(function, "Processing query header 1 of 1", held, token, firstHeaderEnd, 2, 16, 0),
-            "1069 DEBUG " + entry(function, 1, 1, held, token, firstHeaderEnd + 4 + 7 + 6, "statIdLen", 3),
+            "1067 DEBUG " + header(function, "Processing query header 1 of 1", held, token, kFirstHeaderEnd, 2, 16, 0),
+            "1069 DEBUG " + entry(function, 1, 1, held, token, kFirstHeaderEnd + 4 + 7 + 6, "statIdLen", 3),
             "1070 DEBUG " + endOfSubset(function, 2, token),
             "1140 EVENT stapi_zul_impl.getNextStatInternal Successfully retrieved the next stat from resultset " +
                 at(token),

@@ -25,12 +25,12 @@ using unit_test::at;
 using unit_test::Lines;
 using unit_test::SetBytes;
 
-const std::string prefix = "stapi_zul_resultsetbuffer.";
+const std::string kPrefix = "stapi_zul_resultsetbuffer.";
 
 // A heap block of exactly `size` bytes, all 'z', and a cursor at its start.
 class RsWriters : public unit_test::TracedTest {
   protected:
-    void useBlock(std::size_t size) {
+    void useBlock(size_t size) {
         size_ = size;
         block_ = std::make_unique<char[]>(size);
         std::fill(block_.get(), block_.get() + size, 'z');
@@ -39,11 +39,11 @@ class RsWriters : public unit_test::TracedTest {
     std::string written() const {
         return {block_.get(), size_};
     }
-    std::ptrdiff_t moved() const {
+    ptrdiff_t moved() const {
         return cursor_ - block_.get();
     }
 
-    std::size_t size_ = 0;
+    size_t size_ = 0;
     std::unique_ptr<char[]> block_;
     char* cursor_ = nullptr;
 };
@@ -56,7 +56,7 @@ TEST_F(RsWriters, IntegerTakesFourBytesInTheHostsOrder) {
 }
 
 TEST_F(RsWriters, IntegerIsWrittenAtEveryAlignment) {
-    for (std::size_t offset = 0; offset < 8; ++offset) {
+    for (size_t offset = 0; offset < 8; ++offset) {
         useBlock(offset + 4);
         cursor_ += offset;
         EXPECT_EQ(addInteger(&cursor_, 0xFFFFFFFF), 0);
@@ -64,7 +64,7 @@ TEST_F(RsWriters, IntegerIsWrittenAtEveryAlignment) {
     }
 }
 
-using CharsWriter = std::int32_t (*)(char**, const char*, std::int32_t);
+using CharsWriter = int32_t (*)(char**, const char*, int32_t);
 
 class RsCharsWriters : public RsWriters, public testing::WithParamInterface<CharsWriter> {};
 
@@ -166,7 +166,7 @@ TEST_F(RsWriters, FailedBlockIsEightBytesLongerThanItsQueryElement) {
     useBlock(8 + 5);
     EXPECT_EQ(addInteger(&cursor_, 5), 0);
     EXPECT_EQ(addChars(&cursor_, "RG007", 5), 0);
-    EXPECT_EQ(addInteger(&cursor_, static_cast<std::uint32_t>(-3)), 0);
+    EXPECT_EQ(addInteger(&cursor_, static_cast<uint32_t>(-3)), 0);
     EXPECT_EQ(moved(), 13);
     EXPECT_EQ(written(), SetBytes().failedBlock("RG007", -3).bytes());
 }
@@ -176,37 +176,37 @@ TEST_F(RsWriters, FailedBlockIsEightBytesLongerThanItsQueryElement) {
 class RsCheckTerminator : public RsWriters {
   protected:
     // The flag that checkTerminator sets for a word that lies at an offset of a block that ends with it.
-    std::uint32_t flagFor(std::uint32_t word, std::size_t offset) {
+    uint32_t flagFor(uint32_t word, size_t offset) {
         useBlock(offset + 4);
         cursor_ += offset;
         addInteger(&cursor_, word);
-        std::uint32_t flag = 77;
+        uint32_t flag = 77;
         EXPECT_EQ(checkTerminator(block_.get() + offset, &flag), 0);
         return flag;
     }
 };
 
 TEST_F(RsCheckTerminator, SetsTheFlagToOneAtTheMarkAtEveryAlignment) {
-    for (std::size_t offset = 0; offset < 8; ++offset) {
-        EXPECT_EQ(flagFor(unit_test::endMark, offset), 1U) << offset;
+    for (size_t offset = 0; offset < 8; ++offset) {
+        EXPECT_EQ(flagFor(unit_test::kEndMark, offset), 1U) << offset;
     }
 }
 
 TEST_F(RsCheckTerminator, SetsTheFlagToZeroElsewhere) {
-    for (const std::uint32_t word : {0U, 0x0F0E0F0EU, 0x0E0F0E0EU, 0x0E0F0F0FU, 0x0F0F0E0FU, 0xFFFFFFFFU}) {
+    for (const uint32_t word : {0U, 0x0F0E0F0EU, 0x0E0F0E0EU, 0x0E0F0F0FU, 0x0F0F0E0FU, 0xFFFFFFFFU}) {
         EXPECT_EQ(flagFor(word, 0), 0U) << word;
     }
 }
 
 TEST_F(RsCheckTerminator, TakesAnIdLengthOfTheMarksValueForTheEnd) {
     const std::string bytes = SetBytes("ZULIDSET", 1).block("", 0, 1).word(0x0E0F0E0F).raw("id").bytes();
-    std::uint32_t flag = 0;
+    uint32_t flag = 0;
     EXPECT_EQ(checkTerminator(bytes.data() + 24, &flag), 0);
     EXPECT_EQ(flag, 1U);
 }
 
 TEST_F(RsCheckTerminator, NullCursorLeavesTheFlagAlone) {
-    std::uint32_t flag = 77;
+    uint32_t flag = 77;
     EXPECT_EQ(checkTerminator(nullptr, &flag), STAPI_RC_NO_DATA);
     EXPECT_EQ(flag, 77U);
 }
@@ -219,28 +219,28 @@ TEST_F(RsCheckTerminator, NullFlagIsRefused) {
 TEST_F(RsCheckTerminator, TracesTheFlagThatItSets) {
     useBlock(4);
     addTerminator(cursor_);
-    std::uint32_t flag = 0;
+    uint32_t flag = 0;
     traceToFile(5);
     checkTerminator(cursor_, &flag);
     const std::string arguments = "(dataCursor=" + at(cursor_) + ", isRSTermPtr=" + at(&flag) + ")";
     EXPECT_EQ(points(),
-              (Lines{"2123 ENTRY " + prefix + "checkTerminator" + arguments,
-                     "2125 DEBUG " + prefix + "checkTerminator(dataCursor=" + at(cursor_) + ", *isRSTermPtr=1)",
-                     "2126 EXIT " + prefix + "checkTerminator" + arguments + " rc=0"}));
+              (Lines{"2123 ENTRY " + kPrefix + "checkTerminator" + arguments,
+                     "2125 DEBUG " + kPrefix + "checkTerminator(dataCursor=" + at(cursor_) + ", *isRSTermPtr=1)",
+                     "2126 EXIT " + kPrefix + "checkTerminator" + arguments + " rc=0"}));
 }
 
 // ---- Null parameters ------------------------------------------------------------------------------------------------
 
-std::int32_t writeToNullCursor(CharsWriter writer) {
+int32_t writeToNullCursor(CharsWriter writer) {
     char* cursor = nullptr;
-    const std::int32_t rc = writer(&cursor, "abc", 3);
+    const int32_t rc = writer(&cursor, "abc", 3);
     EXPECT_EQ(cursor, nullptr);
     return rc;
 }
 
 struct NullCase {
     std::string function;
-    std::int32_t (*call)();
+    int32_t (*call)();
     int pointId;
     std::string arguments;
 };
@@ -263,7 +263,7 @@ class RsNullParameter : public RsWriters, public testing::WithParamInterface<Nul
 TEST_P(RsNullParameter, IsNoDataWithItsMessage) {
     traceToFile(1);
     EXPECT_EQ(GetParam().call(), STAPI_RC_NO_DATA);
-    EXPECT_EQ(points(), (Lines{std::to_string(GetParam().pointId) + " *EXC* " + prefix + GetParam().function + "(" +
+    EXPECT_EQ(points(), (Lines{std::to_string(GetParam().pointId) + " *EXC* " + kPrefix + GetParam().function + "(" +
                                GetParam().arguments + ") function received a null parameter"}));
 }
 
@@ -280,7 +280,7 @@ TEST_F(RsWriters, NullCursorBehindAPointerIsNoDataAndNothingIsWritten) {
     EXPECT_EQ(writeToNullCursor(&addPlatformChars), STAPI_RC_NO_DATA);
     EXPECT_EQ(ids(), (std::vector<int>{2109, 2101, 2112, 2117}));
     EXPECT_EQ(points().front(),
-              "2109 *EXC* " + prefix + "addInteger(&bufWPtr=" + at(&cursor) + ") function received a null parameter");
+              "2109 *EXC* " + kPrefix + "addInteger(&bufWPtr=" + at(&cursor) + ") function received a null parameter");
 }
 
 TEST_F(RsWriters, NullIdStringIsNoDataAndNothingIsWritten) {
@@ -296,7 +296,7 @@ TEST_F(RsWriters, IntegerTracesEntryAndExit) {
     useBlock(4);
     traceToFile(5);
     addInteger(&cursor_, 42);
-    const std::string entry = prefix + "addInteger(&bufWPtr=" + at(&cursor_) + ",rsInt=42)";
+    const std::string entry = kPrefix + "addInteger(&bufWPtr=" + at(&cursor_) + ",rsInt=42)";
     EXPECT_EQ(points(), (Lines{"2108 ENTRY " + entry, "2110 EXIT " + entry + " rc=0"}));
 }
 
@@ -305,11 +305,11 @@ TEST_F(RsWriters, CharsTraceOneDebugLine) {
     traceToFile(5);
     const char* const text = "abcd";
     addChars(&cursor_, text, 4);
-    const std::string entry = prefix + "addChars(&bufWPtr=" + at(&cursor_) + ",textPtr=" + at(text) + ",charCount=4)";
+    const std::string entry = kPrefix + "addChars(&bufWPtr=" + at(&cursor_) + ",textPtr=" + at(text) + ",charCount=4)";
     const Lines lines = points();
     ASSERT_EQ(ids(), (std::vector<int>{2111, 2114, 2115}));
     EXPECT_EQ(lines.front(), "2111 ENTRY " + entry);
-    EXPECT_TRUE(lines[1].starts_with("2114 DEBUG " + prefix + "addChars ")) << lines[1];
+    EXPECT_TRUE(lines[1].starts_with("2114 DEBUG " + kPrefix + "addChars ")) << lines[1];
     EXPECT_EQ(lines.back(), "2115 EXIT " + entry + " rc=0");
 }
 
@@ -319,11 +319,11 @@ TEST_F(RsWriters, PlatformCharsTraceOneDebugLine) {
     const char* const text = "abcd";
     addPlatformChars(&cursor_, text, 4);
     const std::string entry =
-        prefix + "addPlatformChars(&bufWPtr=" + at(&cursor_) + ",textPtr=" + at(text) + ",charCount=4)";
+        kPrefix + "addPlatformChars(&bufWPtr=" + at(&cursor_) + ",textPtr=" + at(text) + ",charCount=4)";
     const Lines lines = points();
     ASSERT_EQ(ids(), (std::vector<int>{2116, 2118, 2119}));
     EXPECT_EQ(lines.front(), "2116 ENTRY " + entry);
-    EXPECT_TRUE(lines[1].starts_with("2118 DEBUG " + prefix + "addPlatformChars ")) << lines[1];
+    EXPECT_TRUE(lines[1].starts_with("2118 DEBUG " + kPrefix + "addPlatformChars ")) << lines[1];
     EXPECT_EQ(lines.back(), "2119 EXIT " + entry + " rc=0");
 }
 
@@ -332,12 +332,12 @@ TEST_F(RsWriters, IdStringTracesItsStepsWithTheLengthMisspelt) {
     traceToFile(5);
     const char* const text = "abc";
     addIdStr(&cursor_, text);
-    const std::string entry = prefix + "addIdStr(&bufWPtr=" + at(&cursor_) + ",idString=" + at(text) + ")";
+    const std::string entry = kPrefix + "addIdStr(&bufWPtr=" + at(&cursor_) + ",idString=" + at(text) + ")";
     const Lines lines = points();
     ASSERT_EQ(ids(), (std::vector<int>{2100, 2102, 2103, 2104, 2105, 2106, 2107}));
     EXPECT_EQ(lines.front(), "2100 ENTRY " + entry);
-    EXPECT_EQ(lines[1], "2102 DEBUG " + prefix + "addIdStr bufWPtr(" + at(&cursor_) + ") *bufWPtr(" + at(block_.get()) +
-                            ") source string(abc) string lentgh(3)");
+    EXPECT_EQ(lines[1], "2102 DEBUG " + kPrefix + "addIdStr bufWPtr(" + at(&cursor_) + ") *bufWPtr(" +
+                            at(block_.get()) + ") source string(abc) string lentgh(3)");
     EXPECT_EQ(lines.back(), "2107 EXIT " + entry + " rc=0");
 }
 
@@ -345,7 +345,7 @@ TEST_F(RsWriters, TerminatorTracesEntryAndExit) {
     useBlock(4);
     traceToFile(5);
     addTerminator(cursor_);
-    const std::string entry = prefix + "addTerminator(writeCursor=" + at(cursor_) + ")";
+    const std::string entry = kPrefix + "addTerminator(writeCursor=" + at(cursor_) + ")";
     EXPECT_EQ(points(), (Lines{"2120 ENTRY " + entry, "2122 EXIT " + entry + " rc=0"}));
 }
 
@@ -354,7 +354,7 @@ TEST_F(RsWriters, NullParameterIsTracedBetweenEntryAndExit) {
     addTerminator(nullptr);
     addInteger(nullptr, 7);
     EXPECT_EQ(ids(), (std::vector<int>{2120, 2121, 2122, 2108, 2109, 2110}));
-    EXPECT_EQ(points().back(), "2110 EXIT " + prefix + "addInteger(&bufWPtr=" + at(nullptr) + ",rsInt=7) rc=-103");
+    EXPECT_EQ(points().back(), "2110 EXIT " + kPrefix + "addInteger(&bufWPtr=" + at(nullptr) + ",rsInt=7) rc=-103");
 }
 
 }  // namespace

@@ -174,7 +174,7 @@ void exportFirst(const std::string& name) {
 }
 
 const std::map<std::string, std::function<void()>>& cases() {
-    static const std::map<std::string, std::function<void()>> table = {
+    static const std::map<std::string, std::function<void()>> kTable = {
         {"first-call", firstCall},
         {"no-memory-then-success", noMemoryThenSuccess},
         {"every-export-without-memory", everyExportWithoutMemory},
@@ -188,7 +188,7 @@ const std::map<std::string, std::function<void()>>& cases() {
         {"direct-start-up", directStartUp},
         {"traced-list-set-up", tracedListSetUp},
     };
-    return table;
+    return kTable;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <set>
 #include <sstream>
 #include <string>
@@ -230,7 +231,7 @@ TEST_P(StartUpRace, OfEightFirstCallsGivesZeroOrOneAndLeavesTheLibraryUsable) {
     EXPECT_GE(std::count(codes.begin(), codes.end(), 0), 1);
     EXPECT_EQ(report.of("afterwards"), 0);
     EXPECT_EQ(report.of("afterwards.stored"), 1);
-    EXPECT_EQ(static_cast<std::ptrdiff_t>(messagesOfPoint(report.standardError, 1124).size()) <=
+    EXPECT_EQ(static_cast<ptrdiff_t>(messagesOfPoint(report.standardError, 1124).size()) <=
                   std::count(codes.begin(), codes.end(), 1),
               true)
         << report.standardError;

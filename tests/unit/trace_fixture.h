@@ -1,7 +1,7 @@
 // A test that reads the library's trace from a file of its own, and leaves the process-wide trace as it found it: level
 // 0, standard error, no banner written.
-#ifndef TESTS_UNIT_TRACE_FIXTURE_H
-#define TESTS_UNIT_TRACE_FIXTURE_H
+#ifndef ZULSTATS_TESTS_UNIT_TRACE_FIXTURE_H
+#define ZULSTATS_TESTS_UNIT_TRACE_FIXTURE_H
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -157,10 +159,10 @@ TEST_F(TraceLineTest, ArgumentsOfDataAreEvaluatedOnlyWhenTheirLevelIsOn) {
         return stapi::HexDumpArea{"abcd", 4, 0, 4};
     };
     traceToFile(3);
-    TRACE_DATA(1, "evaluated\n", area());
+    TRACE_DATA(1, area(), "evaluated\n");
     EXPECT_EQ(evaluated, 0);
     setLevelSilently(4);
-    TRACE_DATA(1, "evaluated\n", area());
+    TRACE_DATA(1, area(), "evaluated\n");
     EXPECT_EQ(evaluated, 1);
 }
 
@@ -176,11 +178,11 @@ struct WordCase {
 
 void writeData() {
     const stapi::HexDumpArea area = {"ab", 2, 0, 2};
-    TRACE_DATA(9, "point\n", area);
+    TRACE_DATA(9, area, "point\n");
 }
 
 const std::vector<WordCase>& wordCases() {
-    static const std::vector<WordCase> cases = {
+    static const std::vector<WordCase> kCases = {
         {"Exception", "*EXC* ", 1, [] { TRACE_EXC(9, "point\n"); }},
         {"Event", "EVENT ", 2, [] { TRACE_EVENT(9, "point\n"); }},
         {"Entry", "ENTRY ", 3, [] { TRACE_ENTRY(9, "point\n"); }},
@@ -190,7 +192,7 @@ const std::vector<WordCase>& wordCases() {
         {"Data", "DATA  ", 4, writeData},
         {"ExceptionWithoutLock", "*EXC* ", 1, [] { TRACE_EXC_UNLOCKED(9, "point\n"); }},
     };
-    return cases;
+    return kCases;
 }
 
 class WordAtLevel : public TraceTest, public testing::WithParamInterface<std::tuple<size_t, int>> {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -92,7 +93,7 @@ TEST_P(TraceWrites, LineOfAHexDumpIsOneWrite) {
     RecordedStream stream(stapi::traceStream);
     setLevelSilently(4);
     const stapi::HexDumpArea area = {bytes.data(), 40, 0, bytes.size()};
-    TRACE_DATA(1, "bytes\n", area);
+    TRACE_DATA(1, area, "bytes\n");
     setLevelSilently(0);
     const std::vector<std::string> writes = stream.writes();
     ASSERT_EQ(writes.size(), 4U);

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -61,7 +62,7 @@ TEST(DllFile, DefFileNamesTheDllAndEveryExport) {
     EXPECT_EQ(lines[0], "LIBRARY ZULSTATS64");
     EXPECT_EQ(lines[1], "EXPORTS");
     std::vector<std::string> names;
-    for (std::size_t index = 2; index < lines.size(); ++index) {
+    for (size_t index = 2; index < lines.size(); ++index) {
         names.push_back(lines[index].substr(lines[index].find_first_not_of(' ')));
     }
     std::sort(names.begin(), names.end());

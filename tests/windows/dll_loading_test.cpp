@@ -68,8 +68,8 @@ TEST(DllLoading, UnloadingAtLevelFourWritesItsTracePoint) {
     const test_support::TemporaryFile trace;
     const HMODULE library = LoadLibraryA(ZULSTATS64_DLL);
     ASSERT_NE(library, nullptr);
-    const auto setLevel = functionOf<std::int32_t (*)(std::int32_t)>(library, "setAPITraceLevel");
-    const auto setFile = functionOf<std::int32_t (*)(const char*)>(library, "setAPITraceFile");
+    const auto setLevel = functionOf<int32_t (*)(int32_t)>(library, "setAPITraceLevel");
+    const auto setFile = functionOf<int32_t (*)(const char*)>(library, "setAPITraceFile");
     ASSERT_NE(setLevel, nullptr);
     ASSERT_NE(setFile, nullptr);
     ASSERT_EQ(setFile(trace.path().c_str()), 0);
@@ -84,8 +84,8 @@ TEST(DllLoading, UnloadingBelowLevelFourWritesNothing) {
     const test_support::TemporaryFile trace;
     const HMODULE library = LoadLibraryA(ZULSTATS64_DLL);
     ASSERT_NE(library, nullptr);
-    const auto setLevel = functionOf<std::int32_t (*)(std::int32_t)>(library, "setAPITraceLevel");
-    const auto setFile = functionOf<std::int32_t (*)(const char*)>(library, "setAPITraceFile");
+    const auto setLevel = functionOf<int32_t (*)(int32_t)>(library, "setAPITraceLevel");
+    const auto setFile = functionOf<int32_t (*)(const char*)>(library, "setAPITraceFile");
     ASSERT_EQ(setFile(trace.path().c_str()), 0);
     ASSERT_EQ(setLevel(3), 0);
     ASSERT_NE(FreeLibrary(library), 0);

@@ -1,6 +1,6 @@
 // Reads the tables of a 64-bit Windows program or DLL from its file.
-#ifndef TESTS_WINDOWS_PE_FILE_H
-#define TESTS_WINDOWS_PE_FILE_H
+#ifndef ZULSTATS_TESTS_WINDOWS_PE_FILE_H
+#define ZULSTATS_TESTS_WINDOWS_PE_FILE_H
 
 #include <cstdint>
 #include <string>
@@ -9,11 +9,11 @@
 namespace dll_test {
 
 struct PeFile {
-    std::uint16_t machine = 0;
-    std::uint16_t dllCharacteristics = 0;
+    uint16_t machine = 0;
+    uint16_t dllCharacteristics = 0;
     std::vector<std::string> importedDlls;   // upper case, sorted
     std::vector<std::string> exportedNames;  // sorted
-    std::uint32_t exportedFunctions = 0;     // named or not
+    uint32_t exportedFunctions = 0;          // named or not
 };
 
 // Throws std::runtime_error when the file cannot be read or is not such a file.

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "comms/stapi_zul_statcomms.h"
@@ -16,7 +18,7 @@ namespace {
 
 using test_support::ConnectedPeer;
 
-std::uint8_t* const kNoCallData = nullptr;
+uint8_t* const kNoCallData = nullptr;
 
 // An initialisation call; what it is answered with says what becomes of it.
 struct Call {
@@ -30,7 +32,7 @@ struct Call {
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
-    std::int32_t run(const Bytes& answer) {
+    int32_t run(const Bytes& answer) {
         GatewayReplies replies;
         replies.initialise = answer;
         ConnectedPeer peer(gatewayScript(replies));
@@ -62,13 +64,13 @@ TEST(AdminExchange, AnInitialisationReplyNeverCreatesCallData) {
 
 TEST(AdminExchange, AnInitialisationReplyLeavesTheCallDataPointerAsItWas) {
     Call call;
-    std::uint8_t* const block = libraryBlock(hex("55"));
+    uint8_t* const block = libraryBlock(hex("55"));
     call.admin.callData = block;
     EXPECT_EQ(call.run(reply("Admin", hex("00000000 00000000 01020304"))), 0);
     EXPECT_EQ(call.admin.callData, block);
 }
 
-class EchoedType : public testing::TestWithParam<std::uint32_t> {};
+class EchoedType : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(EchoedType, OtherThanZeroBringsThePayloadBehindTheNinthByte) {
     Call call;
@@ -90,13 +92,13 @@ TEST(AdminExchange, AReplyOfExactlyNineBytesHasAnEmptyPayload) {
     EXPECT_NE(call.admin.callData, kNoCallData);
 }
 
-class AdminCode : public testing::TestWithParam<std::int32_t> {};
+class AdminCode : public testing::TestWithParam<int32_t> {};
 
 TEST_P(AdminCode, OtherThanZeroIsMinus3AndStoredAsTheReason) {
-    for (const std::uint32_t type : {0U, 1U, 5U}) {
+    for (const uint32_t type : {0U, 1U, 5U}) {
         const TraceCapture trace(1);
         Call call;
-        const Bytes body = BytesWriter().u32(type).u32(static_cast<std::uint32_t>(GetParam())).fill(8, 0x55).bytes();
+        const Bytes body = BytesWriter().u32(type).u32(static_cast<uint32_t>(GetParam())).fill(8, 0x55).bytes();
         EXPECT_EQ(call.run(reply("Admin", body)), -3);
         EXPECT_EQ(fieldsOf(call.reasons), (Reasons{0, 0, 0, GetParam()}));
         EXPECT_EQ(call.admin.callData, kNoCallData);
@@ -135,8 +137,8 @@ TEST(AdminExchange, ARefusedCallIsNotSearchedForAnException) {
 
 struct ShortCase {
     const char* start;
-    std::size_t needed;
-    std::int32_t wholeRc;
+    size_t needed;
+    int32_t wholeRc;
 };
 
 class ShortAdminReply : public testing::TestWithParam<ShortCase> {};
@@ -144,10 +146,9 @@ class ShortAdminReply : public testing::TestWithParam<ShortCase> {};
 TEST_P(ShortAdminReply, IsMinus122BelowTheFieldsThatAreRead) {
     Bytes whole = hex(GetParam().start);
     whole.resize(GetParam().needed, 0);
-    for (std::size_t size = 1; size < GetParam().needed; ++size) {
+    for (size_t size = 1; size < GetParam().needed; ++size) {
         Call call;
-        EXPECT_EQ(call.run(reply("Admin", Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)))),
-                  -122)
+        EXPECT_EQ(call.run(reply("Admin", Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size)))), -122)
             << size << " bytes";
         EXPECT_EQ(call.admin.callData, kNoCallData);
         EXPECT_EQ(call.handle(), kOldHandle);
@@ -181,9 +182,9 @@ TEST(AdminExchange, AReplyCodeInTheHeaderEndsTheExchange) {
 
 // A query's exchanges with a small result.
 struct Query {
-    std::int32_t run(const GatewayReplies& replies, const char* type = "STAT_IDS") {
+    int32_t run(const GatewayReplies& replies, const char* type = "STAT_IDS") {
         ConnectedPeer peer(gatewayScript(replies));
-        const std::int32_t rc = stapi::statComms(peer.socket(), type, &result.buffer, &result.capacity, &reasons);
+        const int32_t rc = stapi::statComms(peer.socket(), type, &result.buffer, &result.capacity, &reasons);
         requests = peer.requests();
         return rc;
     }
@@ -244,7 +245,7 @@ TEST(StatComms, AnEmptyPayloadIsTracedWithoutADump) {
 struct FailureCase {
     const char* name;
     Bytes invocation;
-    std::int32_t rc;
+    int32_t rc;
 };
 
 std::ostream& operator<<(std::ostream& stream, const FailureCase& failure) {

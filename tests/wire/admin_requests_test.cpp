@@ -1,6 +1,7 @@
 // The bytes of the administration requests.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -68,9 +69,9 @@ struct QueryCase {
     const char* parameter;
 };
 
-std::int32_t runQuery(const QueryCase& query, std::int32_t socket, ResultBuffer* result) {
+int32_t runQuery(const QueryCase& query, int32_t socket, ResultBuffer* result) {
     char** const buffer = &result->buffer;
-    std::int32_t* const length = &result->capacity;
+    int32_t* const length = &result->capacity;
     switch (query.which) {
         case Which::resourceGroups:
             return stapi::commsResourceGroupsIds(socket, buffer, length);
@@ -170,7 +171,7 @@ class CallLengthOfQuery : public testing::TestWithParam<const char*> {};
 TEST_P(CallLengthOfQuery, WithoutAListIsTheQueryTypeAnd107) {
     stapi::AdminRequest admin = commonRequest();
     admin.operationName = GetParam();
-    EXPECT_EQ(stapi::calculateCallLength(&admin), static_cast<std::int32_t>(std::strlen(GetParam())) + 107);
+    EXPECT_EQ(stapi::calculateCallLength(&admin), static_cast<int32_t>(std::strlen(GetParam())) + 107);
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, CallLengthOfQuery, testing::Values("", "STAT_IDS", "GET_STATS", "RESOURCE_GROUPS"));

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "exchange.h"
@@ -15,19 +17,19 @@ using test_support::ConnectedPeer;
 
 // One step of an authorisation, from a record whose opaque fields all hold something of their own.
 struct Step {
-    explicit Step(std::uint32_t step) {
+    explicit Step(uint32_t step) {
         record.step = step;
         stapi::prepareHeader(&record.header, 1, 0, "Auth", step == 0 ? 4 : 20);
         std::memset(record.credential, 0xC0, sizeof record.credential);
         std::memset(record.qualifier, 0xD0, sizeof record.qualifier);
         std::memset(record.result, 0xF0, sizeof record.result);
     }
-    std::int32_t run(const Bytes& answer) {
+    int32_t run(const Bytes& answer) {
         GatewayReplies replies;
         replies.authorisationInit = answer;
         replies.authorisationFinal = answer;
         ConnectedPeer peer(gatewayScript(replies));
-        const std::int32_t rc = stapi::flowAuthRequest(peer.socket(), &record, &reasons);
+        const int32_t rc = stapi::flowAuthRequest(peer.socket(), &record, &reasons);
         request = peer.requests().at(0);
         return rc;
     }
@@ -77,13 +79,13 @@ TEST(AuthorisationExchange, ASecondStepSendsCredentialQualifierAndTheWordBehindT
     EXPECT_EQ(body, hex("00000001 C0C0C0C0C0C0C0C0 D0D0D0D0 E0E0E0E0"));
 }
 
-class Refusal : public testing::TestWithParam<std::int32_t> {};
+class Refusal : public testing::TestWithParam<int32_t> {};
 
 TEST_P(Refusal, InAReplyOfStepZeroIsMinus2AndNamesTheFirstStep) {
-    for (const std::uint32_t sentStep : {0U, 1U}) {
+    for (const uint32_t sentStep : {0U, 1U}) {
         const TraceCapture trace(1);
         Step step(sentStep);
-        const Bytes body = BytesWriter().u32(0).u32(static_cast<std::uint32_t>(GetParam())).fill(12, 0x55).bytes();
+        const Bytes body = BytesWriter().u32(0).u32(static_cast<uint32_t>(GetParam())).fill(12, 0x55).bytes();
         EXPECT_EQ(step.run(reply("Auth", body)), -2);
         EXPECT_EQ(fieldsOf(step.reasons), (Reasons{0, 0, GetParam(), 0}));
         EXPECT_EQ(step.credential(), kOldCredential);
@@ -97,7 +99,7 @@ TEST_P(Refusal, InAReplyOfStepZeroIsMinus2AndNamesTheFirstStep) {
 
 INSTANTIATE_TEST_SUITE_P(Codes, Refusal, testing::Values(1, 42, -1, INT_MAX, INT_MIN));
 
-class NonZeroStep : public testing::TestWithParam<std::uint32_t> {};
+class NonZeroStep : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(NonZeroStep, InTheReplyMeansThatTheReturnCodeIsNotExamined) {
     const TraceCapture trace(1);
@@ -122,7 +124,7 @@ TEST(AuthorisationExchange, ASecondStepAnsweredWithStepZeroIsJudgedAsAFirstStep)
 
 // The step is then the request's eyecatcher, the return code its version, and the result its first two flags words.
 TEST(AuthorisationExchange, AReplyWithoutABodyReadsTheRequestsOwnBytes) {
-    for (const std::uint32_t sentStep : {0U, 1U}) {
+    for (const uint32_t sentStep : {0U, 1U}) {
         Step step(sentStep);
         EXPECT_EQ(step.run(reply("Auth", {})), 0);
         EXPECT_EQ(step.record.step, 0x47617465U);
@@ -143,7 +145,7 @@ TEST(AuthorisationExchange, AReplyCodeInTheHeaderLeavesTheRecordAsItWas) {
 
 struct ShortCase {
     const char* step;  // reply step and return code
-    std::size_t needed;
+    size_t needed;
 };
 
 class ShortAuthorisationReply : public testing::TestWithParam<ShortCase> {};
@@ -151,10 +153,9 @@ class ShortAuthorisationReply : public testing::TestWithParam<ShortCase> {};
 TEST_P(ShortAuthorisationReply, IsMinus122BelowTheFieldsThatAreRead) {
     Bytes whole = hex(GetParam().step);
     whole.resize(GetParam().needed, 0x55);
-    for (std::size_t size = 1; size < GetParam().needed; ++size) {
+    for (size_t size = 1; size < GetParam().needed; ++size) {
         Step step(0);
-        EXPECT_EQ(step.run(reply("Auth", Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)))),
-                  -122)
+        EXPECT_EQ(step.run(reply("Auth", Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size)))), -122)
             << size << " bytes";
         EXPECT_EQ(fieldsOf(step.reasons), (Reasons{0, 0, 0, 0}));
         EXPECT_EQ(step.credential(), kOldCredential);

@@ -1,6 +1,7 @@
 // Replies that arrive in pieces, and replies that end too early.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 
 #include "exchange.h"
@@ -22,7 +23,7 @@ test_support::ScriptedPeer::Script answerAndClose(const Bytes& bytes) {
     };
 }
 
-std::string receiveText(const char* kind, std::int32_t socket, std::int32_t size, const std::string& rest) {
+std::string receiveText(const char* kind, int32_t socket, int32_t size, const std::string& rest) {
     return std::string(kind) + " stapi_zul_socketcomms.readFromSocket recv(socketDesc=" + std::to_string(socket) +
            ", dataSize=" + std::to_string(size) + ", dataBuf=AAAAAAAAAAAAAAAA) " + rest;
 }
@@ -53,7 +54,7 @@ TEST(ReadFromSocket, PutsPiecesTogetherAndTracesEachWithTheTotalBeforeIt) {
         connection.sendPieces({hex("01 02"), hex("03 04 05"), hex("06")});
     });
     Bytes buffer(6, kUntouched);
-    const std::int32_t socket = peer.socket();
+    const int32_t socket = peer.socket();
     EXPECT_EQ(stapi::readFromSocket(socket, 6, buffer.data()), 0);
     EXPECT_EQ(buffer, hex("01 02 03 04 05 06"));
     const std::vector<std::string> lines = trace.lines();
@@ -103,7 +104,7 @@ TEST(ReadFromSocket, AConnectionClosedInMidMessageIsASuccessFilledWithZeros) {
 TEST(ReadFromSocket, AFailedFirstReceiveGivesItsError) {
     const TraceCapture trace(1);
     Bytes buffer(4, kUntouched);
-    const std::int32_t error = stapi::readFromSocket(-1, 4, buffer.data());
+    const int32_t error = stapi::readFromSocket(-1, 4, buffer.data());
     EXPECT_GT(error, 0);
     EXPECT_EQ(trace.lines(), (std::vector<std::string>{
                                  "3244 *EXC* stapi_zul_socketcomms.readFromSocket read returned an error code: errno=" +

@@ -1,6 +1,8 @@
 // A connect as the connection module makes it.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_CONNECTING_H
+#define ZULSTATS_TESTS_WIRE_CONNECTING_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,14 +20,14 @@ struct Connecting {
             test_support::peer_sockets::closeSocket(socket);
         }
     }
-    std::int32_t run(int port, const char* host = "127.0.0.1") {
+    int32_t run(int port, const char* host = "127.0.0.1") {
         return stapi::connectToGateway(port, host, &socket);
     }
 
-    std::int32_t socket = -77;
+    int32_t socket = -77;
 };
 
-inline std::string socketErrorText(std::int32_t error) {
+inline std::string socketErrorText(int32_t error) {
     char text[256] = {};
     stapi::platform::describeSocketError(error, text, sizeof text);
     return text;
@@ -43,9 +45,11 @@ inline std::vector<int> connectionPoints(const TraceCapture& trace) {
 }
 
 // "text (number)" of line 3006.
-inline std::string unableToConnect(std::int32_t error) {
+inline std::string unableToConnect(int32_t error) {
     return "stapi_zul_gwycon.connectToGateway() Unable to connect to Gateway: " + socketErrorText(error) + "(" +
            std::to_string(error) + ")";
 }
 
 }  // namespace wire_test
+
+#endif

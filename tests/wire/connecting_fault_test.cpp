@@ -1,6 +1,9 @@
 // Connects that fail inside the system, and those that nobody answers.
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+
 #include "connecting.h"
 #include "gateway_peer.h"
 #include "socket_faults.h"
@@ -21,7 +24,7 @@ class SilentListener {
         }
     }
     ~SilentListener() {
-        for (const std::int32_t socket : waiting_) {
+        for (const int32_t socket : waiting_) {
             peer_sockets::closeSocket(socket);
         }
         peer_sockets::closeSocket(listener_.socket);
@@ -35,7 +38,7 @@ class SilentListener {
 
   private:
     peer_sockets::Listener listener_;
-    std::vector<std::int32_t> waiting_;
+    std::vector<int32_t> waiting_;
 };
 
 struct ShortTimeout {
@@ -78,7 +81,7 @@ struct FaultCase {
     SocketCall call;
     int n;
     int error;
-    std::int32_t rc;
+    int32_t rc;
     std::vector<int> points;
     int point;            // the line that names the failure
     std::string message;  // with "$s" for the socket and "$e" for the error's text
@@ -90,11 +93,11 @@ std::ostream& operator<<(std::ostream& stream, const FaultCase& fault) {
 
 class ConnectingFault : public testing::TestWithParam<FaultCase> {};
 
-std::string filledIn(std::string text, std::int32_t socket, int error) {
+std::string filledIn(std::string text, int32_t socket, int error) {
     for (const auto& [mark, replacement] : {std::pair<std::string, std::string>{"$s", std::to_string(socket)},
                                             std::pair<std::string, std::string>{"$e", socketErrorText(error)},
                                             std::pair<std::string, std::string>{"$n", std::to_string(error)}}) {
-        for (std::size_t found = text.find(mark); found != std::string::npos; found = text.find(mark)) {
+        for (size_t found = text.find(mark); found != std::string::npos; found = text.find(mark)) {
             text.replace(found, mark.size(), replacement);
         }
     }

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+
 #include "connecting.h"
 #include "gateway_peer.h"
 
@@ -52,8 +55,8 @@ TEST(Connecting, ARefusedConnectIsMinus104) {
 TEST(Connecting, ARefusalSeenAfterTheWaitIsMinus100WithTheSocketsError) {
     const TraceCapture trace(4);
     const peer_sockets::Listener closed = peer_sockets::refuseOnLoopback();
-    const std::int32_t socket = peer_sockets::beginConnectToLoopback(closed.port);
-    std::int32_t error = 0;
+    const int32_t socket = peer_sockets::beginConnectToLoopback(closed.port);
+    int32_t error = 0;
     EXPECT_EQ(stapi::waitForConnection(&socket, &error), -100);
     EXPECT_EQ(error, stapi::platform::kErrorConnectionRefused);
     EXPECT_EQ(trace.messages(3014).at(0),
@@ -67,8 +70,8 @@ TEST(Connecting, ARefusalSeenAfterTheWaitIsMinus100WithTheSocketsError) {
 TEST(Connecting, AWaitForAConnectThatSucceedsIsZeroAndLeavesTheErrorNumber) {
     const TraceCapture trace(4);
     const peer_sockets::Listener listener = peer_sockets::listenOnLoopback(1);
-    const std::int32_t socket = peer_sockets::beginConnectToLoopback(listener.port);
-    std::int32_t error = 4711;
+    const int32_t socket = peer_sockets::beginConnectToLoopback(listener.port);
+    int32_t error = 4711;
     EXPECT_EQ(stapi::waitForConnection(&socket, &error), 0);
     EXPECT_EQ(error, 4711);
     EXPECT_EQ(trace.points(), (std::vector<int>{3014}));
@@ -103,7 +106,7 @@ struct HandshakeCase {
     const char* name;
     std::optional<Bytes> answer;
     const char* rc;
-    std::int32_t error;  // the number whose text stands in the line
+    int32_t error;  // the number whose text stands in the line
     const char* gwyRc;
 };
 
@@ -141,8 +144,8 @@ struct AuthorisationCase {
     const char* name;
     Bytes init;
     Bytes final;
-    std::int32_t rc;
-    std::size_t requests;
+    int32_t rc;
+    size_t requests;
 };
 
 std::ostream& operator<<(std::ostream& stream, const AuthorisationCase& authorisation) {

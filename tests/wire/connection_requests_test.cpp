@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <clocale>
+#include <cstdint>
 #include <string>
 #include <thread>
 
@@ -117,7 +118,7 @@ TEST(ConnectionRequests, TheResultOfTheSecondStepIsTheResultOfTheAuthorisation) 
 
 TEST(ConnectionRequests, ClosingAConnectionSendsTheCloseRequestAndClosesTheSocket) {
     ConnectedPeer peer(gatewayScript());
-    const std::int32_t socket = peer.takeSocket();
+    const int32_t socket = peer.takeSocket();
     EXPECT_EQ(stapi::closeConnection(&socket), 0);
     EXPECT_EQ(peer.finish(), "");
     ASSERT_EQ(peer.requests().size(), 1U);
@@ -128,7 +129,7 @@ TEST(ConnectionRequests, ARefusedCloseRequestDoesNotKeepTheSocketOpen) {
     GatewayReplies replies;
     replies.close = reply("BASE", {}, 5);
     ConnectedPeer peer(gatewayScript(replies));
-    const std::int32_t socket = peer.takeSocket();
+    const int32_t socket = peer.takeSocket();
     EXPECT_EQ(stapi::closeConnection(&socket), 0);
     EXPECT_EQ(peer.finish(), "");
 }
@@ -141,8 +142,8 @@ TEST(ConnectionRequests, ACloseRequestWaitsForItsReply) {
         connection.send(reply("BASE", {}));
         connection.expectEnd();
     });
-    const std::int32_t socket = peer.takeSocket();
-    std::int32_t rc = -1;
+    const int32_t socket = peer.takeSocket();
+    int32_t rc = -1;
     std::atomic<bool> closed = false;
     std::thread closer([&] {
         rc = stapi::closeConnection(&socket);

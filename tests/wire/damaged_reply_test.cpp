@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <random>
 #include <string>
 
@@ -13,13 +15,13 @@ namespace wire_test {
 
 namespace {
 
-constexpr std::int32_t kCapacity = 512;
+constexpr int32_t kCapacity = 512;
 
 struct Reply {
     const char* name;
     bool isStatistics;
     Bytes payload;
-    std::size_t skippedAtEnd;  // bytes that only a skip would take
+    size_t skippedAtEnd;  // bytes that only a skip would take
 };
 
 std::ostream& operator<<(std::ostream& stream, const Reply& damaged) {
@@ -30,7 +32,7 @@ Parser parserOf(const Reply& damaged) {
     return damaged.isStatistics ? stapi::parseStatsData : stapi::parseIdsData;
 }
 
-ReplyPayload oneStatsResponse(std::uint32_t count) {
+ReplyPayload oneStatsResponse(uint32_t count) {
     return ReplyPayload().single().statsResponse("QUERY", 0, count);
 }
 
@@ -83,9 +85,9 @@ class DamagedReply : public testing::TestWithParam<Reply> {};
 
 // Whether the content is a beginning of the whole one: the same pieces up to some place, and then the terminator.
 bool isBeginningOf(const Bytes& content, const Bytes& whole) {
-    const std::size_t common = content.size() - 4;
+    const size_t common = content.size() - 4;
     return content.size() >= 16 && content.size() <= whole.size() &&
-           std::equal(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(common), whole.begin()) &&
+           std::equal(content.begin(), content.begin() + static_cast<ptrdiff_t>(common), whole.begin()) &&
            std::equal(content.end() - 4, content.end(), whole.end() - 4);
 }
 
@@ -94,11 +96,11 @@ TEST_P(DamagedReply, CutOffAnywhereIsMinus122UnlessOnlySkippedBytesAreMissing) {
     ResultBuffer whole(kCapacity);
     ASSERT_EQ(parse(parserOf(damaged), damaged.payload, &whole), 0);
     const Bytes wholeContent = whole.content();
-    const std::size_t responseCountEnd = damaged.payload[0] == 1 ? 5 : 0;
-    for (std::size_t size = 0; size < damaged.payload.size(); ++size) {
-        const Bytes cut(damaged.payload.begin(), damaged.payload.begin() + static_cast<std::ptrdiff_t>(size));
+    const size_t responseCountEnd = damaged.payload[0] == 1 ? 5 : 0;
+    for (size_t size = 0; size < damaged.payload.size(); ++size) {
+        const Bytes cut(damaged.payload.begin(), damaged.payload.begin() + static_cast<ptrdiff_t>(size));
         ResultBuffer result(kCapacity);
-        const std::int32_t rc = parse(parserOf(damaged), cut, &result);
+        const int32_t rc = parse(parserOf(damaged), cut, &result);
         EXPECT_EQ(rc, size + damaged.skippedAtEnd >= damaged.payload.size() ? 0 : -122) << size << " bytes";
         const Bytes content = result.content();
         if (rc == 0) {
@@ -118,31 +120,31 @@ TEST_P(DamagedReply, WithRandomBytesEndsWithACodeAndABufferThatCanBeWalked) {
     std::mt19937 random(20250408);
     for (int round = 0; round < 2000; ++round) {
         Bytes payload = damaged.payload;
-        const std::size_t changes = 1 + random() % 4;
-        for (std::size_t change = 0; change < changes; ++change) {
-            payload[random() % payload.size()] = static_cast<std::uint8_t>(random());
+        const size_t changes = 1 + random() % 4;
+        for (size_t change = 0; change < changes; ++change) {
+            payload[random() % payload.size()] = static_cast<uint8_t>(random());
         }
         if (random() % 4 == 0) {
             payload.resize(random() % payload.size());
         }
         ResultBuffer result(32);
-        const std::int32_t rc = parse(parserOf(damaged), payload, &result);
+        const int32_t rc = parse(parserOf(damaged), payload, &result);
         ASSERT_TRUE(rc == 0 || rc == -122) << "round " << round << ": " << rc;
         ASSERT_NO_THROW(walk(&result, damaged.isStatistics)) << "round " << round;
     }
 }
 
-constexpr std::uint8_t kExtremes[] = {0x00, 0x01, 0x7F, 0x80, 0xFF, 0x77, 0x7A};
+constexpr uint8_t kExtremes[] = {0x00, 0x01, 0x7F, 0x80, 0xFF, 0x77, 0x7A};
 
 // Lengths that matter are those with the highest bits; random bytes seldom hit them.
 TEST_P(DamagedReply, WithAnExtremeByteAnywhereEndsWithACodeAndABufferThatCanBeWalked) {
     const Reply& damaged = GetParam();
-    for (std::size_t place = 0; place < damaged.payload.size(); ++place) {
-        for (const std::uint8_t value : kExtremes) {
+    for (size_t place = 0; place < damaged.payload.size(); ++place) {
+        for (const uint8_t value : kExtremes) {
             Bytes payload = damaged.payload;
             payload[place] = value;
             ResultBuffer result(32);
-            const std::int32_t rc = parse(parserOf(damaged), payload, &result);
+            const int32_t rc = parse(parserOf(damaged), payload, &result);
             ASSERT_TRUE(rc == 0 || rc == -122) << "byte " << place << ": " << rc;
             ASSERT_NO_THROW(walk(&result, damaged.isStatistics)) << "byte " << place;
         }
@@ -154,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(Replies, DamagedReply, testing::ValuesIn(replies()),
                              return std::string(caseInfo.param.name);
                          });
 
-class HugeCount : public testing::TestWithParam<std::uint32_t> {};
+class HugeCount : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(HugeCount, OfResponsesEndsAtThePayloadsEnd) {
     for (const bool isStatistics : {false, true}) {
@@ -209,12 +211,12 @@ TEST(DamagedReplies, RandomPayloadsEndWithACodeAndABufferThatCanBeWalked) {
     for (int round = 0; round < 4000; ++round) {
         Bytes payload(random() % 200);
         std::generate(payload.begin(), payload.end(), [&random] {
-            constexpr std::uint8_t kLikely[] = {0, 0, 0, 0, 1, 2, 'w', 'z'};
-            return random() % 4 == 0 ? static_cast<std::uint8_t>(random()) : kLikely[random() % sizeof kLikely];
+            constexpr uint8_t kLikely[] = {0, 0, 0, 0, 1, 2, 'w', 'z'};
+            return random() % 4 == 0 ? static_cast<uint8_t>(random()) : kLikely[random() % sizeof kLikely];
         });
         for (const bool isStatistics : {false, true}) {
             ResultBuffer result(16);
-            const std::int32_t rc = parse(isStatistics ? stapi::parseStatsData : stapi::parseIdsData, payload, &result);
+            const int32_t rc = parse(isStatistics ? stapi::parseStatsData : stapi::parseIdsData, payload, &result);
             ASSERT_TRUE(rc == 0 || rc == -122) << "round " << round << ": " << rc;
             ASSERT_NO_THROW(walk(&result, isStatistics)) << "round " << round;
         }

@@ -1,6 +1,8 @@
 // One exchange over a socket, as a caller of flow makes it.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_EXCHANGE_H
+#define ZULSTATS_TESTS_WIRE_EXCHANGE_H
 
+#include <cstdint>
 #include <cstring>
 
 #include "comms/stapi_zul_socketcomms.h"
@@ -9,7 +11,7 @@
 
 namespace wire_test {
 
-constexpr std::uint8_t kUntouched = 0xEE;
+constexpr uint8_t kUntouched = 0xEE;
 
 // A request whose content only the peer looks at.
 inline Bytes someRequest() {
@@ -18,7 +20,7 @@ inline Bytes someRequest() {
 
 struct Exchange {
     explicit Exchange(const Bytes& requestBytes = someRequest())
-        : request(libraryBlock(requestBytes)), data(request), length(static_cast<std::int32_t>(requestBytes.size())) {
+        : request(libraryBlock(requestBytes)), data(request), length(static_cast<int32_t>(requestBytes.size())) {
         std::memset(static_cast<void*>(&header), kUntouched, sizeof header);
     }
     ~Exchange() {
@@ -27,25 +29,27 @@ struct Exchange {
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    std::int32_t run(std::int32_t socket, const char* name = "BASE") {
+    int32_t run(int32_t socket, const char* name = "BASE") {
         return stapi::flow(socket, length, &data, name, &header, &reasons);
     }
     bool hasUntouchedHeader() const {
         return bytesAt(&header, sizeof header) == Bytes(sizeof header, kUntouched);
     }
 
-    std::uint8_t* const request;
-    std::uint8_t* data;
-    std::int32_t length;
+    uint8_t* const request;
+    uint8_t* data;
+    int32_t length;
     stapi::HeaderRecord header;
     stapi::ReasonsBlock reasons = {};
 };
 
 // The reasons block's fields in their order.
-inline std::vector<std::int32_t> fieldsOf(const stapi::ReasonsBlock& reasons) {
+inline std::vector<int32_t> fieldsOf(const stapi::ReasonsBlock& reasons) {
     return {reasons.errno_, reasons.gwyRc, reasons.authRc, reasons.adminRc};
 }
 
-using Reasons = std::vector<std::int32_t>;
+using Reasons = std::vector<int32_t>;
 
 }  // namespace wire_test
+
+#endif

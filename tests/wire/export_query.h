@@ -1,5 +1,6 @@
 // The six exported queries under one signature.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_EXPORT_QUERY_H
+#define ZULSTATS_TESTS_WIRE_EXPORT_QUERY_H
 
 #include <cstdint>
 #include <ostream>
@@ -15,7 +16,7 @@ struct ExportQuery {
     bool isStatistics;
     bool takesIds;
     bool resetsOwner;
-    std::int32_t (*run)(GatewayToken* token, ResultSetToken** result);
+    int32_t (*run)(GatewayToken* token, ResultSetToken** result);
     // The trace points of the export: entry, event, after the query, missing buffer, removal, exit.
     int entry;
     int event;
@@ -103,3 +104,5 @@ inline void PrintTo(const ExportQuery& query, std::ostream* stream) {
 }
 
 }  // namespace wire_test
+
+#endif

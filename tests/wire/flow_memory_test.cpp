@@ -1,6 +1,8 @@
 // Each allocation of an exchange fails in turn.
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -59,26 +61,26 @@ TEST(FlowMemory, TheLongestAnnouncedBodyIsAskedForAsItStands) {
     EXPECT_EQ(trace.messages(3236).at(0), "stapi_zul_socketcomms.flow Failed to allocate 2147483647 bytes.");
 }
 
-std::int32_t runHandshake(std::int32_t socket, stapi::ReasonsBlock* reasons) {
+int32_t runHandshake(int32_t socket, stapi::ReasonsBlock* reasons) {
     return stapi::flowHandshakeRequest(socket, reasons);
 }
 
-std::int32_t runAuthorisation(std::int32_t socket, stapi::ReasonsBlock* reasons) {
+int32_t runAuthorisation(int32_t socket, stapi::ReasonsBlock* reasons) {
     stapi::AuthorisationRecord record = {};
     stapi::prepareHeader(&record.header, 1, 0, "Auth", 20);
     record.step = 1;
     return stapi::flowAuthRequest(socket, &record, reasons);
 }
 
-std::int32_t runClose(std::int32_t socket, stapi::ReasonsBlock* reasons) {
+int32_t runClose(int32_t socket, stapi::ReasonsBlock* reasons) {
     return stapi::flowCloseRequest(socket, reasons);
 }
 
 // An initialisation call, answered as if it were an invocation.
-std::int32_t runAdmin(std::int32_t socket, stapi::ReasonsBlock* reasons) {
+int32_t runAdmin(int32_t socket, stapi::ReasonsBlock* reasons) {
     stapi::AdminRequest admin = {};
     stapi::prepareHeader(&admin.header, 1, 0, "Admin", 4);
-    const std::int32_t rc = stapi::flowAdminRequest(socket, &admin, reasons);
+    const int32_t rc = stapi::flowAdminRequest(socket, &admin, reasons);
     EXPECT_EQ(admin.callData != nullptr, rc == 0);
     stapi::releaseMemory(admin.callData);
     return rc;
@@ -86,7 +88,7 @@ std::int32_t runAdmin(std::int32_t socket, stapi::ReasonsBlock* reasons) {
 
 struct MemoryCase {
     const char* name;
-    std::int32_t (*run)(std::int32_t socket, stapi::ReasonsBlock* reasons);
+    int32_t (*run)(int32_t socket, stapi::ReasonsBlock* reasons);
     std::vector<std::string> failures;  // the trace of each allocation that fails, in turn
 };
 
@@ -101,11 +103,11 @@ TEST_P(ExchangeMemory, EachFailedAllocationIsMinus111) {
     replies.handshake = reply("BASE", hex("01 02 03"));
     replies.close = reply("BASE", hex("01 02 03"));
     replies.initialise = reply("Admin", callBody(5, hex("01 02 03")));
-    for (std::size_t index = 0; index < GetParam().failures.size(); ++index) {
+    for (size_t index = 0; index < GetParam().failures.size(); ++index) {
         const TraceCapture trace(1);
         ConnectedPeer peer(forgivingGatewayScript(replies));
         stapi::ReasonsBlock reasons = {};
-        const AllocationFault fault(static_cast<std::int64_t>(index) + 1);
+        const AllocationFault fault(static_cast<int64_t>(index) + 1);
         EXPECT_EQ(GetParam().run(peer.socket(), &reasons), -111) << "allocation " << index + 1;
         EXPECT_TRUE(fault.hasStruck());
         EXPECT_EQ(fieldsOf(reasons), (Reasons{0, 0, 0, 0}));
@@ -121,7 +123,7 @@ TEST_P(ExchangeMemory, NoOtherAllocationIsMade) {
     replies.initialise = reply("Admin", callBody(5, hex("01 02 03")));
     ConnectedPeer peer(gatewayScript(replies));
     stapi::ReasonsBlock reasons = {};
-    const AllocationFault fault(static_cast<std::int64_t>(GetParam().failures.size()) + 1);
+    const AllocationFault fault(static_cast<int64_t>(GetParam().failures.size()) + 1);
     EXPECT_EQ(GetParam().run(peer.socket(), &reasons), 0);
     EXPECT_FALSE(fault.hasStruck());
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <string>
 
 #include "exchange.h"
@@ -68,7 +69,7 @@ TEST(Flow, FillsTheHeaderRecordFromTheReplyButKeepsItsName) {
     EXPECT_EQ(exchange.header.serverProgramName, name);
 }
 
-class ReplyWithoutBody : public testing::TestWithParam<std::uint32_t> {};
+class ReplyWithoutBody : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(ReplyWithoutBody, LeavesTheRequestInPlace) {
     ConnectedPeer peer(answer(replyHeader("BASE", 0, GetParam())));
@@ -81,10 +82,10 @@ TEST_P(ReplyWithoutBody, LeavesTheRequestInPlace) {
 
 INSTANTIATE_TEST_SUITE_P(ZeroAndNegativeLengths, ReplyWithoutBody, testing::Values(0U, 0xFFFFFFFFU, 0x80000000U));
 
-class ReplyCode : public testing::TestWithParam<std::int32_t> {};
+class ReplyCode : public testing::TestWithParam<int32_t> {};
 
 TEST_P(ReplyCode, IsReturnedAndStoredAfterTheBodyHasBeenRead) {
-    ConnectedPeer peer(answer(reply("BASE", hex("0A 0B"), static_cast<std::uint32_t>(GetParam()))));
+    ConnectedPeer peer(answer(reply("BASE", hex("0A 0B"), static_cast<uint32_t>(GetParam()))));
     Exchange exchange;
     EXPECT_EQ(exchange.run(peer.socket()), GetParam());
     EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{0, GetParam(), 0, 0}));
@@ -93,7 +94,7 @@ TEST_P(ReplyCode, IsReturnedAndStoredAfterTheBodyHasBeenRead) {
 }
 
 TEST_P(ReplyCode, IsReturnedAndStoredWithoutABodyToo) {
-    ConnectedPeer peer(answer(reply("BASE", {}, static_cast<std::uint32_t>(GetParam()))));
+    ConnectedPeer peer(answer(reply("BASE", {}, static_cast<uint32_t>(GetParam()))));
     Exchange exchange;
     EXPECT_EQ(exchange.run(peer.socket()), GetParam());
     EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{0, GetParam(), 0, 0}));
@@ -150,7 +151,7 @@ TEST(Flow, ABadEyecatcherIsTracedWithBothValuesAndLeavesTheHeaderRecordAsItWas) 
                   "3251 *EXC* stapi_zul_socketcomms.flow Bad eyecatcher! Expected=0x47617465, actual=0x48617465"}));
 }
 
-class NothingToFlow : public testing::TestWithParam<std::int32_t> {};
+class NothingToFlow : public testing::TestWithParam<int32_t> {};
 
 TEST_P(NothingToFlow, IsRefusedBeforeAnythingIsSent) {
     const TraceCapture trace(1);
@@ -179,7 +180,7 @@ TEST(Flow, WithANullRequestThereIsNothingToFlow) {
     const TraceCapture trace(3);
     stapi::HeaderRecord header = {};
     stapi::ReasonsBlock reasons = {};
-    std::uint8_t* data = nullptr;
+    uint8_t* data = nullptr;
     EXPECT_EQ(stapi::flow(-1, 8, &data, "BASE", &header, &reasons), -1);
     EXPECT_EQ(trace.points(), (std::vector<int>{3225, 3227, 3238}));
 }
@@ -215,12 +216,12 @@ TEST(Flow, ADescriptorThatIsNoSocketFailsTheSend) {
 
 TEST(Flow, ExchangesFollowOneAnotherOnOneSocket) {
     ConnectedPeer peer([](PeerConnection& connection) {
-        for (std::uint8_t count = 1; count <= 3; ++count) {
+        for (uint8_t count = 1; count <= 3; ++count) {
             connection.expect(someRequest().size());
             connection.send(reply("BASE", {count}));
         }
     });
-    for (std::uint8_t count = 1; count <= 3; ++count) {
+    for (uint8_t count = 1; count <= 3; ++count) {
         Exchange exchange;
         EXPECT_EQ(exchange.run(peer.socket()), 0);
         EXPECT_EQ(bytesAt(exchange.data, 1), Bytes{count});

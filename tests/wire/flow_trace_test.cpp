@@ -1,6 +1,8 @@
 // The trace of whole exchanges: which lines, in which order, with which texts.
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "exchange.h"
@@ -19,11 +21,11 @@ using Lines = std::vector<std::string>;
 const char* const kAddress = "AAAAAAAAAAAAAAAA";
 
 // The lines with "$s" for the socket and "$p" for an address.
-Lines expectedLines(std::int32_t socket, Lines lines) {
+Lines expectedLines(int32_t socket, Lines lines) {
     for (std::string& line : lines) {
         for (const auto& [mark, text] : {std::pair<std::string, std::string>{"$s", std::to_string(socket)},
                                          std::pair<std::string, std::string>{"$p", kAddress}}) {
-            for (std::size_t found = line.find(mark); found != std::string::npos; found = line.find(mark)) {
+            for (size_t found = line.find(mark); found != std::string::npos; found = line.find(mark)) {
                 line.replace(found, mark.size(), text);
             }
         }
@@ -168,7 +170,7 @@ TEST(FlowTrace, OnlyWhatAFailedReceiveBroughtIsDumped) {
 }
 
 struct LevelCase {
-    std::int32_t level;
+    int32_t level;
     std::vector<int> points;
 };
 

@@ -1,4 +1,6 @@
 // What a reset looks like to the library on Windows, and under Wine.
+#include <cstdint>
+
 #include <winsock2.h>
 // clang-format off
 #include <windows.h>
@@ -28,7 +30,7 @@ TEST(FlowWindows, AResetInMidBodyIsMinus122OrUnderWineTheEndOfTheStream) {
         connection.reset();
     });
     Exchange exchange;
-    const std::int32_t rc = exchange.run(peer.socket());
+    const int32_t rc = exchange.run(peer.socket());
     if (rc == 0 && runsUnderWine()) {
         EXPECT_EQ(fieldsOf(exchange.reasons), (Reasons{0, 0, 0, 0}));
         EXPECT_EQ(bytesAt(exchange.data, 10), received + Bytes(7, 0));

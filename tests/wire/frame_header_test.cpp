@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -19,7 +21,7 @@ HeaderRecord distinctHeader(const char* name) {
     header.flagsWord1 = 0x11121314;
     header.flagsWord2 = 0x21222324;
     header.flagsWord3 = 0x31323334;
-    header.serverProgramNameLength = static_cast<std::uint32_t>(std::strlen(name));
+    header.serverProgramNameLength = static_cast<uint32_t>(std::strlen(name));
     header.serverProgramName = name;
     header.headerFlagByte = 0x41;
     header.dataLength = 0x51525354;
@@ -103,8 +105,8 @@ TEST(FrameHeader, AHugeNameLengthIsNotFollowedOutOfTheBlock) {
 
 struct HeaderLength {
     const char* name;
-    std::size_t body;
-    std::size_t whole;
+    size_t body;
+    size_t whole;
 };
 
 class FrameLength : public testing::TestWithParam<HeaderLength> {};

@@ -1,31 +1,32 @@
 #include "gateway_peer.h"
 
+#include <cstddef>
 #include <stdexcept>
 
 namespace wire_test {
 
 namespace {
 
-constexpr std::size_t kKindOffset = 8;
-constexpr std::size_t kNameLengthOffset = 20;
-constexpr std::size_t kNameOffset = 24;
+constexpr size_t kKindOffset = 8;
+constexpr size_t kNameLengthOffset = 20;
+constexpr size_t kNameOffset = 24;
 
-std::uint32_t wordAt(const Bytes& bytes, std::size_t offset) {
-    std::uint32_t word = 0;
-    for (std::size_t index = offset; index < offset + 4; ++index) {
+uint32_t wordAt(const Bytes& bytes, size_t offset) {
+    uint32_t word = 0;
+    for (size_t index = offset; index < offset + 4; ++index) {
         word = word << 8 | bytes.at(index);
     }
     return word;
 }
 
 const std::optional<Bytes>& answerTo(const Bytes& request, const GatewayReplies& replies) {
-    const std::uint32_t nameLength = wordAt(request, kNameLengthOffset);
+    const uint32_t nameLength = wordAt(request, kNameLengthOffset);
     const std::string name(request.begin() + kNameOffset, request.begin() + kNameOffset + nameLength);
-    const std::size_t bodyOffset = kNameOffset + nameLength + 5;
+    const size_t bodyOffset = kNameOffset + nameLength + 5;
     if (name == "BASE") {
         return wordAt(request, kKindOffset) == 5 ? replies.handshake : replies.close;
     }
-    const std::uint32_t firstWord = wordAt(request, bodyOffset);
+    const uint32_t firstWord = wordAt(request, bodyOffset);
     if (name == "Auth") {
         return firstWord == 0 ? replies.authorisationInit : replies.authorisationFinal;
     }
@@ -56,7 +57,7 @@ Bytes versionPayload(std::string_view version) {
     return BytesWriter().raw(hex("AC ED 00 05 74 EE")).text(version).bytes();
 }
 
-Bytes callBody(std::uint32_t callType, const Bytes& payload) {
+Bytes callBody(uint32_t callType, const Bytes& payload) {
     return BytesWriter().u32(callType).u32(0).u8(0).raw(payload).bytes();
 }
 

@@ -1,6 +1,8 @@
 // A gateway as a script of a peer: it answers what it is asked with the frames that it has been given.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_GATEWAY_PEER_H
+#define ZULSTATS_TESTS_WIRE_GATEWAY_PEER_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +28,7 @@ Bytes authorisationInitBody();
 Bytes authorisationFinalBody();
 Bytes initialiseBody(std::string_view handle = "HNDL");
 Bytes versionPayload(std::string_view version);
-Bytes callBody(std::uint32_t callType, const Bytes& payload);
+Bytes callBody(uint32_t callType, const Bytes& payload);
 Bytes versionReply(std::string_view version);
 Bytes invocationReply(const Bytes& payload);
 
@@ -37,3 +39,5 @@ test_support::ScriptedPeer::Script gatewayScript(const GatewayReplies& replies =
 test_support::ScriptedPeer::Script forgivingGatewayScript(const GatewayReplies& replies = {});
 
 }  // namespace wire_test
+
+#endif

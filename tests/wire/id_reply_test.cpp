@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <string>
 
 #include "comms/stapi_zul_statcomms.h"
@@ -14,10 +15,10 @@ namespace {
 
 using Entries = std::vector<std::string>;
 
-constexpr std::int32_t kCapacity = 32768;
+constexpr int32_t kCapacity = 32768;
 
 // Parses a payload into a fresh buffer and gives its content.
-Bytes parsed(const ReplyPayload& payload, std::int32_t expectedRc = 0) {
+Bytes parsed(const ReplyPayload& payload, int32_t expectedRc = 0) {
     ResultBuffer result(kCapacity);
     EXPECT_EQ(parse(stapi::parseIdsData, payload.bytes(), &result), expectedRc);
     EXPECT_EQ(result.capacity, kCapacity);
@@ -54,7 +55,7 @@ TEST(IdReply, SeveralResponsesBecomeElementsBackToBack) {
 class SingleFlag : public testing::TestWithParam<int> {};
 
 TEST_P(SingleFlag, OtherThanOneMeansOneResponseAndNoCountIsRead) {
-    EXPECT_EQ(parsed(ReplyPayload().single(static_cast<std::uint8_t>(GetParam())).idResponse("A", 0, {"a"})),
+    EXPECT_EQ(parsed(ReplyPayload().single(static_cast<uint8_t>(GetParam())).idResponse("A", 0, {"a"})),
               idSet(1).text("A").word(0).word(1).text("a").terminated());
 }
 
@@ -66,27 +67,21 @@ TEST(IdReply, NoResponsesLeaveTheCountAndTheTerminator) {
     EXPECT_EQ(content.size(), 16U);
 }
 
-class NegativeCode : public testing::TestWithParam<std::int32_t> {};
+class NegativeCode : public testing::TestWithParam<int32_t> {};
 
 TEST_P(NegativeCode, ContributesLengthQueryIdAndCodeAndTheNextResponseStartsOneByteBehind) {
-    EXPECT_EQ(parsed(ReplyPayload().multi(2).failedResponse("BAD", GetParam()).idResponse("A", 0, {"a"})),
-              idSet(2)
-                  .text("BAD")
-                  .word(static_cast<std::uint32_t>(GetParam()))
-                  .text("A")
-                  .word(0)
-                  .word(1)
-                  .text("a")
-                  .terminated());
+    EXPECT_EQ(
+        parsed(ReplyPayload().multi(2).failedResponse("BAD", GetParam()).idResponse("A", 0, {"a"})),
+        idSet(2).text("BAD").word(static_cast<uint32_t>(GetParam())).text("A").word(0).word(1).text("a").terminated());
 }
 
 INSTANTIATE_TEST_SUITE_P(Codes, NegativeCode, testing::Values(-1, -3001, INT_MIN));
 
-class PositiveCode : public testing::TestWithParam<std::int32_t> {};
+class PositiveCode : public testing::TestWithParam<int32_t> {};
 
 TEST_P(PositiveCode, IsFollowedByIdsAsZeroIs) {
     EXPECT_EQ(parsed(ReplyPayload().single().idResponse("A", GetParam(), {"a"})),
-              idSet(1).text("A").word(static_cast<std::uint32_t>(GetParam())).word(1).text("a").terminated());
+              idSet(1).text("A").word(static_cast<uint32_t>(GetParam())).word(1).text("a").terminated());
 }
 
 INSTANTIATE_TEST_SUITE_P(Codes, PositiveCode, testing::Values(1, INT_MAX));
@@ -108,7 +103,7 @@ TEST(IdReply, AnEmptyQueryIdContributesTheLengthZero) {
 class BlockTag : public testing::TestWithParam<int> {};
 
 TEST_P(BlockTag, OtherThanShortIsFollowedByFourLengthBytes) {
-    const auto tag = static_cast<std::uint8_t>(GetParam());
+    const auto tag = static_cast<uint8_t>(GetParam());
     EXPECT_EQ(parsed(ReplyPayload().single().idResponse("A", 0, {"a"}, tag)),
               idSet(1).text("A").word(0).word(1).text("a").terminated());
 }

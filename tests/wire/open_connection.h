@@ -1,7 +1,10 @@
 // Connections opened through the exported functions.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_OPEN_CONNECTION_H
+#define ZULSTATS_TESTS_WIRE_OPEN_CONNECTION_H
 
 #include <gtest/gtest.h>
+
+#include <cstdint>
 
 #include "gateway/stapi_zul_gwytok.h"
 #include "gateway_peer.h"
@@ -37,7 +40,7 @@ struct OpenConnection {
 
     GatewayToken* token = nullptr;
     char* version = nullptr;
-    std::int32_t rc = 0;
+    int32_t rc = 0;
 };
 
 // An address that no token has; a pointer that holds it must not be changed.
@@ -47,3 +50,5 @@ inline GatewayToken* untouchedToken() {
 }
 
 }  // namespace wire_test
+
+#endif

@@ -1,4 +1,5 @@
 // Openings that fail by a socket call.
+#include <cstdint>
 #include <string>
 
 #include "open_connection.h"
@@ -16,7 +17,7 @@ struct FaultCase {
     SocketCall call;
     int n;
     int error;
-    std::int32_t rc;
+    int32_t rc;
 };
 
 std::ostream& operator<<(std::ostream& stream, const FaultCase& fault) {
@@ -55,7 +56,7 @@ class OpeningTimeout : public ConnectionTest {};
 
 TEST_F(OpeningTimeout, IsMinus134) {
     const test_support::peer_sockets::Listener silent = test_support::peer_sockets::listenOnLoopback(0);
-    std::vector<std::int32_t> waiting;
+    std::vector<int32_t> waiting;
     for (int count = 0; count < 4; ++count) {
         waiting.push_back(test_support::peer_sockets::beginConnectToLoopback(silent.port));
     }
@@ -65,7 +66,7 @@ TEST_F(OpeningTimeout, IsMinus134) {
     EXPECT_EQ(openGatewayConnection(silent.port, &token, &version), -134);
     stapi::platform::setConnectTimeoutForTest(60000);
     EXPECT_EQ(token, untouchedToken());
-    for (const std::int32_t socket : waiting) {
+    for (const int32_t socket : waiting) {
         test_support::peer_sockets::closeSocket(socket);
     }
     test_support::peer_sockets::closeSocket(silent.socket);

@@ -1,4 +1,5 @@
 // Each allocation of an opening fails in turn.
+#include <cstdint>
 #include <string>
 
 #include "allocation_faults.h"
@@ -19,7 +20,7 @@ constexpr int kLastOfConnect = 13;
 constexpr int kLastOfVersionRequest = 20;
 constexpr int kVersionText = 21;
 
-std::int32_t expectedCode(int allocation) {
+int32_t expectedCode(int allocation) {
     if (allocation <= kLastOfToken) {
         return -111;
     }

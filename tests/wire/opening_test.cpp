@@ -1,3 +1,4 @@
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -22,11 +23,11 @@ TEST_F(Opening, ShakesHandsAuthorisesAndAsksForTheProtocol) {
         EXPECT_EQ(connection.token->port, peer.port());
         EXPECT_EQ(connection.token->resultSetBufLen, 32768);
         EXPECT_EQ(stapi::gtlHead, connection.token);
-        std::vector<std::size_t> sizes;
+        std::vector<size_t> sizes;
         for (const Bytes& request : peer.requests()) {
             sizes.push_back(request.size());
         }
-        EXPECT_EQ(sizes, (std::vector<std::size_t>{51, 37, 53, 38, 128}));
+        EXPECT_EQ(sizes, (std::vector<size_t>{51, 37, 53, 38, 128}));
     }
     EXPECT_EQ(peer.finish(), "");
     EXPECT_EQ(peer.requests().back().size(), 33U) << "the close request";
@@ -40,7 +41,7 @@ TEST_F(Opening, TheVersionTextHandedOutIsTheTokensOwn) {
     EXPECT_STREQ(connection.version, "1.1");
 }
 
-class OpeningVersion : public ConnectionTest, public testing::WithParamInterface<std::size_t> {};
+class OpeningVersion : public ConnectionTest, public testing::WithParamInterface<size_t> {};
 
 TEST_P(OpeningVersion, OfAnyLengthUpToTheLimitOfACopyIsHandedOut) {
     const std::string version(GetParam(), 'v');
@@ -54,7 +55,7 @@ TEST_P(OpeningVersion, OfAnyLengthUpToTheLimitOfACopyIsHandedOut) {
 
 INSTANTIATE_TEST_SUITE_P(Lengths, OpeningVersion, testing::Values(0U, 63U, 64U, 65U, 1000U, 32765U));
 
-class OverlongVersion : public ConnectionTest, public testing::WithParamInterface<std::size_t> {};
+class OverlongVersion : public ConnectionTest, public testing::WithParamInterface<size_t> {};
 
 TEST_P(OverlongVersion, CannotBeCopiedAndIsMinus111WithTheConnectionClosed) {
     GatewayReplies replies;
@@ -74,8 +75,8 @@ INSTANTIATE_TEST_SUITE_P(Lengths, OverlongVersion, testing::Values(32766U, 65535
 struct MappingCase {
     const char* name;
     GatewayReplies replies;
-    std::int32_t rc;
-    std::size_t requests;  // the close request included, where the socket is still good for one
+    int32_t rc;
+    size_t requests;  // the close request included, where the socket is still good for one
 };
 
 std::ostream& operator<<(std::ostream& stream, const MappingCase& mapping) {
@@ -103,7 +104,7 @@ GatewayReplies with(std::optional<Bytes> GatewayReplies::*which, std::optional<B
     return replies;
 }
 
-Bytes refusedCall(std::uint32_t type) {
+Bytes refusedCall(uint32_t type) {
     return reply("Admin", BytesWriter().u32(type).u32(8).u32(0).bytes());
 }
 
@@ -147,11 +148,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Opening, ItsArgumentsAreCheckedInTheirOrder) {
     GatewayToken* token = untouchedToken();
     char* version = nullptr;
-    for (const std::int32_t port : {0, -1, 65536, INT32_MAX, INT32_MIN}) {
+    for (const int32_t port : {0, -1, 65536, INT32_MAX, INT32_MIN}) {
         EXPECT_EQ(openRemoteGatewayConnection(nullptr, port, nullptr, nullptr), -107) << port;
         EXPECT_EQ(openGatewayConnection(port, nullptr, nullptr), -107) << port;
     }
-    for (const std::int32_t port : {1, 65535}) {
+    for (const int32_t port : {1, 65535}) {
         EXPECT_EQ(openRemoteGatewayConnection(nullptr, port, nullptr, nullptr), -108);
         EXPECT_EQ(openRemoteGatewayConnection(nullptr, port, &token, nullptr), -105);
         EXPECT_EQ(openRemoteGatewayConnection(nullptr, port, &token, &version), -133);

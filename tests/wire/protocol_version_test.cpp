@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "allocation_faults.h"
@@ -16,7 +18,7 @@ namespace {
 
 using test_support::ConnectedPeer;
 
-std::int32_t askFor(const Bytes& attributeReply, GatewayToken* token, stapi::ReasonsBlock* reasons) {
+int32_t askFor(const Bytes& attributeReply, GatewayToken* token, stapi::ReasonsBlock* reasons) {
     GatewayReplies replies;
     replies.attribute = attributeReply;
     ConnectedPeer peer(gatewayScript(replies));
@@ -24,7 +26,7 @@ std::int32_t askFor(const Bytes& attributeReply, GatewayToken* token, stapi::Rea
     return stapi::statProtocolVer(token, reasons);
 }
 
-class VersionLength : public testing::TestWithParam<std::size_t> {};
+class VersionLength : public testing::TestWithParam<size_t> {};
 
 TEST_P(VersionLength, IsStoredWithATerminatorInAnAreaLargeEnough) {
     VersionToken token(-1);
@@ -35,7 +37,7 @@ TEST_P(VersionLength, IsStoredWithATerminatorInAnAreaLargeEnough) {
     }
     EXPECT_EQ(askFor(versionReply(version), &token.token, &reasons), 0);
     EXPECT_EQ(std::string(token.token.protocolVersion), version);
-    EXPECT_EQ(token.token.protocolVersionSize, std::max<std::size_t>(64, version.size() + 1));
+    EXPECT_EQ(token.token.protocolVersionSize, std::max<size_t>(64, version.size() + 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, VersionLength, testing::Values(0U, 1U, 3U, 62U, 63U, 64U, 65U, 1000U, 65535U));
@@ -83,10 +85,10 @@ TEST(ProtocolVersion, IsTracedWithTheAreaThatItIsStoredIn) {
 
 TEST(ProtocolVersion, APayloadCutOffAnywhereIsMinus122) {
     const Bytes whole = versionPayload("1.1");
-    for (std::size_t size = 0; size < whole.size(); ++size) {
+    for (size_t size = 0; size < whole.size(); ++size) {
         VersionToken token(-1);
         stapi::ReasonsBlock reasons = {};
-        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size));
         EXPECT_EQ(askFor(reply("Admin", callBody(1, cut)), &token.token, &reasons), -122) << size << " bytes";
         EXPECT_STREQ(token.token.protocolVersion, "");
     }

@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <string>
 
 #include "comms/stapi_zul_statquery.h"
@@ -107,7 +108,7 @@ TEST_P(Query, WithoutABufferIsMinus110AndKeepsTheConnection) {
 struct Failure {
     const char* name;
     std::optional<Bytes> invocation;
-    std::int32_t rc;
+    int32_t rc;
 };
 
 std::vector<Failure> failures() {
@@ -217,25 +218,25 @@ TEST_F(QueryOnce, AGrownBufferIsHandedOnToTheNextQuery) {
 }
 
 TEST(QueryFunction, WithoutABufferIsMinus103AndNothingIsSent) {
-    using QueryCall = std::int32_t (*)(std::int32_t, char**, std::int32_t*);
+    using QueryCall = int32_t (*)(int32_t, char**, int32_t*);
     const QueryCall runs[] = {
         stapi::commsResourceGroupsIds,
         stapi::commsStatIds,
         stapi::commsStats,
-        [](std::int32_t socket, char** buffer, std::int32_t* length) {
+        [](int32_t socket, char** buffer, int32_t* length) {
             return stapi::commsStatIdsByStatGroupId(socket, buffer, length, "X");
         },
-        [](std::int32_t socket, char** buffer, std::int32_t* length) {
+        [](int32_t socket, char** buffer, int32_t* length) {
             return stapi::commsStatsByStatId(socket, buffer, length, "X");
         },
-        [](std::int32_t socket, char** buffer, std::int32_t* length) {
+        [](int32_t socket, char** buffer, int32_t* length) {
             return stapi::commsStatsByStatGroupId(socket, buffer, length, "X");
         },
     };
     ConnectedPeer peer([](test_support::PeerConnection& connection) { connection.expectEnd(); });
     for (const QueryCall run : runs) {
         char* buffer = nullptr;
-        std::int32_t length = 32768;
+        int32_t length = 32768;
         EXPECT_EQ(run(peer.socket(), &buffer, &length), -103);
         EXPECT_EQ(buffer, nullptr);
         EXPECT_EQ(length, 32768);
@@ -247,7 +248,7 @@ TEST(QueryFunction, WithoutABufferIsMinus103AndNothingIsSent) {
 
 struct TracedQuery {
     const char* name;
-    std::int32_t (*run)(std::int32_t socket, char** buffer, std::int32_t* length);
+    int32_t (*run)(int32_t socket, char** buffer, int32_t* length);
     bool isStatistics;
     int entry;
     int exit;
@@ -279,17 +280,17 @@ INSTANTIATE_TEST_SUITE_P(
                     TracedQuery{"commsStatIds", stapi::commsStatIds, false, 2304, 2305, 2314, ""},
                     TracedQuery{"commsStats", stapi::commsStats, true, 2310, 2311, 2317, ""},
                     TracedQuery{"commsStatIdsByStatGroupId",
-                                [](std::int32_t socket, char** buffer, std::int32_t* length) {
+                                [](int32_t socket, char** buffer, int32_t* length) {
                                     return stapi::commsStatIdsByStatGroupId(socket, buffer, length, "X");
                                 },
                                 false, 2302, 2303, 2313, ", ids=AAAAAAAAAAAAAAAA"},
                     TracedQuery{"commsStatsByStatId",
-                                [](std::int32_t socket, char** buffer, std::int32_t* length) {
+                                [](int32_t socket, char** buffer, int32_t* length) {
                                     return stapi::commsStatsByStatId(socket, buffer, length, "X");
                                 },
                                 true, 2306, 2307, 2315, ", ids=AAAAAAAAAAAAAAAA"},
                     TracedQuery{"commsStatsByStatGroupId",
-                                [](std::int32_t socket, char** buffer, std::int32_t* length) {
+                                [](int32_t socket, char** buffer, int32_t* length) {
                                     return stapi::commsStatsByStatGroupId(socket, buffer, length, "X");
                                 },
                                 true, 2308, 2309, 2316, ", ids=AAAAAAAAAAAAAAAA"}),

@@ -1,4 +1,6 @@
 // Connections that another thread closes while their owner opens them or queries with them.
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <thread>
 
@@ -14,14 +16,14 @@ using test_support::PeerConnection;
 using test_support::ScriptedPeer;
 
 // Answers the first frames as a gateway does; what comes then is received, but not answered before the test says so.
-ScriptedPeer::Script stallingGateway(std::size_t answered) {
+ScriptedPeer::Script stallingGateway(size_t answered) {
     return [answered](PeerConnection& connection) {
         GatewayReplies replies;
         replies.invocation = invocationReply(ReplyPayload().single().idResponse("Q", 0, {"A"}).bytes());
         const std::optional<Bytes> answers[] = {
             replies.handshake, replies.authorisationInit, replies.authorisationFinal, replies.initialise,
             replies.attribute, replies.initialise,        replies.invocation};
-        for (std::size_t index = 0; index < answered; ++index) {
+        for (size_t index = 0; index < answered; ++index) {
             connection.expectFrame();
             connection.send(*answers[index]);
         }
@@ -37,11 +39,11 @@ ScriptedPeer::Script stallingGateway(std::size_t answered) {
     };
 }
 
-constexpr std::size_t kAnsweredByOpening = 5;
+constexpr size_t kAnsweredByOpening = 5;
 
 // A thread that owns a connection and queries once with it.
 struct Owner {
-    explicit Owner(int port, std::int32_t (*query)(GatewayToken*, ResultSetToken**)) {
+    explicit Owner(int port, int32_t (*query)(GatewayToken*, ResultSetToken**)) {
         thread = std::thread([this, port, query] {
             char* version = nullptr;
             openRc = openGatewayConnection(port, &token, &version);
@@ -53,8 +55,8 @@ struct Owner {
 
     GatewayToken* token = nullptr;
     ResultSetToken* result = nullptr;
-    std::int32_t openRc = 4711;
-    std::int32_t queryRc = 4711;
+    int32_t openRc = 4711;
+    int32_t queryRc = 4711;
     std::thread thread;
 };
 
@@ -158,7 +160,7 @@ TEST_P(FailingQuery, StillStartsTheWalkAnewAndRenewsTheOwnerButForResourceGroups
         connection.expectEnd();
     });
     GatewayToken* token = nullptr;
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     std::thread owner([&peer, &token, &rc] {
         char* version = nullptr;
         if (openGatewayConnection(peer.port(), &token, &version) == 0) {
@@ -189,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(Exports, FailingQuery, testing::ValuesIn(exportQueries(
                          });
 
 // The opening goes on until the daemon answers or its socket is known to the list; it never succeeds.
-class InterruptedOpening : public ConnectionTest, public testing::WithParamInterface<std::size_t> {};
+class InterruptedOpening : public ConnectionTest, public testing::WithParamInterface<size_t> {};
 
 TEST_P(InterruptedOpening, ByCloseAllFailsAndReleasesEverything) {
     ScriptedPeer peer(stallingGateway(GetParam()));
@@ -205,7 +207,7 @@ TEST_P(InterruptedOpening, ByCloseAllFailsAndReleasesEverything) {
     EXPECT_EQ(peer.finish(), "") << "the socket has been closed";
 }
 
-INSTANTIATE_TEST_SUITE_P(AfterExchanges, InterruptedOpening, testing::Range<std::size_t>(0, 5));
+INSTANTIATE_TEST_SUITE_P(AfterExchanges, InterruptedOpening, testing::Range<size_t>(0, 5));
 
 }  // namespace
 

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "allocation_faults.h"
@@ -18,10 +20,10 @@ using test_support::AllocationFault;
 
 // The capacity after writing these pieces behind the first 12 bytes: one doubling whenever a piece does not fit, and
 // more only for a piece that one is not enough for.
-std::int32_t capacityAfter(std::int32_t capacity, const std::vector<std::size_t>& pieces, bool checksTerminator) {
-    std::int32_t written = 12;
-    for (const std::size_t piece : pieces) {
-        written += static_cast<std::int32_t>(piece);
+int32_t capacityAfter(int32_t capacity, const std::vector<size_t>& pieces, bool checksTerminator) {
+    int32_t written = 12;
+    for (const size_t piece : pieces) {
+        written += static_cast<int32_t>(piece);
         while (written > capacity) {
             capacity *= 2;
         }
@@ -30,8 +32,8 @@ std::int32_t capacityAfter(std::int32_t capacity, const std::vector<std::size_t>
 }
 
 struct GrowthCase {
-    std::int32_t capacity;
-    std::size_t textLength;
+    int32_t capacity;
+    size_t textLength;
 };
 
 std::ostream& operator<<(std::ostream& stream, const GrowthCase& growth) {
@@ -60,12 +62,12 @@ TEST_P(GrowthAroundCapacity, OfAStatsReplyMakesRoomForTheTerminatorToo) {
 
 std::vector<GrowthCase> aroundCapacity() {
     std::vector<GrowthCase> cases;
-    for (const std::int32_t capacity : {16, 64, 128}) {
-        for (std::size_t length = 0; length <= 110; ++length) {
+    for (const int32_t capacity : {16, 64, 128}) {
+        for (size_t length = 0; length <= 110; ++length) {
             cases.push_back({capacity, length});
         }
     }
-    for (const std::size_t length : {1000U, 4096U, 32767U}) {
+    for (const size_t length : {1000U, 4096U, 32767U}) {
         cases.push_back({16, length});
     }
     return cases;
@@ -82,13 +84,13 @@ TEST(ReplyGrowth, ABufferFilledToItsLastByteByIdsStaysAsLargeAsItIs) {
     EXPECT_EQ(walk(&result, false), (std::vector<std::string>{id}));
 }
 
-std::string reallocEntry(std::int32_t capacity, std::int32_t written) {
+std::string reallocEntry(int32_t capacity, int32_t written) {
     return "2244 ENTRY stapi_zul_statcomms.reallocResultsSetBuffer(*resultSetBuffer=AAAAAAAAAAAAAAAA, "
            "*resultSetBufferLen=" +
            std::to_string(capacity) + ", *buffer=AAAAAAAAAAAAAAAA, totaldatawritten=" + std::to_string(written) + ")";
 }
 
-std::string reallocExit(std::int32_t capacity) {
+std::string reallocExit(int32_t capacity) {
     return "2245 EXIT stapi_zul_statcomms.reallocResultsSetBuffer(*resultSetBuffer=AAAAAAAAAAAAAAAA, "
            "*resultSetBufferLen=" +
            std::to_string(capacity) + ", *buffer=AAAAAAAAAAAAAAAA) rc=0)";
@@ -148,7 +150,7 @@ TEST(ReplyGrowth, GoesOnBetweenTheBlocksOfASplitValue) {
 }
 
 // The parse helper makes a block for the payload first; the allocations behind it are the growths.
-constexpr std::int64_t kFirstGrowth = 2;
+constexpr int64_t kFirstGrowth = 2;
 
 ReplyPayload threeIdResponses() {
     return ReplyPayload()
@@ -276,7 +278,7 @@ TEST(ReallocResultsSetBuffer, KeepsTheContentMovesTheCursorAndZeroesTheRest) {
 
 TEST(ReallocResultsSetBuffer, OfNoBufferMakesAZeroedOne) {
     char* buffer = nullptr;
-    std::int32_t capacity = 16;
+    int32_t capacity = 16;
     char* cursor = nullptr;
     EXPECT_EQ(stapi::reallocResultsSetBuffer(&buffer, &capacity, &cursor, 12), 0);
     EXPECT_EQ(capacity, 32);
@@ -285,11 +287,11 @@ TEST(ReallocResultsSetBuffer, OfNoBufferMakesAZeroedOne) {
     stapi::releaseMemory(buffer);
 }
 
-class ImpossibleDoubling : public testing::TestWithParam<std::int32_t> {};
+class ImpossibleDoubling : public testing::TestWithParam<int32_t> {};
 
 TEST_P(ImpossibleDoubling, IsAFailedGrowth) {
     ResultBuffer result(16);
-    std::int32_t capacity = GetParam();
+    int32_t capacity = GetParam();
     char* cursor = result.buffer;
     EXPECT_EQ(stapi::reallocResultsSetBuffer(&result.buffer, &capacity, &cursor, 12), -111);
     EXPECT_EQ(result.buffer, nullptr);
@@ -300,7 +302,7 @@ INSTANTIATE_TEST_SUITE_P(Capacities, ImpossibleDoubling, testing::Values(0, -1, 
 
 TEST(ReallocResultsSetBuffer, FailsByMemoryAtTheLargestCapacityThatCanBeDoubled) {
     ResultBuffer result(16);
-    std::int32_t capacity = 0x3FFFFFFF;
+    int32_t capacity = 0x3FFFFFFF;
     char* const old = result.buffer;
     char* cursor = old;
     const AllocationFault fault(1);

@@ -1,5 +1,6 @@
 #include "result_set_bytes.h"
 
+#include <cstddef>
 #include <cstring>
 #include <stdexcept>
 
@@ -10,20 +11,20 @@ namespace wire_test {
 
 namespace {
 
-constexpr std::uint32_t kTerminator = 0x0E0F0E0F;
+constexpr uint32_t kTerminator = 0x0E0F0E0F;
 constexpr int kLongestWalk = 1000000;
 
-Bytes hostWord(std::uint32_t value) {
+Bytes hostWord(uint32_t value) {
     return bytesAt(&value, sizeof value);
 }
 
-bool isInside(const ResultBuffer& result, const char* text, std::uint32_t length) {
-    const auto size = static_cast<std::size_t>(result.capacity) + sizeof kTerminator;
-    const auto offset = static_cast<std::size_t>(text - result.buffer);
+bool isInside(const ResultBuffer& result, const char* text, uint32_t length) {
+    const auto size = static_cast<size_t>(result.capacity) + sizeof kTerminator;
+    const auto offset = static_cast<size_t>(text - result.buffer);
     return offset <= size && length <= size - offset;
 }
 
-std::string textOf(const ResultBuffer& result, const char* text, std::uint32_t length) {
+std::string textOf(const ResultBuffer& result, const char* text, uint32_t length) {
     if (!isInside(result, text, length)) {
         throw std::runtime_error("the walk hands out a text outside the buffer");
     }
@@ -31,14 +32,14 @@ std::string textOf(const ResultBuffer& result, const char* text, std::uint32_t l
 }
 
 // An element without ids hands out the word behind its count as the length of one, whatever that word is.
-std::string idOf(const ResultBuffer& result, const ResultSetToken& token, const stapi::IdData& data) {
+std::string idOf(const ResultBuffer& result, const ResultSetToken& token, const IdData& data) {
     const bool isBogus = token.elementResultCount <= 0 && !isInside(result, data.idPtr, data.idLen);
     return isBogus ? "(bogus)" : textOf(result, data.idPtr, data.idLen);
 }
 
 }  // namespace
 
-ResultBuffer::ResultBuffer(std::int32_t initialCapacity)
+ResultBuffer::ResultBuffer(int32_t initialCapacity)
     : buffer(static_cast<char*>(stapi::allocateMemory(stapi::resultSetAllocation(initialCapacity)))),
       capacity(initialCapacity) {
     std::memcpy(buffer, &kTerminator, sizeof kTerminator);
@@ -49,14 +50,14 @@ ResultBuffer::~ResultBuffer() {
 }
 
 Bytes ResultBuffer::content() const {
-    Bytes bytes = bytesAt(buffer, static_cast<std::size_t>(capacity) + sizeof kTerminator);
+    Bytes bytes = bytesAt(buffer, static_cast<size_t>(capacity) + sizeof kTerminator);
     while (!bytes.empty() && bytes.back() == 0) {
         bytes.pop_back();
     }
     return bytes;
 }
 
-VersionToken::VersionToken(std::int32_t socket) {
+VersionToken::VersionToken(int32_t socket) {
     token.socket = socket;
     token.protocolVersionSize = stapi::kProtocolVersionArea;
     token.protocolVersion = static_cast<char*>(stapi::allocateMemory(token.protocolVersionSize));
@@ -66,17 +67,17 @@ VersionToken::~VersionToken() {
     stapi::releaseMemory(token.protocolVersion);
 }
 
-ResultSetBytes::ResultSetBytes(std::string_view eyecatcher, std::uint32_t count) {
+ResultSetBytes::ResultSetBytes(std::string_view eyecatcher, uint32_t count) {
     raw(eyecatcher).word(count);
 }
 
-ResultSetBytes& ResultSetBytes::word(std::uint32_t value) {
+ResultSetBytes& ResultSetBytes::word(uint32_t value) {
     bytes_ = bytes_ + hostWord(value);
     return *this;
 }
 
 ResultSetBytes& ResultSetBytes::text(std::string_view text) {
-    return word(static_cast<std::uint32_t>(text.size())).raw(text);
+    return word(static_cast<uint32_t>(text.size())).raw(text);
 }
 
 ResultSetBytes& ResultSetBytes::raw(std::string_view text) {
@@ -88,8 +89,8 @@ Bytes ResultSetBytes::terminated() const {
     return bytes_ + hostWord(kTerminator);
 }
 
-std::int32_t parse(Parser parser, const Bytes& payload, ResultBuffer* result) {
-    const stapi::MemoryHolder<std::uint8_t> block(libraryBlock(payload));
+int32_t parse(Parser parser, const Bytes& payload, ResultBuffer* result) {
+    const stapi::MemoryHolder<uint8_t> block(libraryBlock(payload));
     return parser(block.get(), &result->buffer, &result->capacity, payload.size());
 }
 
@@ -99,13 +100,13 @@ std::vector<std::string> walk(ResultBuffer* result, bool isStatistics) {
     token.resultSetBuf = result->buffer;
     token.resultSetBufLen = result->capacity;
     std::vector<std::string> entries;
-    std::int32_t rc = 0;
+    int32_t rc = 0;
     for (int step = 0; rc == 0; ++step) {
         if (step == kLongestWalk) {
             throw std::runtime_error("the walk does not end");
         }
         if (isStatistics) {
-            stapi::StatData data = {};
+            StatData data = {};
             rc = step == 0 ? stapi::getFirstStatInternal(&token, &data) : stapi::getNextStatInternal(&token, &data);
             if (rc == 0) {
                 entries.push_back(data.queryElementRC < 0 ? "(" + std::to_string(data.queryElementRC) + ")"
@@ -113,7 +114,7 @@ std::vector<std::string> walk(ResultBuffer* result, bool isStatistics) {
                                                                 textOf(*result, data.statValuePtr, data.statValueLen));
             }
         } else {
-            stapi::IdData data = {};
+            IdData data = {};
             rc = step == 0 ? stapi::getFirstIdInternal(&token, &data) : stapi::getNextIdInternal(&token, &data);
             if (rc == 0) {
                 entries.push_back(data.queryElementRC < 0 ? "(" + std::to_string(data.queryElementRC) + ")"

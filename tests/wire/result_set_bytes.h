@@ -1,6 +1,8 @@
 // Result-set buffers: those that parsers fill, and what a test expects in them.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_RESULT_SET_BYTES_H
+#define ZULSTATS_TESTS_WIRE_RESULT_SET_BYTES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -15,7 +17,7 @@ namespace wire_test {
 
 // A buffer as a connection has it: at the start it holds a terminator only.
 struct ResultBuffer {
-    explicit ResultBuffer(std::int32_t initialCapacity);
+    explicit ResultBuffer(int32_t initialCapacity);
     ~ResultBuffer();
     ResultBuffer(const ResultBuffer&) = delete;
     ResultBuffer& operator=(const ResultBuffer&) = delete;
@@ -24,12 +26,12 @@ struct ResultBuffer {
     Bytes content() const;
 
     char* buffer;
-    std::int32_t capacity;
+    int32_t capacity;
 };
 
 // A token with what asking for the protocol version needs.
 struct VersionToken {
-    explicit VersionToken(std::int32_t socket);
+    explicit VersionToken(int32_t socket);
     ~VersionToken();
     VersionToken(const VersionToken&) = delete;
     VersionToken& operator=(const VersionToken&) = delete;
@@ -40,8 +42,8 @@ struct VersionToken {
 // What a buffer shall hold, in the host's byte order.
 class ResultSetBytes {
   public:
-    ResultSetBytes(std::string_view eyecatcher, std::uint32_t count);
-    ResultSetBytes& word(std::uint32_t value);
+    ResultSetBytes(std::string_view eyecatcher, uint32_t count);
+    ResultSetBytes& word(uint32_t value);
     // A length and the text.
     ResultSetBytes& text(std::string_view text);
     ResultSetBytes& raw(std::string_view text);
@@ -52,20 +54,22 @@ class ResultSetBytes {
     Bytes bytes_;
 };
 
-inline ResultSetBytes idSet(std::uint32_t count) {
+inline ResultSetBytes idSet(uint32_t count) {
     return {"ZULIDSET", count};
 }
-inline ResultSetBytes statSet(std::uint32_t count) {
+inline ResultSetBytes statSet(uint32_t count) {
     return {"ZULSTSET", count};
 }
 
-using Parser = std::int32_t (*)(const std::uint8_t*, char**, std::int32_t*, std::size_t);
+using Parser = int32_t (*)(const uint8_t*, char**, int32_t*, size_t);
 
 // Parses a payload from a block of exactly its size.
-std::int32_t parse(Parser parser, const Bytes& payload, ResultBuffer* result);
+int32_t parse(Parser parser, const Bytes& payload, ResultBuffer* result);
 
 // The entries of a buffer as a walk from first to next hands them out, "id" or "id=value"; an element with a negative
 // code gives "(code)". Throws when the walk does not end.
 std::vector<std::string> walk(ResultBuffer* result, bool isStatistics);
 
 }  // namespace wire_test
+
+#endif

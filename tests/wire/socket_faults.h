@@ -1,5 +1,6 @@
 // Makes socket calls of the calling thread fail.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_SOCKET_FAULTS_H
+#define ZULSTATS_TESTS_WIRE_SOCKET_FAULTS_H
 
 namespace wire_test {
 
@@ -51,3 +52,5 @@ class SecondAddress {
 };
 
 }  // namespace wire_test
+
+#endif

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
 #include <string>
 
 namespace wire_test {

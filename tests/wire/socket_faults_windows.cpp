@@ -112,8 +112,7 @@ static int WSAAPI connectOrFault(SOCKET socket, const sockaddr* address, int len
     return shallFail(SocketCall::connect) ? SOCKET_ERROR : __real___imp_connect(socket, address, length);
 }
 
-static int WSAAPI selectOrFault(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
-                                const PTIMEVAL limit) {
+static int WSAAPI selectOrFault(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, PTIMEVAL limit) {
     return shallFail(SocketCall::wait) ? SOCKET_ERROR
                                        : __real___imp_select(count, readable, writable, exceptional, limit);
 }

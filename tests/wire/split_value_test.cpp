@@ -1,6 +1,8 @@
 // Statistics whose value comes in several blocks.
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "one_stats_response.h"
@@ -10,9 +12,9 @@ namespace wire_test {
 
 namespace {
 
-std::string digits(std::size_t count) {
+std::string digits(size_t count) {
     std::string text(count, ' ');
-    for (std::size_t index = 0; index < count; ++index) {
+    for (size_t index = 0; index < count; ++index) {
         text[index] = static_cast<char>('0' + index % 10);
     }
     return text;
@@ -20,18 +22,18 @@ std::string digits(std::size_t count) {
 
 // The statistic as the daemon's runtime writes it: blocks of 1024 bytes; one of up to 255 is a short one.
 ReplyPayload& addStreamed(ReplyPayload& payload, const std::string& id, const std::string& value) {
-    constexpr std::size_t kBlockSize = 1024;
-    constexpr std::size_t kLargestShortBlock = 255;
-    const std::size_t firstRoom = kBlockSize - id.size() - 4;
-    const std::size_t whole = id.size() + value.size() + 4;
+    constexpr size_t kBlockSize = 1024;
+    constexpr size_t kLargestShortBlock = 255;
+    const size_t firstRoom = kBlockSize - id.size() - 4;
+    const size_t whole = id.size() + value.size() + 4;
     if (whole <= kLargestShortBlock) {
         return payload.shortStat(id, value);
     }
     if (whole <= kBlockSize) {
         return payload.longStat(id, value);
     }
-    payload.firstBlock(id, static_cast<std::uint32_t>(value.size()), kBlockSize, value.substr(0, firstRoom));
-    for (std::size_t start = firstRoom; start < value.size(); start += kBlockSize) {
+    payload.firstBlock(id, static_cast<uint32_t>(value.size()), kBlockSize, value.substr(0, firstRoom));
+    for (size_t start = firstRoom; start < value.size(); start += kBlockSize) {
         const std::string part = value.substr(start, kBlockSize);
         if (part.size() <= kLargestShortBlock) {
             payload.shortBlock(part);
@@ -42,7 +44,7 @@ ReplyPayload& addStreamed(ReplyPayload& payload, const std::string& id, const st
     return payload.endOfStat();
 }
 
-class StreamedValue : public testing::TestWithParam<std::size_t> {};
+class StreamedValue : public testing::TestWithParam<size_t> {};
 
 TEST_P(StreamedValue, StandsWholeBehindItsLength) {
     const std::string value = digits(GetParam());
@@ -53,10 +55,10 @@ TEST_P(StreamedValue, StandsWholeBehindItsLength) {
               oneElement(3).text("before").text("1").text("ID").text(value).text("behind").text("2").terminated());
 }
 
-INSTANTIATE_TEST_SUITE_P(ShortToLong, StreamedValue, testing::Range<std::size_t>(247, 258));
-INSTANTIATE_TEST_SUITE_P(WholeToSplit, StreamedValue, testing::Range<std::size_t>(1015, 1029));
-INSTANTIATE_TEST_SUITE_P(SecondBlockShortToLong, StreamedValue, testing::Range<std::size_t>(1270, 1276));
-INSTANTIATE_TEST_SUITE_P(ThirdBlock, StreamedValue, testing::Range<std::size_t>(2040, 2046));
+INSTANTIATE_TEST_SUITE_P(ShortToLong, StreamedValue, testing::Range<size_t>(247, 258));
+INSTANTIATE_TEST_SUITE_P(WholeToSplit, StreamedValue, testing::Range<size_t>(1015, 1029));
+INSTANTIATE_TEST_SUITE_P(SecondBlockShortToLong, StreamedValue, testing::Range<size_t>(1270, 1276));
+INSTANTIATE_TEST_SUITE_P(ThirdBlock, StreamedValue, testing::Range<size_t>(2040, 2046));
 INSTANTIATE_TEST_SUITE_P(Greatest, StreamedValue, testing::Values(10000U, 32766U, 32767U));
 
 TEST(SplitValue, AValueThatFitsExactlyComesFromTheFirstBlockAlone) {
@@ -99,7 +101,7 @@ TEST(SplitValue, AnEmptyValueThatJustFitsIsNotSplit) {
               oneElement(2).text("ID").text("").text("b").text("2").terminated());
 }
 
-class ChunkTooShort : public testing::TestWithParam<std::uint32_t> {};
+class ChunkTooShort : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(ChunkTooShort, ForItsIdIsMalformed) {
     EXPECT_EQ(parsed(oneResponse(1).firstBlock("ID", 3, GetParam(), "").longBlock("123").endOfStat(), -122).size(),
@@ -182,7 +184,7 @@ class UnknownContinuation : public testing::TestWithParam<int> {};
 
 // The value stays shorter than its length, and the parse goes on two bytes behind the first block.
 TEST_P(UnknownContinuation, LeavesTheValueAsItIs) {
-    const Bytes twoBytes = BytesWriter().u8(static_cast<std::uint32_t>(GetParam())).u8(0xEE).bytes();
+    const Bytes twoBytes = BytesWriter().u8(static_cast<uint32_t>(GetParam())).u8(0xEE).bytes();
     EXPECT_EQ(parsed(oneResponse(2).firstBlock("ID", 5, 2 + 4 + 2, "ab").raw(twoBytes).shortStat("b", "2")),
               oneElement(2).text("ID").word(5).raw("ab").text("b").text("2").terminated());
 }
@@ -196,7 +198,7 @@ TEST(SplitValue, AnUnknownTagAfterALongBlockEndsTheValueToo) {
         oneElement(2).text("ID").word(9).raw("abcd").text("b").text("2").terminated());
 }
 
-class NegativeContinuation : public testing::TestWithParam<std::uint32_t> {};
+class NegativeContinuation : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(NegativeContinuation, LengthIsMalformed) {
     EXPECT_EQ(parsed(oneResponse(2)

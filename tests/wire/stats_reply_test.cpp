@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "one_stats_response.h"
@@ -37,7 +39,7 @@ TEST(StatsReply, SeveralResponsesBecomeElementsBackToBack) {
                   .text("a")
                   .text("1")
                   .text("BAD")
-                  .word(static_cast<std::uint32_t>(-12))
+                  .word(static_cast<uint32_t>(-12))
                   .text("CC")
                   .word(5)
                   .word(1)
@@ -50,8 +52,7 @@ class StatsFlag : public testing::TestWithParam<int> {};
 
 TEST_P(StatsFlag, OtherThanOneMeansOneResponseAndNoCountIsRead) {
     EXPECT_EQ(
-        parsed(
-            ReplyPayload().single(static_cast<std::uint8_t>(GetParam())).statsResponse("Q", 0, 1).shortStat("a", "1")),
+        parsed(ReplyPayload().single(static_cast<uint8_t>(GetParam())).statsResponse("Q", 0, 1).shortStat("a", "1")),
         oneElement(1).text("a").text("1").terminated());
 }
 
@@ -66,12 +67,12 @@ TEST(StatsReply, NoStatisticsLeaveTheCountZero) {
 }
 
 TEST(StatsReply, AResponseWithANegativeCodeAddsLengthIdAndCodeAndTheNextStartsOneByteBehind) {
-    for (const std::int32_t code : {-1, INT_MIN}) {
+    for (const int32_t code : {-1, INT_MIN}) {
         EXPECT_EQ(
             parsed(ReplyPayload().multi(2).failedResponse("B", code).statsResponse("C", 0, 1).shortStat("c", "3")),
             statSet(2)
                 .text("B")
-                .word(static_cast<std::uint32_t>(code))
+                .word(static_cast<uint32_t>(code))
                 .text("C")
                 .word(0)
                 .word(1)
@@ -89,7 +90,7 @@ TEST(StatsReply, EmptyIdsAndValuesAreLengthsOfZero) {
 class HeadTag : public testing::TestWithParam<int> {};
 
 TEST_P(HeadTag, OtherThanShortIsFollowedByFourLengthBytes) {
-    const auto tag = static_cast<std::uint8_t>(GetParam());
+    const auto tag = static_cast<uint8_t>(GetParam());
     EXPECT_EQ(parsed(ReplyPayload().single().statsResponse("Q", 0, 1, tag).shortStat("a", "1")),
               oneElement(1).text("a").text("1").terminated());
 }
@@ -99,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(Tags, HeadTag, testing::Values('w', 'z', 'x', 0, 0xFF))
 class StatTag : public testing::TestWithParam<int> {};
 
 TEST_P(StatTag, OtherThanShortOrLongIsReadAsShort) {
-    const auto tag = static_cast<std::uint8_t>(GetParam());
+    const auto tag = static_cast<uint8_t>(GetParam());
     EXPECT_EQ(parsed(oneResponse(2).shortStat("a", "1", tag).shortStat("b", "2")),
               oneElement(2).text("a").text("1").text("b").text("2").terminated());
 }
@@ -113,8 +114,8 @@ TEST(StatsReply, AShortBlockAfterALongOneDoesNotUseTheChunkLength) {
 }
 
 struct LengthCase {
-    std::size_t id;
-    std::size_t value;
+    size_t id;
+    size_t value;
     bool isLong;
 };
 
@@ -133,7 +134,7 @@ INSTANTIATE_TEST_SUITE_P(Limits, GreatLengths,
                                          LengthCase{0x7FFF, 0x7FFF, false}, LengthCase{2, 0x7FFF - 6, true},
                                          LengthCase{0x7FFF - 6, 2, true}));
 
-class NegativeLength : public testing::TestWithParam<std::uint32_t> {};
+class NegativeLength : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(NegativeLength, OfAnIdIsMalformed) {
     for (const bool isLong : {false, true}) {
@@ -173,7 +174,7 @@ TEST(StatsReply, WhatStandsBeforeAMalformedLengthIsKeptAndTerminated) {
 }
 
 TEST(StatsReply, TheTwoBytesBehindTheLastStatisticMayBeMissing) {
-    for (const std::size_t missing : {1U, 2U}) {
+    for (const size_t missing : {1U, 2U}) {
         Bytes cut = oneResponse(1).shortStat("a", "1").bytes();
         cut.resize(cut.size() - missing);
         ResultBuffer result(kRoomyCapacity);
@@ -184,8 +185,8 @@ TEST(StatsReply, TheTwoBytesBehindTheLastStatisticMayBeMissing) {
 
 TEST(StatsReply, WhatIsSkippedBehindACountOfZeroMayBeMissing) {
     const Bytes whole = oneResponse(0).bytes();
-    const std::size_t skipped = 2 + 2 + std::string("description").size() + 8;
-    for (std::size_t missing = 1; missing <= skipped; ++missing) {
+    const size_t skipped = 2 + 2 + std::string("description").size() + 8;
+    for (size_t missing = 1; missing <= skipped; ++missing) {
         Bytes cut = whole;
         cut.resize(cut.size() - missing);
         ResultBuffer result(kRoomyCapacity);

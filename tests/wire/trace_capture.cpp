@@ -9,15 +9,15 @@ namespace wire_test {
 
 namespace {
 
-constexpr std::size_t kAddressDigits = 16;
+constexpr size_t kAddressDigits = 16;
 constexpr const char* kHexDigits = "0123456789ABCDEF";
 
 // The text with every address but null replaced by letters A.
 std::string withoutAddresses(std::string text) {
-    std::size_t start = text.find_first_of(kHexDigits);
+    size_t start = text.find_first_of(kHexDigits);
     while (start != std::string::npos) {
-        const std::size_t found = text.find_first_not_of(kHexDigits, start);
-        const std::size_t end = found == std::string::npos ? text.size() : found;
+        const size_t found = text.find_first_not_of(kHexDigits, start);
+        const size_t end = found == std::string::npos ? text.size() : found;
         if (end - start == kAddressDigits && text.substr(start, kAddressDigits) != std::string(kAddressDigits, '0')) {
             text.replace(start, kAddressDigits, std::string(kAddressDigits, 'A'));
         }
@@ -28,7 +28,7 @@ std::string withoutAddresses(std::string text) {
 
 }  // namespace
 
-TraceCapture::TraceCapture(std::int32_t level) {
+TraceCapture::TraceCapture(int32_t level) {
     if (setAPITraceFile(file_.path().c_str()) != 0 || setAPITraceLevel(level) != 0) {
         throw std::runtime_error("the trace cannot be switched to a file");
     }
@@ -69,7 +69,7 @@ int TraceCapture::count(int point) const {
     const std::string mark = "] [" + std::to_string(point) + "] ";
     const std::string whole = text();
     int result = 0;
-    for (std::size_t found = whole.find(mark); found != std::string::npos; found = whole.find(mark, found + 1)) {
+    for (size_t found = whole.find(mark); found != std::string::npos; found = whole.find(mark, found + 1)) {
         ++result;
     }
     return result;

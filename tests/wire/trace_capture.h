@@ -1,5 +1,6 @@
 // The library's trace of a scope.
-#pragma once
+#ifndef ZULSTATS_TESTS_WIRE_TRACE_CAPTURE_H
+#define ZULSTATS_TESTS_WIRE_TRACE_CAPTURE_H
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +14,7 @@ namespace wire_test {
 // Sets the library up, if need be, and traces to a file of its own at the given level until the end of the scope.
 class TraceCapture {
   public:
-    explicit TraceCapture(std::int32_t level);
+    explicit TraceCapture(int32_t level);
     ~TraceCapture();
     TraceCapture(const TraceCapture&) = delete;
     TraceCapture& operator=(const TraceCapture&) = delete;
@@ -28,7 +29,9 @@ class TraceCapture {
 
   private:
     test_support::TemporaryFile file_;
-    std::size_t start_ = 0;
+    size_t start_ = 0;
 };
 
 }  // namespace wire_test
+
+#endif

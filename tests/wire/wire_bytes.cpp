@@ -9,13 +9,13 @@ namespace wire_test {
 
 namespace {
 
-std::uint8_t digitValue(char digit) {
+uint8_t digitValue(char digit) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const std::size_t value = kDigits.find(digit);
+    const size_t value = kDigits.find(digit);
     if (value == std::string_view::npos) {
         throw std::invalid_argument("not a hexadecimal digit");
     }
-    return static_cast<std::uint8_t>(value);
+    return static_cast<uint8_t>(value);
 }
 
 }  // namespace
@@ -26,7 +26,7 @@ Bytes hex(std::string_view digits) {
     for (const char digit : digits) {
         if (digit != ' ') {
             if (isSecond) {
-                bytes.back() = static_cast<std::uint8_t>(bytes.back() << 4 | digitValue(digit));
+                bytes.back() = static_cast<uint8_t>(bytes.back() << 4 | digitValue(digit));
             } else {
                 bytes.push_back(digitValue(digit));
             }
@@ -39,16 +39,16 @@ Bytes hex(std::string_view digits) {
     return bytes;
 }
 
-BytesWriter& BytesWriter::u8(std::uint32_t value) {
-    bytes_.push_back(static_cast<std::uint8_t>(value));
+BytesWriter& BytesWriter::u8(uint32_t value) {
+    bytes_.push_back(static_cast<uint8_t>(value));
     return *this;
 }
 
-BytesWriter& BytesWriter::u16(std::uint32_t value) {
+BytesWriter& BytesWriter::u16(uint32_t value) {
     return u8(value >> 8).u8(value);
 }
 
-BytesWriter& BytesWriter::u32(std::uint32_t value) {
+BytesWriter& BytesWriter::u32(uint32_t value) {
     return u16(value >> 16).u16(value);
 }
 
@@ -63,10 +63,10 @@ BytesWriter& BytesWriter::raw(const Bytes& bytes) {
 }
 
 BytesWriter& BytesWriter::text(std::string_view bytes) {
-    return u16(static_cast<std::uint32_t>(bytes.size())).raw(bytes);
+    return u16(static_cast<uint32_t>(bytes.size())).raw(bytes);
 }
 
-BytesWriter& BytesWriter::fill(std::size_t count, std::uint8_t value) {
+BytesWriter& BytesWriter::fill(size_t count, uint8_t value) {
     bytes_.insert(bytes_.end(), count, value);
     return *this;
 }
@@ -75,34 +75,34 @@ Bytes operator+(const Bytes& first, const Bytes& second) {
     return BytesWriter().raw(first).raw(second).bytes();
 }
 
-Bytes replyHeader(std::string_view name, std::uint32_t returnCode, std::uint32_t dataLength) {
+Bytes replyHeader(std::string_view name, uint32_t returnCode, uint32_t dataLength) {
     return BytesWriter()
         .raw("Gate")
         .u32(0x00700000)
         .u32(1)
         .u32(0)
         .u32(returnCode)
-        .u32(static_cast<std::uint32_t>(name.size()))
+        .u32(static_cast<uint32_t>(name.size()))
         .raw(name)
         .u8(0)
         .u32(dataLength)
         .bytes();
 }
 
-Bytes reply(std::string_view name, const Bytes& body, std::uint32_t returnCode) {
-    return replyHeader(name, returnCode, static_cast<std::uint32_t>(body.size())) + body;
+Bytes reply(std::string_view name, const Bytes& body, uint32_t returnCode) {
+    return replyHeader(name, returnCode, static_cast<uint32_t>(body.size())) + body;
 }
 
-std::uint8_t* libraryBlock(const Bytes& content) {
-    auto* const block = static_cast<std::uint8_t*>(stapi::allocateMemory(content.size()));
+uint8_t* libraryBlock(const Bytes& content) {
+    auto* const block = static_cast<uint8_t*>(stapi::allocateMemory(content.size()));
     if (!content.empty()) {
         std::memcpy(block, content.data(), content.size());
     }
     return block;
 }
 
-Bytes bytesAt(const void* address, std::size_t count) {
-    const auto* const bytes = static_cast<const std::uint8_t*>(address);
+Bytes bytesAt(const void* address, size_t count) {
+    const auto* const bytes = static_cast<const uint8_t*>(address);
     return Bytes(bytes, bytes + count);
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <vector>
 
 #include "wire_bytes.h"
@@ -119,7 +120,7 @@ TEST(WireReader, AHugeCountOfBytesIsAnOverrun) {
 
 TEST(WireReader, CopyFillsWithZerosBeyondTheEnd) {
     Block block(hex("01 02 03"));
-    std::vector<std::uint8_t> target(5, 0xEE);
+    std::vector<uint8_t> target(5, 0xEE);
     stapi::copyBytes(&block.reader, target.data(), 5);
     EXPECT_EQ(target, hex("01 02 03 00 00"));
     EXPECT_TRUE(block.reader.overrun);
@@ -127,7 +128,7 @@ TEST(WireReader, CopyFillsWithZerosBeyondTheEnd) {
 
 TEST(WireReader, CopyOfWhatIsThereIsNoOverrun) {
     Block block(hex("01 02 03"));
-    std::vector<std::uint8_t> target(3, 0xEE);
+    std::vector<uint8_t> target(3, 0xEE);
     stapi::copyBytes(&block.reader, target.data(), 3);
     EXPECT_EQ(target, hex("01 02 03"));
     EXPECT_FALSE(block.reader.overrun);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ namespace {
 using stapi::WireWriter;
 
 struct Target {
-    explicit Target(std::size_t size) : bytes(size, 0xEE), writer(stapi::makeWireWriter(bytes.data(), bytes.size())) {}
+    explicit Target(size_t size) : bytes(size, 0xEE), writer(stapi::makeWireWriter(bytes.data(), bytes.size())) {}
     Bytes bytes;
     WireWriter writer;
 };

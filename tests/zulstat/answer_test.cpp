@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -20,12 +21,12 @@ using zulstat::Failure;
 using zulstat::readIds;
 using zulstat::readStatistics;
 
-constexpr uint32_t endMark = 0x0E0F0E0F;
+constexpr uint32_t kEndMark = 0x0E0F0E0F;
 
 // The bytes of a result set as the library lays them out, and the places in it that a walk hands out.
 class ResultSetBytes {
   public:
-    size_t addNumber(const uint32_t number) {
+    size_t addNumber(uint32_t number) {
         bytes_.append(reinterpret_cast<const char*>(&number), sizeof number);
         return bytes_.size();
     }
@@ -34,7 +35,7 @@ class ResultSetBytes {
         bytes_ += text;
         return bytes_.size() - text.size();
     }
-    const char* at(const size_t place) const {
+    const char* at(size_t place) const {
         return bytes_.data() + place;
     }
 
@@ -45,7 +46,7 @@ class ResultSetBytes {
 template <class Record>
 class ScriptedWalk {
   public:
-    explicit ScriptedWalk(const int32_t endCode) : endCode_(endCode) {}
+    explicit ScriptedWalk(int32_t endCode) : endCode_(endCode) {}
     void add(const Record& record) {
         records_.push_back(record);
     }
@@ -66,8 +67,8 @@ class ScriptedWalk {
     int32_t endCode_;
 };
 
-IdData idRecord(const ResultSetBytes& bytes, const size_t element, const uint32_t elementLength, const int32_t code,
-                const size_t id, const uint32_t idLength) {
+IdData idRecord(const ResultSetBytes& bytes, size_t element, uint32_t elementLength, int32_t code, size_t id,
+                uint32_t idLength) {
     return {{'Z', 'U', 'L', 'I', 'D', 'S', 'E', 'T'}, bytes.at(element), elementLength, code, idLength, bytes.at(id)};
 }
 
@@ -131,9 +132,9 @@ TEST(ReadIds, TakesTheEndMarkAfterAnElementWithoutEntriesForTheEnd) {
     const size_t a = bytes.addText("A");
     bytes.addNumber(0);
     bytes.addNumber(0);
-    const size_t behind = bytes.addNumber(endMark);
+    const size_t behind = bytes.addNumber(kEndMark);
     ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
-    walk.add(idRecord(bytes, a, 1, 0, behind, endMark));
+    walk.add(idRecord(bytes, a, 1, 0, behind, kEndMark));
 
     const Answer answer = readIds(std::ref(walk));
     EXPECT_EQ(answer.code, STAPI_RC_OK);
@@ -163,7 +164,7 @@ TEST(ReadIds, ReportsTheCodeOfAFailedStep) {
     ScriptedWalk<IdData> walk(STAPI_RC_WRONG_CONTENT);
     const Answer answer = readIds(std::ref(walk));
     EXPECT_EQ(answer.code, STAPI_RC_WRONG_CONTENT);
-    EXPECT_EQ(answer.stage, Failure::Stage::Reading);
+    EXPECT_EQ(answer.stage, Failure::Stage::reading);
 }
 
 TEST(ReadStatistics, GathersIdsAndValuesWhateverBytesTheyHold) {
@@ -229,7 +230,7 @@ class ScriptedGateway {
         return std::find(texts.begin(), texts.end(), text) != texts.end();
     }
 
-    void answerElement(Answer& answer, const std::string& id, const bool isFollowed) {
+    void answerElement(Answer& answer, const std::string& id, bool isFollowed) {
         if (id == losesConnectionAt) {
             answer = Answer{};
             answer.code = STAPI_RC_SOCKET_ERROR;
@@ -305,7 +306,7 @@ TEST(AskForIds, KeepsWhatWasAnsweredBeforeTheConnectionWasLost) {
     ids.emplace_back("D");
     const Answer answer = askForIds(ids, std::ref(gateway));
     EXPECT_EQ(answer.code, STAPI_RC_SOCKET_ERROR);
-    EXPECT_EQ(answer.stage, Failure::Stage::Querying);
+    EXPECT_EQ(answer.stage, Failure::Stage::querying);
     EXPECT_EQ(answer.elements.size(), 3U);
 }
 

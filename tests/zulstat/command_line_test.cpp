@@ -46,7 +46,7 @@ TEST(CommandLine, HasTheDocumentedDefaults) {
     EXPECT_EQ(commandLine.host, "127.0.0.1");
     EXPECT_EQ(commandLine.port, 2980);
     EXPECT_EQ(commandLine.timeLimitSeconds, 90);
-    EXPECT_EQ(commandLine.format, OutputFormat::Table);
+    EXPECT_EQ(commandLine.format, OutputFormat::table);
     EXPECT_FALSE(commandLine.traceLevel.has_value());
     EXPECT_FALSE(commandLine.traceFile.has_value());
 }
@@ -56,7 +56,7 @@ TEST(CommandLine, TakesOptionsBeforeAndAfterTheCommand) {
                                                "--format", "json", "--timeout", "0", "--trace-file", "t"});
     EXPECT_EQ(commandLine.host, "gateway1");
     EXPECT_EQ(commandLine.port, 65535);
-    EXPECT_EQ(commandLine.format, OutputFormat::Json);
+    EXPECT_EQ(commandLine.format, OutputFormat::json);
     EXPECT_EQ(commandLine.timeLimitSeconds, 0);
     EXPECT_EQ(commandLine.traceLevel, 5);
     EXPECT_EQ(commandLine.traceFile, "t");
@@ -65,31 +65,31 @@ TEST(CommandLine, TakesOptionsBeforeAndAfterTheCommand) {
 TEST(CommandLine, AsksForResourceGroups) {
     const CommandLine commandLine = parseGood({"groups"});
     ASSERT_EQ(commandLine.queries.size(), 1U);
-    EXPECT_EQ(commandLine.queries[0].kind, QueryKind::ResourceGroups);
-    EXPECT_EQ(commandLine.queries[0].by, AskedBy::All);
+    EXPECT_EQ(commandLine.queries[0].kind, QueryKind::resourceGroups);
+    EXPECT_EQ(commandLine.queries[0].by, AskedBy::all);
 }
 
 TEST(CommandLine, AsksForIdsOfAllOrSomeGroups) {
     const CommandLine all = parseGood({"ids"});
     ASSERT_EQ(all.queries.size(), 1U);
-    EXPECT_EQ(all.queries[0].kind, QueryKind::StatisticIds);
-    EXPECT_EQ(all.queries[0].by, AskedBy::All);
+    EXPECT_EQ(all.queries[0].kind, QueryKind::statisticIds);
+    EXPECT_EQ(all.queries[0].by, AskedBy::all);
     const CommandLine some = parseGood({"ids", "B", "A"});
     ASSERT_EQ(some.queries.size(), 1U);
-    EXPECT_EQ(some.queries[0].by, AskedBy::Group);
+    EXPECT_EQ(some.queries[0].by, AskedBy::group);
     EXPECT_EQ(some.queries[0].ids, (Texts{"B", "A"}));
 }
 
 TEST(CommandLine, AsksForAllStatisticsOrByGroupAndById) {
     const CommandLine all = parseGood({"stats"});
     ASSERT_EQ(all.queries.size(), 1U);
-    EXPECT_EQ(all.queries[0].kind, QueryKind::Statistics);
-    EXPECT_EQ(all.queries[0].by, AskedBy::All);
+    EXPECT_EQ(all.queries[0].kind, QueryKind::statistics);
+    EXPECT_EQ(all.queries[0].by, AskedBy::all);
     const CommandLine both = parseGood({"stats", "--id", "x", "--group", "A", "B", "--id", "y", "z"});
     ASSERT_EQ(both.queries.size(), 2U);
-    EXPECT_EQ(both.queries[0].by, AskedBy::Group);
+    EXPECT_EQ(both.queries[0].by, AskedBy::group);
     EXPECT_EQ(both.queries[0].ids, (Texts{"A", "B"}));
-    EXPECT_EQ(both.queries[1].by, AskedBy::StatisticId);
+    EXPECT_EQ(both.queries[1].by, AskedBy::statisticId);
     EXPECT_EQ(both.queries[1].ids, (Texts{"x", "y", "z"}));
 }
 
@@ -139,9 +139,9 @@ TEST(CommandLine, ShowsHelpWithDefaultsAndExitCodes) {
         const EarlyEnd& end = std::get<EarlyEnd>(parsed);
         EXPECT_EQ(end.exitCode, 0);
         EXPECT_EQ(end.standardError, "");
-        EXPECT_NE(end.standardOutput.find("(default: " + std::to_string(zulstat::defaultPort) + ")"),
+        EXPECT_NE(end.standardOutput.find("(default: " + std::to_string(zulstat::kDefaultPort) + ")"),
                   std::string::npos);
-        EXPECT_NE(end.standardOutput.find("(default: " + std::to_string(zulstat::defaultTimeLimitSeconds) + ")"),
+        EXPECT_NE(end.standardOutput.find("(default: " + std::to_string(zulstat::kDefaultTimeLimitSeconds) + ")"),
                   std::string::npos);
         EXPECT_NE(end.standardOutput.find("(default: " + CommandLine{}.host + ")"), std::string::npos);
         EXPECT_NE(end.standardOutput.find("\n  5  "), std::string::npos);

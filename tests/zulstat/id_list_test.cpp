@@ -9,7 +9,7 @@ namespace {
 
 using zulstat::findIdFault;
 using zulstat::joinIds;
-using zulstat::longestIdList;
+using zulstat::kLongestIdList;
 using zulstat::splitIds;
 using zulstat::withoutRepeats;
 
@@ -31,8 +31,8 @@ TEST(FindIdFault, NamesTheIdWithAColon) {
 }
 
 TEST(FindIdFault, AcceptsTheLongestIdAndNoLonger) {
-    EXPECT_EQ(findIdFault({std::string(longestIdList, 'x')}, "group id"), std::nullopt);
-    const auto fault = findIdFault({std::string(longestIdList + 1, 'x')}, "group id");
+    EXPECT_EQ(findIdFault({std::string(kLongestIdList, 'x')}, "group id"), std::nullopt);
+    const auto fault = findIdFault({std::string(kLongestIdList + 1, 'x')}, "group id");
     ASSERT_TRUE(fault.has_value());
     EXPECT_NE(fault->find("32766 characters is too long: at most 32765"), std::string::npos) << *fault;
 }
@@ -65,7 +65,7 @@ TEST(SplitIds, KeepsOrderAndLimitOfALongList) {
     Ids rejoined;
     const auto parts = splitIds(ids);
     for (const Ids& part : parts) {
-        EXPECT_LE(joinIds(part).size(), longestIdList);
+        EXPECT_LE(joinIds(part).size(), kLongestIdList);
         rejoined.insert(rejoined.end(), part.begin(), part.end());
     }
     EXPECT_EQ(parts.size(), 3U);

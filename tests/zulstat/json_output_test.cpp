@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <string>
@@ -54,7 +55,7 @@ TEST(RenderJson, KeepsTheDocumentedOrderOfFields) {
 
 TEST(RenderJson, ListsStatisticsAndFailedElementsInOrder) {
     Report report = connectedReport();
-    report.results.push_back({{QueryKind::Statistics, AskedBy::Group, {"A", "B", "C"}},
+    report.results.push_back({{QueryKind::statistics, AskedBy::group, {"A", "B", "C"}},
                               {{"A", 0, {{"one", "1"}, {"two", ""}}}, {"B", -5, {}}, {"C", 4, {}}}});
     const json document = json::parse(render(report));
     EXPECT_EQ(document["queries"], json::parse(R"([{
@@ -72,8 +73,8 @@ TEST(RenderJson, ListsStatisticsAndFailedElementsInOrder) {
 
 TEST(RenderJson, ListsIds) {
     Report report = connectedReport();
-    report.results.push_back({{QueryKind::ResourceGroups, AskedBy::All, {}}, {{"", 0, {{"daemon", ""}}}}});
-    report.results.push_back({{QueryKind::StatisticIds, AskedBy::StatisticId, {}}, {}});
+    report.results.push_back({{QueryKind::resourceGroups, AskedBy::all, {}}, {{"", 0, {{"daemon", ""}}}}});
+    report.results.push_back({{QueryKind::statisticIds, AskedBy::statisticId, {}}, {}});
     const json document = json::parse(render(report));
     EXPECT_EQ(document["queries"], json::parse(R"([
         {"kind": "resourceGroups", "by": "all", "asked": [],
@@ -97,7 +98,7 @@ TEST(RenderJson, TellsAFailureWithItsCode) {
 
 TEST(RenderJson, TellsAFailureWithoutACode) {
     Report report = connectedReport();
-    report.failure = Failure{Failure::Stage::Querying, Query{}, std::nullopt, "no answer within 3 s", "Wait."};
+    report.failure = Failure{Failure::Stage::querying, Query{}, std::nullopt, "no answer within 3 s", "Wait."};
     const json document = json::parse(render(report));
     EXPECT_EQ(document["error"]["stage"], "query");
     EXPECT_TRUE(document["error"]["code"].is_null());
@@ -107,7 +108,7 @@ TEST(RenderJson, TellsAFailureWithoutACode) {
 TEST(RenderJson, KeepsControlCharactersAndInternationalTextExactly) {
     const std::string value = "\0\n\x1B\"\\\x7F\xC2\x9B Gr\xC3\xB6\xC3\x9F\xF0\x9F\x93\x88"s;
     Report report = connectedReport();
-    report.results.push_back({{QueryKind::Statistics, AskedBy::All, {}}, {{"A", 0, {{"id", value}}}}});
+    report.results.push_back({{QueryKind::statistics, AskedBy::all, {}}, {{"A", 0, {{"id", value}}}}});
     const std::string text = render(report);
     EXPECT_EQ(json::parse(text)["queries"][0]["elements"][0]["statistics"][0]["value"], value);
 }
@@ -115,7 +116,7 @@ TEST(RenderJson, KeepsControlCharactersAndInternationalTextExactly) {
 TEST(RenderJson, ReplacesBytesThatAreNoUtf8) {
     Report report = connectedReport();
     report.protocolVersion = "\xFF";
-    report.results.push_back({{QueryKind::Statistics, AskedBy::Group, {"\xC3"}},
+    report.results.push_back({{QueryKind::statistics, AskedBy::group, {"\xC3"}},
                               {{"a\xFF",
                                 0,
                                 {{"b\xC3",
@@ -140,7 +141,7 @@ TEST(RenderJson, IsAsciiWhateverComesIn) {
         }
         Report report = connectedReport();
         report.host = text;
-        report.results.push_back({{QueryKind::Statistics, AskedBy::Group, {text}}, {{text, 0, {{text, text}}}}});
+        report.results.push_back({{QueryKind::statistics, AskedBy::group, {text}}, {{text, 0, {{text, text}}}}});
         const std::string output = render(report);
         for (const char byte : output) {
             const auto value = static_cast<unsigned char>(byte);

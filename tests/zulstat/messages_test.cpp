@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,7 @@ using zulstat::Query;
 using zulstat::QueryKind;
 using zulstat::Report;
 
-Failure failureWithCode(const Failure::Stage stage, const int32_t code) {
+Failure failureWithCode(Failure::Stage stage, int32_t code) {
     Failure failure;
     failure.stage = stage;
     failure.code = code;
@@ -38,22 +39,22 @@ TEST(FormatCode, GivesNameAndNumber) {
 }
 
 TEST(DescribeFailure, SaysOfARefusedConnectionWhereWhyAndWhatToTry) {
-    EXPECT_EQ(describeFailure(failureWithCode(Failure::Stage::Connecting, -135), "127.0.0.1", 2980),
+    EXPECT_EQ(describeFailure(failureWithCode(Failure::Stage::connecting, -135), "127.0.0.1", 2980),
               "cannot connect to 127.0.0.1:2980: connection refused (STAPI_RC_CONNECT_REFUSED, -135). "
               "Is the gateway running and listening on that port?");
 }
 
 TEST(DescribeFailure, SaysWhichQueryFailed) {
-    Failure failure = failureWithCode(Failure::Stage::Querying, -102);
-    failure.query = Query{QueryKind::Statistics, AskedBy::Group, {"A"}};
+    Failure failure = failureWithCode(Failure::Stage::querying, -102);
+    failure.query = Query{QueryKind::statistics, AskedBy::group, {"A"}};
     EXPECT_EQ(describeFailure(failure, "gateway1", 7),
               "the query for statistics by group at gateway1:7 failed: the connection was lost "
               "(STAPI_RC_SOCKET_ERROR, -102). Is the gateway still running? Run the command again.");
 }
 
 TEST(DescribeFailure, SaysWhichAnswerCannotBeRead) {
-    Failure failure = failureWithCode(Failure::Stage::Reading, -119);
-    failure.query = Query{QueryKind::StatisticIds, AskedBy::All, {}};
+    Failure failure = failureWithCode(Failure::Stage::reading, -119);
+    failure.query = Query{QueryKind::statisticIds, AskedBy::all, {}};
     const std::string text = describeFailure(failure, "gateway1", 7);
     EXPECT_EQ(text.find("the answer to the query for statistic ids at gateway1:7 cannot be read: "), 0U) << text;
 }
@@ -67,14 +68,14 @@ TEST(DescribeFailure, TellsTheReasonWhereThereIsNoCode) {
 }
 
 TEST(DescribeFailure, DoesNotHideACodeThatItDoesNotKnow) {
-    const std::string text = describeFailure(failureWithCode(Failure::Stage::Connecting, -999), "gateway1", 7);
+    const std::string text = describeFailure(failureWithCode(Failure::Stage::connecting, -999), "gateway1", 7);
     EXPECT_NE(text.find("(code -999)"), std::string::npos) << text;
 }
 
 TEST(DescribeQuery, NamesKindAndSelection) {
-    EXPECT_EQ(describeQuery({QueryKind::ResourceGroups, AskedBy::All, {}}), "resource groups");
-    EXPECT_EQ(describeQuery({QueryKind::StatisticIds, AskedBy::Group, {}}), "statistic ids by group");
-    EXPECT_EQ(describeQuery({QueryKind::Statistics, AskedBy::StatisticId, {}}), "statistics by statistic id");
+    EXPECT_EQ(describeQuery({QueryKind::resourceGroups, AskedBy::all, {}}), "resource groups");
+    EXPECT_EQ(describeQuery({QueryKind::statisticIds, AskedBy::group, {}}), "statistic ids by group");
+    EXPECT_EQ(describeQuery({QueryKind::statistics, AskedBy::statisticId, {}}), "statistics by statistic id");
 }
 
 class Remarks : public ::testing::Test {

@@ -37,7 +37,7 @@ TEST(ReportUnderWay, SaysThatConnectingTookTooLong) {
     ReportUnderWay underWay("gateway1", 7);
     const Report report = underWay.waitForReport(seconds(1));
     ASSERT_TRUE(report.failure.has_value());
-    EXPECT_EQ(report.failure->stage, Failure::Stage::Connecting);
+    EXPECT_EQ(report.failure->stage, Failure::Stage::connecting);
     EXPECT_FALSE(report.failure->code.has_value());
     EXPECT_EQ(report.failure->reason, "no answer within 1 s");
     EXPECT_FALSE(underWay.isAnswered());
@@ -47,12 +47,12 @@ TEST(ReportUnderWay, KeepsWhatWasAnsweredWhenAQueryTakesTooLong) {
     ReportUnderWay underWay("gateway1", 7);
     underWay.connected("1.0");
     underWay.addResult({});
-    underWay.asking(Query{QueryKind::Statistics, {}, {}});
+    underWay.asking(Query{QueryKind::statistics, {}, {}});
     const Report report = underWay.waitForReport(seconds(1));
     ASSERT_TRUE(report.failure.has_value());
-    EXPECT_EQ(report.failure->stage, Failure::Stage::Querying);
+    EXPECT_EQ(report.failure->stage, Failure::Stage::querying);
     ASSERT_TRUE(report.failure->query.has_value());
-    EXPECT_EQ(report.failure->query->kind, QueryKind::Statistics);
+    EXPECT_EQ(report.failure->query->kind, QueryKind::statistics);
     EXPECT_EQ(report.results.size(), 1U);
 }
 

@@ -19,7 +19,7 @@ Report reportOf(QueryResult result) {
 }
 
 TEST(RenderTables, AlignsElementStatisticAndValue) {
-    const Report report = reportOf({{QueryKind::Statistics, AskedBy::Group, {"A", "LONG"}},
+    const Report report = reportOf({{QueryKind::statistics, AskedBy::group, {"A", "LONG"}},
                                     {{"A", 0, {{"one", "1"}, {"twenty", "20"}}}, {"LONG", 0, {{"x", "y"}}}}});
     EXPECT_EQ(renderTables(report, false),
               "QUERY  STATISTIC  VALUE\n"
@@ -30,7 +30,7 @@ TEST(RenderTables, AlignsElementStatisticAndValue) {
 
 TEST(RenderTables, AlignsByCharactersNotBytes) {
     const Report report = reportOf(
-        {{QueryKind::Statistics, AskedBy::Group, {}},
+        {{QueryKind::statistics, AskedBy::group, {}},
          {{"\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\x88\xC3\xA4\xC3\xA4\xC3\xA4", 0, {{"a", "1"}}}, {"b", 0, {{"c", "2"}}}}});
     EXPECT_EQ(renderTables(report, false),
               "QUERY   STATISTIC  VALUE\n"
@@ -40,7 +40,7 @@ TEST(RenderTables, AlignsByCharactersNotBytes) {
 
 TEST(RenderTables, MeasuresWhatIsShownNotWhatItStandsFor) {
     const Report report = reportOf(
-        {{QueryKind::Statistics, AskedBy::Group, {}}, {{"\x1B[2J\n", 0, {{"a", "1"}}}, {"b", 0, {{"c", "2"}}}}});
+        {{QueryKind::statistics, AskedBy::group, {}}, {{"\x1B[2J\n", 0, {{"a", "1"}}}, {"b", 0, {{"c", "2"}}}}});
     EXPECT_EQ(renderTables(report, false),
               "QUERY      STATISTIC  VALUE\n"
               "\\x1B[2J\\n  a          1\n"
@@ -50,13 +50,13 @@ TEST(RenderTables, MeasuresWhatIsShownNotWhatItStandsFor) {
 TEST(RenderTables, ShowsEveryValueWholeOnOneLine) {
     const std::string value = std::string(70000, 'v') + "\r\nend";
     const std::string output =
-        renderTables(reportOf({{QueryKind::Statistics, AskedBy::All, {}}, {{"A", 0, {{"id", value}}}}}), false);
+        renderTables(reportOf({{QueryKind::statistics, AskedBy::all, {}}, {{"A", 0, {{"id", value}}}}}), false);
     EXPECT_NE(output.find(std::string(70000, 'v') + "\\r\\nend\n"), std::string::npos);
     EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 2);
 }
 
 TEST(RenderTables, ShowsAFailedElementAmongTheOthers) {
-    const Report report = reportOf({{QueryKind::Statistics, AskedBy::Group, {"A", "B", "C"}},
+    const Report report = reportOf({{QueryKind::statistics, AskedBy::group, {"A", "B", "C"}},
                                     {{"A", 0, {{"one", "1"}}}, {"B", -5, {}}, {"C", 0, {{"two", "2"}}}}});
     EXPECT_EQ(renderTables(report, false),
               "QUERY  STATISTIC        VALUE\n"
@@ -66,19 +66,19 @@ TEST(RenderTables, ShowsAFailedElementAmongTheOthers) {
 }
 
 TEST(RenderTables, SaysThatAnElementHasNoEntries) {
-    const Report report = reportOf({{QueryKind::StatisticIds, AskedBy::Group, {"A"}}, {{"A", 0, {}}}});
+    const Report report = reportOf({{QueryKind::statisticIds, AskedBy::group, {"A"}}, {{"A", 0, {}}}});
     EXPECT_EQ(renderTables(report, false), "QUERY  STATISTIC\nA      no statistic ids\n");
 }
 
 TEST(RenderTables, ShowsOneColumnWhereTheGatewayNamesNoElement) {
     const Report report =
-        reportOf({{QueryKind::ResourceGroups, AskedBy::All, {}}, {{"", 0, {{"daemon", ""}, {"memory", ""}}}}});
+        reportOf({{QueryKind::resourceGroups, AskedBy::all, {}}, {{"", 0, {{"daemon", ""}, {"memory", ""}}}}});
     EXPECT_EQ(renderTables(report, false), "RESOURCE GROUP\ndaemon\nmemory\n");
 }
 
 TEST(RenderTables, ShowsEmptyTextsAsQuotes) {
     const Report report =
-        reportOf({{QueryKind::Statistics, AskedBy::All, {}}, {{"A", 0, {{"", ""}}}, {"", 0, {{"x", "1"}}}}});
+        reportOf({{QueryKind::statistics, AskedBy::all, {}}, {{"A", 0, {{"", ""}}}, {"", 0, {{"x", "1"}}}}});
     EXPECT_EQ(renderTables(report, false),
               "QUERY  STATISTIC  VALUE\n"
               "A      \"\"         \"\"\n"
@@ -92,9 +92,9 @@ TEST(RenderTables, ShowsNothingWhereThereIsNothing) {
 }
 
 TEST(RenderTables, SeparatesTwoQueriesByAnEmptyLine) {
-    Report report = reportOf({{QueryKind::Statistics, AskedBy::Group, {"A"}}, {{"A", 0, {{"a.one", "1"}}}}});
+    Report report = reportOf({{QueryKind::statistics, AskedBy::group, {"A"}}, {{"A", 0, {{"a.one", "1"}}}}});
     report.results.push_back(
-        {{QueryKind::Statistics, AskedBy::StatisticId, {"b.two"}}, {{"b.two", 0, {{"b.two", "2"}}}}});
+        {{QueryKind::statistics, AskedBy::statisticId, {"b.two"}}, {{"b.two", 0, {{"b.two", "2"}}}}});
     EXPECT_EQ(renderTables(report, false),
               "QUERY  STATISTIC  VALUE\n"
               "A      a.one      1\n"
@@ -104,7 +104,7 @@ TEST(RenderTables, SeparatesTwoQueriesByAnEmptyLine) {
 }
 
 TEST(RenderTables, ColoursHeaderFailuresAndEmptyElementsOnlyWhenAskedTo) {
-    const Report report = reportOf({{QueryKind::StatisticIds, AskedBy::Group, {"A", "B", "C"}},
+    const Report report = reportOf({{QueryKind::statisticIds, AskedBy::group, {"A", "B", "C"}},
                                     {{"A", 0, {{"a", ""}}}, {"B", -5, {}}, {"C", 0, {}}}});
     EXPECT_EQ(renderTables(report, true),
               "\x1B[1mQUERY  STATISTIC\x1B[0m\n"

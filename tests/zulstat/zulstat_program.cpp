@@ -23,7 +23,7 @@ Texts withCatalogue(const std::string& path, const Texts& arguments) {
 
 }  // namespace
 
-const std::string_view smallCatalogue = R"({
+const std::string_view kSmallCatalogue = R"({
     "protocol": "1.0.0",
     "groups": ["alpha", "empty", "beta"],
     "statistics": [
@@ -38,7 +38,7 @@ std::string zulstatProgram() {
     return other != nullptr ? other : ZULSTAT_PROGRAM;
 }
 
-test_support::ProgramRun zulstatRun(const int port, const Texts& arguments) {
+test_support::ProgramRun zulstatRun(int port, const Texts& arguments) {
     test_support::ProgramRun run;
     run.arguments = {"--port", std::to_string(port)};
     run.arguments.insert(run.arguments.end(), arguments.begin(), arguments.end());
@@ -61,7 +61,7 @@ test_support::ProgramOutcome runZulstat(const test_support::GatewaySim& gateway,
 
 TemporaryFile::TemporaryFile() : path_(std::filesystem::temp_directory_path() / uniqueName()) {}
 
-TemporaryFile::TemporaryFile(const std::string_view content) : TemporaryFile() {
+TemporaryFile::TemporaryFile(std::string_view content) : TemporaryFile() {
     std::ofstream file(path_, std::ios::binary);
     file << content << std::flush;
     if (!file) {
@@ -85,7 +85,7 @@ std::string TemporaryFile::content() const {
     return text.str();
 }
 
-CatalogueGateway::CatalogueGateway(const std::string_view catalogue, const Texts& arguments)
+CatalogueGateway::CatalogueGateway(std::string_view catalogue, const Texts& arguments)
     : catalogue_(catalogue), gateway_(withCatalogue(catalogue_.path(), arguments)) {}
 
 }  // namespace zulstat_test

@@ -1,6 +1,6 @@
 // What the tests of the built program share.
-#ifndef TESTS_ZULSTAT_PROGRAM_H
-#define TESTS_ZULSTAT_PROGRAM_H
+#ifndef ZULSTATS_TESTS_ZULSTAT_ZULSTAT_PROGRAM_H
+#define ZULSTATS_TESTS_ZULSTAT_ZULSTAT_PROGRAM_H
 
 #include <filesystem>
 #include <string>
@@ -57,7 +57,7 @@ class CatalogueGateway {
 };
 
 // The groups alpha, empty (without statistics) and beta.
-extern const std::string_view smallCatalogue;
+extern const std::string_view kSmallCatalogue;
 
 }  // namespace zulstat_test
 

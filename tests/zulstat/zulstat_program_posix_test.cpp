@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -16,21 +17,21 @@ using test_support::OutputTarget;
 using test_support::ProgramOutcome;
 using test_support::ProgramRun;
 using zulstat_test::CatalogueGateway;
+using zulstat_test::kSmallCatalogue;
 using zulstat_test::runZulstat;
-using zulstat_test::smallCatalogue;
 using zulstat_test::Texts;
 using zulstat_test::zulstatRun;
 
 class ZulstatOnPosix : public ::testing::Test {
   protected:
-    ProgramRun makeRun(const Texts& arguments, const OutputTarget output) const {
+    ProgramRun makeRun(const Texts& arguments, OutputTarget output) const {
         ProgramRun run = zulstatRun(gateway_.gateway().port(), arguments);
         run.output = output;
         return run;
     }
 
   private:
-    CatalogueGateway gateway_{smallCatalogue};
+    CatalogueGateway gateway_{kSmallCatalogue};
 };
 
 // Some containers have no device that makes them, or do not show the terminals made.
@@ -63,42 +64,42 @@ int countOf(const std::string& part, const std::string& text) {
     return count;
 }
 
-constexpr const char* colouredIds =
+constexpr const char* kColouredIds =
     "\x1B[1mQUERY    STATISTIC\x1B[0m\r\n"
     "beta     beta.size\r\n"
     "\x1B[31mnowhere  failed, code -5\x1B[0m\r\n";
 
-constexpr const char* plainIds =
+constexpr const char* kPlainIds =
     "QUERY    STATISTIC\r\n"
     "beta     beta.size\r\n"
     "nowhere  failed, code -5\r\n";
 
 TEST_F(ZulstatOnATerminal, ColoursTheTableOnATerminal) {
-    const ProgramOutcome outcome = runZulstat(makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal));
+    const ProgramOutcome outcome = runZulstat(makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal));
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_EQ(outcome.standardOutput, colouredIds);
+    EXPECT_EQ(outcome.standardOutput, kColouredIds);
 }
 
 TEST_F(ZulstatOnATerminal, HonoursNoColor) {
-    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal);
+    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal);
     run.environment = {{"NO_COLOR", "1"}, {"TERM", "xterm"}};
-    EXPECT_EQ(runZulstat(run).standardOutput, plainIds);
+    EXPECT_EQ(runZulstat(run).standardOutput, kPlainIds);
 }
 
 TEST_F(ZulstatOnATerminal, TakesAnEmptyNoColorForNone) {
-    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal);
+    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal);
     run.environment = {{"NO_COLOR", ""}, {"TERM", "xterm"}};
-    EXPECT_EQ(runZulstat(run).standardOutput, colouredIds);
+    EXPECT_EQ(runZulstat(run).standardOutput, kColouredIds);
 }
 
 TEST_F(ZulstatOnATerminal, DoesNotColourOnATerminalThatCannot) {
-    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::Terminal);
+    ProgramRun run = makeRun({"ids", "beta", "nowhere"}, OutputTarget::terminal);
     run.environment = {{"NO_COLOR", std::nullopt}, {"TERM", "dumb"}};
-    EXPECT_EQ(runZulstat(run).standardOutput, plainIds);
+    EXPECT_EQ(runZulstat(run).standardOutput, kPlainIds);
 }
 
 TEST_F(ZulstatOnATerminal, NeverColoursJson) {
-    const ProgramOutcome outcome = runZulstat(makeRun({"groups", "--format", "json"}, OutputTarget::Terminal));
+    const ProgramOutcome outcome = runZulstat(makeRun({"groups", "--format", "json"}, OutputTarget::terminal));
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.standardOutput.find('\x1B'), std::string::npos);
     EXPECT_NE(outcome.standardOutput.find("\"alpha\""), std::string::npos);
@@ -106,9 +107,9 @@ TEST_F(ZulstatOnATerminal, NeverColoursJson) {
 
 // The connection is still open while the output is written: nothing of it may end up there.
 TEST(ZulstatWithoutStandardOutput, FailsAndSendsNoOutputToTheGateway) {
-    const CatalogueGateway gateway(smallCatalogue, {"--fault", "close:stall"});
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "close:stall"});
     ProgramRun run = zulstatRun(gateway.gateway().port(), {"groups"});
-    run.output = OutputTarget::Closed;
+    run.output = OutputTarget::closed;
     const ProgramOutcome outcome = runZulstat(run);
     EXPECT_EQ(outcome.exitCode, 5);
     EXPECT_NE(outcome.standardError.find("zulstat: the output cannot be written: "), std::string::npos);
@@ -117,7 +118,7 @@ TEST(ZulstatWithoutStandardOutput, FailsAndSendsNoOutputToTheGateway) {
 
 TEST_F(ZulstatOnPosix, FailsWhenTheDiskIsFull) {
     for (const Texts& arguments : {Texts{"groups"}, {"groups", "--format", "json"}, {"--help"}, {"--version"}}) {
-        ProgramRun run = makeRun(arguments, OutputTarget::File);
+        ProgramRun run = makeRun(arguments, OutputTarget::file);
         run.outputFile = "/dev/full";
         const ProgramOutcome outcome = runZulstat(run);
         EXPECT_EQ(outcome.exitCode, 5);
@@ -126,7 +127,7 @@ TEST_F(ZulstatOnPosix, FailsWhenTheDiskIsFull) {
 }
 
 TEST_F(ZulstatOnPosix, PrefersTheOutputsFailureToEveryOther) {
-    ProgramRun run = makeRun({"ids", "nowhere"}, OutputTarget::File);
+    ProgramRun run = makeRun({"ids", "nowhere"}, OutputTarget::file);
     run.outputFile = "/dev/full";
     EXPECT_EQ(runZulstat(run).exitCode, 5);
 }

@@ -19,8 +19,8 @@ using test_support::OutputTarget;
 using test_support::ProgramOutcome;
 using test_support::withPlainLineEnds;
 using zulstat_test::CatalogueGateway;
+using zulstat_test::kSmallCatalogue;
 using zulstat_test::runZulstat;
-using zulstat_test::smallCatalogue;
 using zulstat_test::TemporaryFile;
 using zulstat_test::Texts;
 using zulstat_test::zulstatRun;
@@ -51,7 +51,7 @@ class SmallGateway : public ::testing::Test {
     }
 
   private:
-    CatalogueGateway gateway_{smallCatalogue};
+    CatalogueGateway gateway_{kSmallCatalogue};
 };
 
 TEST_F(SmallGateway, ShowsResourceGroups) {
@@ -244,7 +244,7 @@ TEST_F(SmallGateway, RefusesWrongUsage) {
 TEST_F(SmallGateway, IsSilentWhenTheReaderHasGone) {
     const GatewaySim gateway;
     auto run = zulstatRun(gateway.port(), {"stats"});
-    run.output = OutputTarget::ReaderGone;
+    run.output = OutputTarget::readerGone;
     const ProgramOutcome outcome = runZulstat(run);
     EXPECT_EQ(outcome.exitCode, 5);
     EXPECT_EQ(outcome.standardError, "");
@@ -254,7 +254,7 @@ TEST_F(SmallGateway, WritesToAFile) {
     const GatewaySim gateway;
     const TemporaryFile file;
     auto run = zulstatRun(gateway.port(), {"groups"});
-    run.output = OutputTarget::File;
+    run.output = OutputTarget::file;
     run.outputFile = file.path();
     EXPECT_EQ(runZulstat(run).exitCode, 0);
     EXPECT_TRUE(contains(file.content(), "daemon"));
@@ -327,7 +327,7 @@ TEST(ZulstatProgram, SaysThatTheGatewayRefusedAQuery) {
 }
 
 TEST(ZulstatProgram, ShowsWhatWasAnsweredBeforeTheGatewayDied) {
-    const CatalogueGateway gateway(smallCatalogue, {"--fault", "invoke#2:reset"});
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "invoke#2:reset"});
     const ProgramOutcome outcome = gateway.ask({"stats", "--group", "beta", "--id", "alpha.count"});
     EXPECT_EQ(outcome.exitCode, 4);
     EXPECT_EQ(outputOf(outcome), "QUERY  STATISTIC  VALUE\nbeta   beta.size  3456789\n");
@@ -336,7 +336,7 @@ TEST(ZulstatProgram, ShowsWhatWasAnsweredBeforeTheGatewayDied) {
 }
 
 TEST(ZulstatProgram, MakesNoFurtherQueryAfterOneThatFailed) {
-    const CatalogueGateway gateway(smallCatalogue, {"--fault", "invoke#1:reset"});
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "invoke#1:reset"});
     const ProgramOutcome outcome = gateway.ask({"stats", "--group", "beta", "--id", "alpha.count"});
     EXPECT_EQ(outcome.exitCode, 4);
     EXPECT_EQ(outcome.standardOutput, "");
@@ -345,7 +345,7 @@ TEST(ZulstatProgram, MakesNoFurtherQueryAfterOneThatFailed) {
 }
 
 TEST(ZulstatProgram, ShowsWhatWasAnsweredBeforeTheGatewayDiedInTheMiddleOfAQuery) {
-    const CatalogueGateway gateway(smallCatalogue, {"--fault", "invoke#2:reset"});
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "invoke#2:reset"});
     const ProgramOutcome outcome = gateway.ask({"stats", "--group", "alpha", "empty", "beta"});
     EXPECT_EQ(outcome.exitCode, 4);
     EXPECT_EQ(outputOf(outcome),
@@ -372,13 +372,13 @@ TEST(ZulstatProgram, WaitsForTheConnectionNoLongerThanTheTimeLimit) {
 }
 
 TEST(ZulstatProgram, TakesLeaveOfTheGateway) {
-    const CatalogueGateway gateway(smallCatalogue, {"--verbose"});
+    const CatalogueGateway gateway(kSmallCatalogue, {"--verbose"});
     EXPECT_EQ(gateway.ask({"groups"}).exitCode, 0);
     EXPECT_TRUE(contains(gateway.gateway().standardError(), " close answered")) << gateway.gateway().standardError();
 }
 
 TEST(ZulstatProgram, DoesNotWaitLongForAGatewayThatDoesNotSayGoodbye) {
-    const CatalogueGateway gateway(smallCatalogue, {"--fault", "close:stall"});
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "close:stall"});
     expectSuccess(gateway.ask({"groups"}), "RESOURCE GROUP\nalpha\nempty\nbeta\n");
 }
 
@@ -394,7 +394,7 @@ TEST(ZulstatProgram, SaysThatThereIsNothing) {
     }
 }
 
-constexpr std::string_view hostileCatalogue = R"({
+constexpr std::string_view kHostileCatalogue = R"({
     "protocol": "1",
     "groups": ["\\a"],
     "statistics": [
@@ -406,7 +406,7 @@ constexpr std::string_view hostileCatalogue = R"({
 })";
 
 TEST(ZulstatProgram, EscapesHostileTextInTheTable) {
-    const CatalogueGateway gateway(hostileCatalogue);
+    const CatalogueGateway gateway(kHostileCatalogue);
     std::string longValue;
     for (int count = 0; count < 3000; ++count) {
         longValue += "0123456789";
@@ -422,12 +422,12 @@ TEST(ZulstatProgram, EscapesHostileTextInTheTable) {
 }
 
 TEST(ZulstatProgram, GivesHostileTextExactlyInJson) {
-    const CatalogueGateway gateway(hostileCatalogue);
+    const CatalogueGateway gateway(kHostileCatalogue);
     const ProgramOutcome outcome = gateway.ask({"stats", "--format", "json"});
     for (const char byte : withPlainLineEnds(outcome.standardOutput)) {
         ASSERT_TRUE(byte == '\n' || (byte >= ' ' && byte <= '~'));
     }
-    const json served = json::parse(hostileCatalogue);
+    const json served = json::parse(kHostileCatalogue);
     const json document = json::parse(outcome.standardOutput, nullptr, false);
     ASSERT_TRUE(document.is_object());
     EXPECT_EQ(document["queries"][0]["elements"][0]["statistics"][0]["value"], served["statistics"][0]["text"]);

@@ -1,6 +1,7 @@
 #include "answer.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 #include <optional>
@@ -14,7 +15,7 @@ namespace zulstat {
 namespace {
 
 // In the place of an entry's length, where an element without entries is the last of its result set.
-constexpr uint32_t endMark = 0x0E0F0E0F;
+constexpr uint32_t kEndMark = 0x0E0F0E0F;
 
 std::string copyText(const char* const text, const uint32_t length) {
     return length == 0 ? std::string() : std::string(text, length);
@@ -49,14 +50,14 @@ Entry copyEntry(const StatData& record) {
 // nor its text may be relied on. Only bytes between two pointers that the library handed out are read.
 template <class Record>
 bool isFirstEntryOfNone(const Record& record) {
-    constexpr ptrdiff_t codeSize = 4;
-    constexpr ptrdiff_t distance = 12;
+    constexpr ptrdiff_t kSizeOfCode = 4;
+    constexpr ptrdiff_t kDistanceToFirstEntry = 12;
     const char* const elementEnd = record.queryElementPtr + record.queryElementLen;
-    if (entryText(record) - elementEnd != distance) {
+    if (entryText(record) - elementEnd != kDistanceToFirstEntry) {
         return false;
     }
     uint32_t numberOfEntries = 0;
-    std::memcpy(&numberOfEntries, elementEnd + codeSize, sizeof numberOfEntries);
+    std::memcpy(&numberOfEntries, elementEnd + kSizeOfCode, sizeof numberOfEntries);
     return numberOfEntries == 0;
 }
 
@@ -76,7 +77,7 @@ Answer readAnswer(const Step& step) {
             continue;
         }
         if (startsElement && isFirstEntryOfNone(record)) {
-            answer.cutShort = entryLength(record) != endMark;
+            answer.cutShort = entryLength(record) != kEndMark;
             return answer;
         }
         answer.elements.back().entries.push_back(copyEntry(record));
@@ -84,7 +85,7 @@ Answer readAnswer(const Step& step) {
     if (answer.code == STAPI_RC_END_OF_DATA) {
         answer.code = STAPI_RC_OK;
     } else {
-        answer.stage = Failure::Stage::Reading;
+        answer.stage = Failure::Stage::reading;
     }
     return answer;
 }

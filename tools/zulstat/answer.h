@@ -1,7 +1,7 @@
 // Reading answers step by step, and asking again for what an answer left out. Nothing here calls the library: the steps
 // and the questions come in as functions.
-#ifndef ZULSTAT_ANSWER_H
-#define ZULSTAT_ANSWER_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_ANSWER_H
+#define ZULSTATS_TOOLS_ZULSTAT_ANSWER_H
 
 #include <cstdint>
 #include <functional>
@@ -15,7 +15,7 @@ namespace zulstat {
 
 struct Answer {
     int32_t code = STAPI_RC_OK;
-    Failure::Stage stage = Failure::Stage::Querying;  // where `code` arose
+    Failure::Stage stage = Failure::Stage::querying;  // where `code` arose
     std::vector<Element> elements;
     // Elements follow that no further step reaches: the library takes the start of the next element for an entry when
     // an element has no entries, and goes astray. The last of `elements` is the one without entries.

@@ -1,6 +1,6 @@
 // What every return code of the library is called, means and suggests to an operator.
-#ifndef ZULSTAT_CODE_TABLE_H
-#define ZULSTAT_CODE_TABLE_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_CODE_TABLE_H
+#define ZULSTATS_TOOLS_ZULSTAT_CODE_TABLE_H
 
 #include <cstdint>
 #include <span>

@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 
 #include "exit_codes.h"
 #include "id_list.h"
@@ -9,7 +10,7 @@
 namespace zulstat {
 namespace {
 
-constexpr const char* helpText = R"(Shows resource groups, statistic ids and statistics of a gateway daemon.
+constexpr const char* kHelpText = R"(Shows resource groups, statistic ids and statistics of a gateway daemon.
 
 Usage:
   zulstat [OPTION...] groups
@@ -52,14 +53,14 @@ Examples:
 
 // Takes ids as they stand: without "extra" arguments, an id such as "[a,b]" is not taken apart.
 void addIdOption(CLI::App& command, const std::string& name, std::vector<std::string>& ids) {
-    constexpr int anyNumber = 1 << 20;
+    constexpr int kAnyNumber = 1 << 20;
     const auto take = [&ids](const CLI::results_t& results) {
         ids = results;
         return true;
     };
     command.add_option(name, take)
         ->type_name("ID")
-        ->expected(1, anyNumber)
+        ->expected(1, kAnyNumber)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false);
 }
@@ -77,15 +78,15 @@ void addIdPositionals(CLI::App& command, const size_t number, std::vector<std::s
 }
 
 void addCommonOptions(CLI::App& app, CommandLine& commandLine, std::string& format) {
-    constexpr int32_t longestTimeLimit = 86400;
-    constexpr int32_t highestPort = 65535;
-    constexpr int32_t highestTraceLevel = 5;
+    constexpr int32_t kLongestTimeLimit = 86400;
+    constexpr int32_t kHighestPort = 65535;
+    constexpr int32_t kHighestTraceLevel = 5;
     app.add_option("--host", commandLine.host);
-    app.add_option("--port", commandLine.port)->check(CLI::Range(1, highestPort));
+    app.add_option("--port", commandLine.port)->check(CLI::Range(1, kHighestPort));
     app.add_option("--format", format)->check(CLI::IsMember({"table", "json"}));
-    app.add_option("--timeout", commandLine.timeLimitSeconds)->check(CLI::Range(0, longestTimeLimit));
+    app.add_option("--timeout", commandLine.timeLimitSeconds)->check(CLI::Range(0, kLongestTimeLimit));
     CLI::Option* const traceLevel =
-        app.add_option("--trace-level", commandLine.traceLevel)->check(CLI::Range(0, highestTraceLevel));
+        app.add_option("--trace-level", commandLine.traceLevel)->check(CLI::Range(0, kHighestTraceLevel));
     app.add_option("--trace-file", commandLine.traceFile)->needs(traceLevel);
 }
 
@@ -97,19 +98,19 @@ struct Ids {
 std::vector<Query> makeQueries(const QueryKind kind, const Ids& ids) {
     std::vector<Query> queries;
     if (!ids.groups.empty()) {
-        queries.push_back({kind, AskedBy::Group, ids.groups});
+        queries.push_back({kind, AskedBy::group, ids.groups});
     }
     if (!ids.statistics.empty()) {
-        queries.push_back({kind, AskedBy::StatisticId, ids.statistics});
+        queries.push_back({kind, AskedBy::statisticId, ids.statistics});
     }
     if (queries.empty()) {
-        queries.push_back({kind, AskedBy::All, {}});
+        queries.push_back({kind, AskedBy::all, {}});
     }
     return queries;
 }
 
 EarlyEnd usageError(const std::string& message) {
-    return {exitUsage, "", "zulstat: " + message + "\nTry \"zulstat --help\".\n"};
+    return {kExitUsage, "", "zulstat: " + message + "\nTry \"zulstat --help\".\n"};
 }
 
 std::string describeMissingCommand(const std::vector<std::string>& unknown) {
@@ -155,9 +156,9 @@ std::variant<CommandLine, EarlyEnd> parseCommandLine(const std::vector<std::stri
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::CallForHelp&) {
-        return EarlyEnd{exitOk, helpText, ""};
+        return EarlyEnd{kExitOk, kHelpText, ""};
     } catch (const CLI::CallForVersion& version) {
-        return EarlyEnd{exitOk, std::string(version.what()) + "\n", ""};
+        return EarlyEnd{kExitOk, std::string(version.what()) + "\n", ""};
     } catch (const CLI::RequiredError&) {
         return usageError(describeMissingCommand(app.remaining()));
     } catch (const CLI::ParseError& error) {
@@ -166,10 +167,10 @@ std::variant<CommandLine, EarlyEnd> parseCommandLine(const std::vector<std::stri
     if (const auto fault = findFault(commandLine, ids)) {
         return usageError(*fault);
     }
-    const QueryKind kind = groupsCommand->parsed() ? QueryKind::ResourceGroups
-                           : idsCommand->parsed()  ? QueryKind::StatisticIds
-                                                   : QueryKind::Statistics;
-    commandLine.format = format == "json" ? OutputFormat::Json : OutputFormat::Table;
+    const QueryKind kind = groupsCommand->parsed() ? QueryKind::resourceGroups
+                           : idsCommand->parsed()  ? QueryKind::statisticIds
+                                                   : QueryKind::statistics;
+    commandLine.format = format == "json" ? OutputFormat::json : OutputFormat::table;
     commandLine.queries = makeQueries(kind, ids);
     return commandLine;
 }

@@ -1,5 +1,5 @@
-#ifndef ZULSTAT_COMMAND_LINE_H
-#define ZULSTAT_COMMAND_LINE_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_COMMAND_LINE_H
+#define ZULSTATS_TOOLS_ZULSTAT_COMMAND_LINE_H
 
 #include <cstdint>
 #include <functional>
@@ -12,16 +12,16 @@
 
 namespace zulstat {
 
-constexpr int32_t defaultPort = 2980;
-constexpr int32_t defaultTimeLimitSeconds = 90;
+inline constexpr int32_t kDefaultPort = 2980;
+inline constexpr int32_t kDefaultTimeLimitSeconds = 90;
 
-enum class OutputFormat { Table, Json };
+enum class OutputFormat { table, json };
 
 struct CommandLine {
     std::string host = "127.0.0.1";
-    int32_t port = defaultPort;
-    int32_t timeLimitSeconds = defaultTimeLimitSeconds;  // 0: none
-    OutputFormat format = OutputFormat::Table;
+    int32_t port = kDefaultPort;
+    int32_t timeLimitSeconds = kDefaultTimeLimitSeconds;  // 0: none
+    OutputFormat format = OutputFormat::table;
     std::optional<int32_t> traceLevel;
     std::optional<std::string> traceFile;
     std::vector<Query> queries;

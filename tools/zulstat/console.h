@@ -1,7 +1,7 @@
 // The program's surroundings: arguments, standard output, the end of the process. One file per system implements what
 // differs.
-#ifndef ZULSTAT_CONSOLE_H
-#define ZULSTAT_CONSOLE_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_CONSOLE_H
+#define ZULSTATS_TOOLS_ZULSTAT_CONSOLE_H
 
 #include <optional>
 #include <string>

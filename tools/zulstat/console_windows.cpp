@@ -9,6 +9,7 @@
 #include <shellapi.h>
 
 #include <cerrno>
+#include <cstddef>
 
 #include "console.h"
 
@@ -59,9 +60,9 @@ std::vector<std::string> programArguments(const int argc, char** const argv) {
 }
 
 std::optional<std::string> fileNameForLibrary(const std::string& name) {
-    constexpr size_t mostBytesOfACharacter = 4;
+    constexpr size_t kMostBytesOfACharacter = 4;
     const std::wstring wide = fromUtf8(name);
-    std::string converted(wide.size() * mostBytesOfACharacter, '\0');
+    std::string converted(wide.size() * kMostBytesOfACharacter, '\0');
     // The code page for UTF-8 has every character, and takes no question about lacking ones.
     BOOL lacksCharacter = FALSE;
     const bool isUtf8 = GetACP() == CP_UTF8;

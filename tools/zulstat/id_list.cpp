@@ -7,7 +7,7 @@
 namespace zulstat {
 namespace {
 
-constexpr char separator = ':';
+constexpr char kSeparator = ':';
 
 }  // namespace
 
@@ -17,13 +17,13 @@ std::optional<std::string> findIdFault(const std::vector<std::string>& ids, cons
         if (id.empty()) {
             return "a " + name + " must not be empty.";
         }
-        if (id.find(separator) != std::string::npos) {
+        if (id.find(kSeparator) != std::string::npos) {
             return "the " + name + " " + quoteText(id) +
                    " contains \":\", which separates the ids of a list. Give several ids as arguments of their own.";
         }
-        if (id.size() > longestIdList) {
+        if (id.size() > kLongestIdList) {
             return "a " + name + " of " + std::to_string(id.size()) + " characters is too long: at most " +
-                   std::to_string(longestIdList) + " are possible.";
+                   std::to_string(kLongestIdList) + " are possible.";
         }
     }
     return std::nullopt;
@@ -44,7 +44,7 @@ std::string joinIds(const std::vector<std::string>& ids) {
     std::string list;
     for (const std::string& id : ids) {
         if (&id != &ids.front()) {
-            list += separator;
+            list += kSeparator;
         }
         list += id;
     }

@@ -10,15 +10,15 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int formatVersion = 1;
+constexpr int kFormatVersion = 1;
 
 std::string_view keyOf(const QueryKind kind) {
     switch (kind) {
-        case QueryKind::ResourceGroups:
+        case QueryKind::resourceGroups:
             return "resourceGroups";
-        case QueryKind::StatisticIds:
+        case QueryKind::statisticIds:
             return "statisticIds";
-        case QueryKind::Statistics:
+        case QueryKind::statistics:
             break;
     }
     return "statistics";
@@ -26,11 +26,11 @@ std::string_view keyOf(const QueryKind kind) {
 
 std::string_view keyOf(const AskedBy by) {
     switch (by) {
-        case AskedBy::Group:
+        case AskedBy::group:
             return "group";
-        case AskedBy::StatisticId:
+        case AskedBy::statisticId:
             return "statisticId";
-        case AskedBy::All:
+        case AskedBy::all:
             break;
     }
     return "all";
@@ -38,11 +38,11 @@ std::string_view keyOf(const AskedBy by) {
 
 std::string_view keyOf(const Failure::Stage stage) {
     switch (stage) {
-        case Failure::Stage::Querying:
+        case Failure::Stage::querying:
             return "query";
-        case Failure::Stage::Reading:
+        case Failure::Stage::reading:
             return "read";
-        case Failure::Stage::Connecting:
+        case Failure::Stage::connecting:
             break;
     }
     return "connect";
@@ -68,7 +68,7 @@ Json elementToJson(const Element& element, const QueryKind kind) {
     Json object{{"element", element.text}, {"code", element.code}};
     if (isFailed(element)) {
         object["error"] = Json{{"code", element.code}, {"message", "the gateway could not answer this query element"}};
-    } else if (kind == QueryKind::Statistics) {
+    } else if (kind == QueryKind::statistics) {
         object["statistics"] = statisticsToJson(element.entries);
     } else {
         object["ids"] = idsToJson(element.entries);
@@ -105,13 +105,13 @@ Json failureToJson(const Report& report) {
 }  // namespace
 
 std::string renderJson(const Report& report, const Versions& versions) {
-    constexpr int indentation = 2;
+    constexpr int kIndentation = 2;
     Json queries = Json::array();
     for (const QueryResult& result : report.results) {
         queries.push_back(queryToJson(result));
     }
     Json document;
-    document["format"] = formatVersion;
+    document["format"] = kFormatVersion;
     document["program"] = Json{{"name", "zulstat"}, {"version", versions.program}, {"apiVersion", versions.api}};
     document["gateway"] = Json{{"host", report.host}, {"port", report.port}, {"protocolVersion", nullptr}};
     if (report.protocolVersion) {
@@ -120,7 +120,7 @@ std::string renderJson(const Report& report, const Versions& versions) {
     document["queries"] = std::move(queries);
     document["failedElements"] = countFailedElements(report);
     document["error"] = failureToJson(report);
-    return document.dump(indentation, ' ', true, Json::error_handler_t::replace) + "\n";
+    return document.dump(kIndentation, ' ', true, Json::error_handler_t::replace) + "\n";
 }
 
 }  // namespace zulstat

@@ -1,5 +1,5 @@
-#ifndef ZULSTAT_JSON_OUTPUT_H
-#define ZULSTAT_JSON_OUTPUT_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_JSON_OUTPUT_H
+#define ZULSTATS_TOOLS_ZULSTAT_JSON_OUTPUT_H
 
 #include <string>
 #include <string_view>

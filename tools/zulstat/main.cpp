@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -23,7 +24,7 @@ namespace zulstat {
 namespace {
 
 // Closing waits for the gateway's goodbye; nobody who has the answer should wait for it long.
-constexpr std::chrono::seconds closeLimit{2};
+constexpr std::chrono::seconds kCloseLimit{2};
 
 void printError(const std::string& message) {
     const std::string line = "zulstat: " + message + "\n";
@@ -49,7 +50,7 @@ int writeOutput(const std::string& text, const int exitCode) {
         printError("the output cannot be written: " + std::string(std::strerror(outcome.error)) +
                    ". Is the disk full, or standard output closed?");
     }
-    return exitOutputFailed;
+    return kExitOutputFailed;
 }
 
 // The file comes first, so that not a single line goes to standard error.
@@ -73,13 +74,13 @@ bool startTrace(const CommandLine& commandLine) {
 
 int exitCodeOf(const Report& report) {
     if (report.failure) {
-        return report.failure->stage == Failure::Stage::Connecting ? exitCannotConnect : exitQueryFailed;
+        return report.failure->stage == Failure::Stage::connecting ? kExitCannotConnect : kExitQueryFailed;
     }
-    return countFailedElements(report) == 0 ? exitOk : exitElementFailed;
+    return countFailedElements(report) == 0 ? kExitOk : kExitElementFailed;
 }
 
 std::string render(const Report& report, const OutputFormat format) {
-    if (format == OutputFormat::Json) {
+    if (format == OutputFormat::json) {
         return renderJson(report, {ZULSTAT_VERSION, apiVersion()});
     }
     return renderTables(report, standardOutputTakesColour());
@@ -99,7 +100,7 @@ int showReport(const Report& report, const OutputFormat format) {
 int showSession(ReportUnderWay& underWay, const CommandLine& commandLine) {
     const Report report = underWay.waitForReport(std::chrono::seconds(commandLine.timeLimitSeconds));
     const int exitCode = showReport(report, commandLine.format);
-    if (!underWay.isAnswered() || !underWay.waitUntilFinished(closeLimit)) {
+    if (!underWay.isAnswered() || !underWay.waitUntilFinished(kCloseLimit)) {
         endProcess(exitCode);
     }
     return exitCode;
@@ -107,7 +108,7 @@ int showSession(ReportUnderWay& underWay, const CommandLine& commandLine) {
 
 int run(const CommandLine& commandLine) {
     if (!startTrace(commandLine)) {
-        return exitUsage;
+        return kExitUsage;
     }
     const auto underWay = std::make_shared<ReportUnderWay>(commandLine.host, commandLine.port);
     std::thread talker([=] { runSession(commandLine.host, commandLine.port, commandLine.queries, *underWay); });
@@ -139,6 +140,6 @@ int main(int argc, char** argv) {
         return zulstat::runProgram(zulstat::programArguments(argc, argv));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zulstat: cannot go on: %s\n", error.what());
-        zulstat::endProcess(zulstat::exitQueryFailed);
+        zulstat::endProcess(zulstat::kExitQueryFailed);
     }
 }

@@ -1,6 +1,7 @@
 #include "messages.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "code_table.h"
 #include "text_escape.h"
@@ -10,11 +11,11 @@ namespace {
 
 std::string_view nameOfSelection(const AskedBy by) {
     switch (by) {
-        case AskedBy::Group:
+        case AskedBy::group:
             return " by group";
-        case AskedBy::StatisticId:
+        case AskedBy::statisticId:
             return " by statistic id";
-        case AskedBy::All:
+        case AskedBy::all:
             break;
     }
     return "";
@@ -23,11 +24,11 @@ std::string_view nameOfSelection(const AskedBy by) {
 std::string describeStage(const Failure& failure, const std::string& address) {
     const std::string query = failure.query ? describeQuery(*failure.query) : std::string();
     switch (failure.stage) {
-        case Failure::Stage::Connecting:
+        case Failure::Stage::connecting:
             break;
-        case Failure::Stage::Querying:
+        case Failure::Stage::querying:
             return "the query for " + query + " at " + address + " failed";
-        case Failure::Stage::Reading:
+        case Failure::Stage::reading:
             return "the answer to the query for " + query + " at " + address + " cannot be read";
     }
     return "cannot connect to " + address;
@@ -63,11 +64,11 @@ std::string describeCode(const int32_t code) {
 
 std::string_view nameOfEntries(const QueryKind kind) {
     switch (kind) {
-        case QueryKind::ResourceGroups:
+        case QueryKind::resourceGroups:
             return "resource groups";
-        case QueryKind::StatisticIds:
+        case QueryKind::statisticIds:
             return "statistic ids";
-        case QueryKind::Statistics:
+        case QueryKind::statistics:
             break;
     }
     return "statistics";

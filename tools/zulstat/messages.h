@@ -1,6 +1,6 @@
 // What zulstat says on standard error.
-#ifndef ZULSTAT_MESSAGES_H
-#define ZULSTAT_MESSAGES_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_MESSAGES_H
+#define ZULSTATS_TOOLS_ZULSTAT_MESSAGES_H
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 // What a run asked and learnt, free of the library's types.
-#ifndef ZULSTAT_REPORT_H
-#define ZULSTAT_REPORT_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_REPORT_H
+#define ZULSTATS_TOOLS_ZULSTAT_REPORT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -10,13 +10,13 @@
 
 namespace zulstat {
 
-enum class QueryKind { ResourceGroups, StatisticIds, Statistics };
+enum class QueryKind { resourceGroups, statisticIds, statistics };
 
-enum class AskedBy { All, Group, StatisticId };
+enum class AskedBy { all, group, statisticId };
 
 struct Query {
-    QueryKind kind = QueryKind::ResourceGroups;
-    AskedBy by = AskedBy::All;
+    QueryKind kind = QueryKind::resourceGroups;
+    AskedBy by = AskedBy::all;
     std::vector<std::string> ids;  // empty when everything is asked for
 };
 
@@ -38,9 +38,9 @@ struct QueryResult {
 };
 
 struct Failure {
-    enum class Stage { Connecting, Querying, Reading };
+    enum class Stage { connecting, querying, reading };
 
-    Stage stage = Stage::Connecting;
+    Stage stage = Stage::connecting;
     std::optional<Query> query;   // what was asked, unless connecting failed
     std::optional<int32_t> code;  // of the library; none when the time limit struck or an answer was unreadable
     std::string reason;           // used where there is no code

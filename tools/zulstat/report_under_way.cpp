@@ -7,7 +7,7 @@ namespace {
 
 Failure timeLimitPassed(const std::optional<Query>& query, const std::chrono::seconds limit) {
     Failure failure;
-    failure.stage = query ? Failure::Stage::Querying : Failure::Stage::Connecting;
+    failure.stage = query ? Failure::Stage::querying : Failure::Stage::connecting;
     failure.query = query;
     failure.reason = "no answer within " + std::to_string(limit.count()) + " s";
     failure.advice = "Is the gateway overloaded? Give --timeout a higher number to wait longer.";

@@ -1,5 +1,5 @@
-#ifndef ZULSTAT_REPORT_UNDER_WAY_H
-#define ZULSTAT_REPORT_UNDER_WAY_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_REPORT_UNDER_WAY_H
+#define ZULSTATS_TOOLS_ZULSTAT_REPORT_UNDER_WAY_H
 
 #include <chrono>
 #include <condition_variable>

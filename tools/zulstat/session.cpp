@@ -39,7 +39,7 @@ Answer ask(GatewayToken* const gateway, const QueryKind kind, const QueryForAll 
     if (const int32_t code = query(gateway, &resultSet); code != STAPI_RC_OK) {
         return failedQuery(code);
     }
-    return kind == QueryKind::Statistics ? readStatisticsSet(resultSet) : readIdSet(resultSet);
+    return kind == QueryKind::statistics ? readStatisticsSet(resultSet) : readIdSet(resultSet);
 }
 
 AskForList listAsker(GatewayToken* const gateway, const QueryKind kind, const QueryForList query) {
@@ -48,12 +48,12 @@ AskForList listAsker(GatewayToken* const gateway, const QueryKind kind, const Qu
         if (const int32_t code = query(gateway, list.c_str(), &resultSet); code != STAPI_RC_OK) {
             return failedQuery(code);
         }
-        return kind == QueryKind::Statistics ? readStatisticsSet(resultSet) : readIdSet(resultSet);
+        return kind == QueryKind::statistics ? readStatisticsSet(resultSet) : readIdSet(resultSet);
     };
 }
 
 AskForList groupAsker(GatewayToken* const gateway, const QueryKind kind) {
-    return listAsker(gateway, kind, kind == QueryKind::Statistics ? getStatsByStatGroupId : getStatIdsByStatGroupId);
+    return listAsker(gateway, kind, kind == QueryKind::statistics ? getStatsByStatGroupId : getStatIdsByStatGroupId);
 }
 
 std::vector<std::string> allEntryIds(const Answer& answer) {
@@ -71,11 +71,11 @@ std::vector<std::string> allEntryIds(const Answer& answer) {
 
 QueryForAll queryForAll(const QueryKind kind) {
     switch (kind) {
-        case QueryKind::ResourceGroups:
+        case QueryKind::resourceGroups:
             return getResourceGroupIds;
-        case QueryKind::StatisticIds:
+        case QueryKind::statisticIds:
             return getStatIds;
-        case QueryKind::Statistics:
+        case QueryKind::statistics:
             break;
     }
     return getStats;
@@ -83,10 +83,10 @@ QueryForAll queryForAll(const QueryKind kind) {
 
 Answer askForAll(GatewayToken* const gateway, const QueryKind kind) {
     Answer answer = ask(gateway, kind, queryForAll(kind));
-    if (!answer.cutShort || kind == QueryKind::ResourceGroups) {
+    if (!answer.cutShort || kind == QueryKind::resourceGroups) {
         return answer;
     }
-    const Answer groups = ask(gateway, QueryKind::ResourceGroups, getResourceGroupIds);
+    const Answer groups = ask(gateway, QueryKind::resourceGroups, getResourceGroupIds);
     if (groups.code != STAPI_RC_OK) {
         answer.code = groups.code;
         answer.stage = groups.stage;
@@ -98,11 +98,11 @@ Answer askForAll(GatewayToken* const gateway, const QueryKind kind) {
 
 Answer makeQuery(GatewayToken* const gateway, const Query& query) {
     switch (query.by) {
-        case AskedBy::All:
+        case AskedBy::all:
             break;
-        case AskedBy::Group:
+        case AskedBy::group:
             return askForIds(query.ids, groupAsker(gateway, query.kind));
-        case AskedBy::StatisticId:
+        case AskedBy::statisticId:
             return askForIds(query.ids, listAsker(gateway, query.kind, getStatsByStatId));
     }
     return askForAll(gateway, query.kind);
@@ -110,7 +110,7 @@ Answer makeQuery(GatewayToken* const gateway, const Query& query) {
 
 Failure connectFailure(const int32_t code) {
     Failure failure;
-    failure.stage = Failure::Stage::Connecting;
+    failure.stage = Failure::Stage::connecting;
     failure.code = code;
     return failure;
 }
@@ -125,7 +125,7 @@ Failure queryFailure(const Query& query, const Answer& answer) {
 
 Failure unreachableRest(const Query& query, const std::string& emptyElement) {
     Failure failure;
-    failure.stage = Failure::Stage::Reading;
+    failure.stage = Failure::Stage::reading;
     failure.query = query;
     failure.reason = "the element " + quoteText(emptyElement) + " has no entries, and what follows it is out of reach";
     failure.advice = "Ask for what follows it by group or by id.";

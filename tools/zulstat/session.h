@@ -1,5 +1,5 @@
-#ifndef ZULSTAT_SESSION_H
-#define ZULSTAT_SESSION_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_SESSION_H
+#define ZULSTATS_TOOLS_ZULSTAT_SESSION_H
 
 #include <cstdint>
 #include <string>

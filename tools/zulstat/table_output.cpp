@@ -1,6 +1,7 @@
 #include "table_output.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 #include <vector>
 
@@ -10,15 +11,15 @@
 namespace zulstat {
 namespace {
 
-enum class LineKind { Header, Entry, Failed, Nothing };
+enum class LineKind { header, entry, failed, nothing };
 
 struct Line {
-    LineKind kind = LineKind::Entry;
+    LineKind kind = LineKind::entry;
     std::vector<std::string> cells;
 };
 
 std::string_view titleOfEntries(const QueryKind kind) {
-    return kind == QueryKind::ResourceGroups ? "RESOURCE GROUP" : "STATISTIC";
+    return kind == QueryKind::resourceGroups ? "RESOURCE GROUP" : "STATISTIC";
 }
 
 std::string showText(const std::string& text) {
@@ -36,30 +37,30 @@ class LineMaker {
     explicit LineMaker(const QueryResult& result) : kind_(result.query.kind), withElements_(hasElementTexts(result)) {}
 
     Line header() const {
-        Line line = startLine(LineKind::Header, "QUERY");
+        Line line = startLine(LineKind::header, "QUERY");
         line.cells.emplace_back(titleOfEntries(kind_));
-        if (kind_ == QueryKind::Statistics) {
+        if (kind_ == QueryKind::statistics) {
             line.cells.emplace_back("VALUE");
         }
         return line;
     }
 
     Line failed(const Element& element) const {
-        Line line = startLine(LineKind::Failed, showText(element.text));
+        Line line = startLine(LineKind::failed, showText(element.text));
         line.cells.push_back("failed, code " + std::to_string(element.code));
         return line;
     }
 
     Line nothing(const Element& element) const {
-        Line line = startLine(LineKind::Nothing, showText(element.text));
+        Line line = startLine(LineKind::nothing, showText(element.text));
         line.cells.push_back("no " + std::string(nameOfEntries(kind_)));
         return line;
     }
 
     Line entry(const Element& element, const Entry& entry) const {
-        Line line = startLine(LineKind::Entry, showText(element.text));
+        Line line = startLine(LineKind::entry, showText(element.text));
         line.cells.push_back(showText(entry.id));
-        if (kind_ == QueryKind::Statistics) {
+        if (kind_ == QueryKind::statistics) {
             line.cells.push_back(showText(entry.value));
         }
         return line;
@@ -115,25 +116,25 @@ std::vector<size_t> measureColumns(const std::vector<Line>& lines) {
 
 std::string_view colourOf(const LineKind kind) {
     switch (kind) {
-        case LineKind::Header:
+        case LineKind::header:
             return "\x1B[1m";
-        case LineKind::Failed:
+        case LineKind::failed:
             return "\x1B[31m";
-        case LineKind::Nothing:
+        case LineKind::nothing:
             return "\x1B[2m";
-        case LineKind::Entry:
+        case LineKind::entry:
             break;
     }
     return "";
 }
 
 std::string alignCells(const std::vector<std::string>& cells, const std::vector<size_t>& widths) {
-    constexpr size_t gap = 2;
+    constexpr size_t kGap = 2;
     std::string text;
     for (size_t column = 0; column < cells.size(); ++column) {
         text += cells[column];
         if (column + 1 < cells.size()) {
-            text.append(widths[column] - countCodePoints(cells[column]) + gap, ' ');
+            text.append(widths[column] - countCodePoints(cells[column]) + kGap, ' ');
         }
     }
     return text;

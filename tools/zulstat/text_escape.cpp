@@ -13,7 +13,7 @@ struct CodePointRange {
 };
 
 // Control characters, and the characters that a terminal shows as nothing, as a line break or as a change of direction.
-constexpr std::array notShownAsTheyAre{
+constexpr std::array kNotShownAsTheyAre{
     CodePointRange{0x0000, 0x001F}, CodePointRange{0x007F, 0x009F}, CodePointRange{0x061C, 0x061C},
     CodePointRange{0x200B, 0x200F}, CodePointRange{0x2028, 0x202E}, CodePointRange{0x2060, 0x206F},
     CodePointRange{0xFEFF, 0xFEFF},
@@ -24,7 +24,7 @@ struct Decoded {
     size_t length;  // 0: the bytes are no UTF-8
 };
 
-constexpr Decoded invalid{0, 0};
+constexpr Decoded kNotUtf8{0, 0};
 
 uint32_t byteAt(const std::string_view text, const size_t position) {
     return static_cast<unsigned char>(text[position]);
@@ -57,33 +57,33 @@ bool isShortestFormOfScalar(const uint32_t codePoint, const size_t length) {
 }
 
 Decoded decodeAt(const std::string_view text, const size_t position) {
-    constexpr std::array<uint32_t, 5> leadMask{0, 0x7F, 0x1F, 0x0F, 0x07};
+    constexpr std::array<uint32_t, 5> kLeadMasks{0, 0x7F, 0x1F, 0x0F, 0x07};
     const uint32_t lead = byteAt(text, position);
     const size_t length = sequenceLength(lead);
     if (length == 0 || length > text.size() - position) {
-        return invalid;
+        return kNotUtf8;
     }
-    uint32_t codePoint = lead & leadMask[length];
+    uint32_t codePoint = lead & kLeadMasks[length];
     for (size_t index = 1; index < length; ++index) {
         const uint32_t next = byteAt(text, position + index);
         if ((next & 0xC0) != 0x80) {
-            return invalid;
+            return kNotUtf8;
         }
         codePoint = (codePoint << 6) | (next & 0x3F);
     }
-    return isShortestFormOfScalar(codePoint, length) ? Decoded{codePoint, length} : invalid;
+    return isShortestFormOfScalar(codePoint, length) ? Decoded{codePoint, length} : kNotUtf8;
 }
 
 void appendHex(std::string& target, const std::string_view prefix, const uint32_t number, const int digits) {
-    constexpr std::string_view hexDigits = "0123456789ABCDEF";
+    constexpr std::string_view kHexDigits = "0123456789ABCDEF";
     target += prefix;
     for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
-        target += hexDigits[(number >> shift) & 0xF];
+        target += kHexDigits[(number >> shift) & 0xF];
     }
 }
 
 bool isShownAsItIs(const uint32_t codePoint) {
-    return std::none_of(notShownAsTheyAre.begin(), notShownAsTheyAre.end(), [&](const CodePointRange& range) {
+    return std::none_of(kNotShownAsTheyAre.begin(), kNotShownAsTheyAre.end(), [&](const CodePointRange& range) {
         return codePoint >= range.first && codePoint <= range.last;
     });
 }

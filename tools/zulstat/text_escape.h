@@ -1,6 +1,6 @@
 // Making text from a gateway safe to show: whatever it holds, it cannot move the cursor, break a line or hide itself.
-#ifndef ZULSTAT_TEXT_ESCAPE_H
-#define ZULSTAT_TEXT_ESCAPE_H
+#ifndef ZULSTATS_TOOLS_ZULSTAT_TEXT_ESCAPE_H
+#define ZULSTATS_TOOLS_ZULSTAT_TEXT_ESCAPE_H
 
 #include <cstddef>
 #include <string>

@@ -2,10 +2,13 @@
 // caller's locale or signals, throw, or write to standard error but through the trace.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <set>
 #include <string>
 
 #include "source_files.h"
+
+namespace rule_test {
 
 namespace {
 
@@ -62,3 +65,5 @@ TEST(OutputRules, UnboundedTextFunctionsAreNotUsed) {
 }
 
 }  // namespace
+
+}  // namespace rule_test

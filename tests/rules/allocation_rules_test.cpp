@@ -7,26 +7,28 @@
 
 #include "source_files.h"
 
+namespace rule_test {
+
 namespace {
 
 constexpr const char* kMemoryModule = "src/diag/stapi_zul_memory.cpp";
 
 const std::set<std::string>& allocators() {
-    static const std::set<std::string> names = {
+    static const std::set<std::string> kNames = {
         "malloc",    "calloc",     "realloc", "reallocarray", "free",         "aligned_alloc", "posix_memalign",
         "memalign",  "valloc",     "alloca",  "strdup",       "strndup",      "asprintf",      "vasprintf",
         "HeapAlloc", "LocalAlloc", "getline", "getdelim",     "VirtualAlloc", "GlobalAlloc",   "open_memstream"};
-    return names;
+    return kNames;
 }
 
 // What allocates behind its name, when it stands behind "std::".
 const std::set<std::string>& allocatingTypes() {
-    static const std::set<std::string> names = {
+    static const std::set<std::string> kNames = {
         "string",       "wstring",     "basic_string", "vector",   "deque",         "list",
         "map",          "multimap",    "set",          "multiset", "unordered_map", "unordered_set",
         "make_unique",  "make_shared", "function",     "thread",   "ostringstream", "istringstream",
         "stringstream", "regex",       "any",          "promise",  "async"};
-    return names;
+    return kNames;
 }
 
 std::vector<std::string> allocationsIn(const SourceFile& file) {
@@ -79,3 +81,5 @@ TEST(AllocationRule, TheLibraryAllocatesInItsMemoryModuleAlone) {
 }
 
 }  // namespace
+
+}  // namespace rule_test

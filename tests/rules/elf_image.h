@@ -1,9 +1,11 @@
 // What a 64-bit little-endian ELF shared library exports and asks for.
-#ifndef TESTS_UNIT_ELF_IMAGE_H
-#define TESTS_UNIT_ELF_IMAGE_H
+#ifndef ZULSTATS_TESTS_RULES_ELF_IMAGE_H
+#define ZULSTATS_TESTS_RULES_ELF_IMAGE_H
 
 #include <string>
 #include <vector>
+
+namespace rule_test {
 
 struct ElfImage {
     std::vector<std::string> exportedFunctions;  // sorted
@@ -14,5 +16,7 @@ struct ElfImage {
 
 // Throws std::runtime_error when the bytes are not such a library.
 ElfImage readElfImage(const std::string& bytes);
+
+}  // namespace rule_test
 
 #endif

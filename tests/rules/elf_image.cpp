@@ -5,6 +5,8 @@
 #include <cstring>
 #include <stdexcept>
 
+namespace rule_test {
+
 namespace {
 
 constexpr uint32_t kDynamicSection = 6;
@@ -108,3 +110,5 @@ ElfImage readElfImage(const std::string& bytes) {
     std::sort(image.exportedFunctions.begin(), image.exportedFunctions.end());
     return image;
 }
+
+}  // namespace rule_test

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -10,6 +12,8 @@
 #include "source_files.h"
 #include "temporary_file.h"
 #include "trace_text.h"
+
+namespace rule_test {
 
 namespace {
 
@@ -20,7 +24,7 @@ std::vector<std::string> sorted(std::vector<std::string> names) {
 
 // The 23 functions, in the words of the interface.
 const std::vector<std::string>& interfaceFunctions() {
-    static const std::vector<std::string> names = sorted({
+    static const std::vector<std::string> kNames = sorted({
         "getStatsAPIVersion",
         "getAPITraceLevel",
         "setAPITraceLevel",
@@ -45,7 +49,7 @@ const std::vector<std::string>& interfaceFunctions() {
         "freeResultSet",
         "dumpResultSet",
     });
-    return names;
+    return kNames;
 }
 
 std::vector<std::string> listedFunctions() {
@@ -136,3 +140,5 @@ TEST(ElfImage, RefusesWhatIsNoLibrary) {
 }
 
 }  // namespace
+
+}  // namespace rule_test
