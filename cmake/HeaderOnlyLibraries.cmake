@@ -7,9 +7,9 @@ function(zulstats_stage_headers target folder probe package)
     find_path(zulstats_parent ${folder}/${probe} PATHS ${ZULSTATS_HEADER_FOLDERS}
               NO_CACHE NO_CMAKE_FIND_ROOT_PATH NO_DEFAULT_PATH)
     if(NOT zulstats_parent)
-        message(FATAL_ERROR "${folder}/${probe} was not found in ${ZULSTATS_HEADER_FOLDERS}: install the Debian package "
-                            "${package}, or set ZULSTATS_HEADER_FOLDERS, or build the library alone with "
-                            "-DZULSTATS_BUILD_TOOLS=OFF -DZULSTATS_BUILD_SIM=OFF -DZULSTATS_BUILD_TESTS=OFF")
+        message(FATAL_ERROR "${folder}/${probe} was not found in ${ZULSTATS_HEADER_FOLDERS}: install the "
+                            "Debian package ${package}, or set ZULSTATS_HEADER_FOLDERS, or build the library alone "
+                            "with -DZULSTATS_BUILD_TOOLS=OFF -DZULSTATS_BUILD_SIM=OFF -DZULSTATS_BUILD_TESTS=OFF")
     endif()
     set(staged ${PROJECT_BINARY_DIR}/header-only/${folder})
     file(MAKE_DIRECTORY ${staged})

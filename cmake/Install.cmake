@@ -1,4 +1,4 @@
-# What cmake --install puts where. The tree may be moved afterwards: every path in it is relative to the file that holds it.
+# What cmake --install puts where. The tree may be moved afterwards: every path in it starts at the file that holds it.
 # Components: zulstats_runtime, zulstats_development, zulstats_tools, zulstats_documentation.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -62,7 +62,7 @@ if(ZULSTATS_BUILD_SIM)
     install(TARGETS gatewaysim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zulstats_tools)
 endif()
 
-# The README names the others by their place beside it.
+# The README names the others by their place beside it. Below another project, CMAKE_INSTALL_DOCDIR is that project's.
 set(documentation_folder ${CMAKE_INSTALL_DATAROOTDIR}/doc/zulstats64)
 if(PROJECT_IS_TOP_LEVEL)
     set(documentation_folder ${CMAKE_INSTALL_DOCDIR})

@@ -27,7 +27,7 @@ function(zulstats_own_target target)
     endforeach()
 endfunction()
 
-# zulstats_own_program(target): a program, which needs the whole language, and on Windows no DLL but the system's and ours.
+# zulstats_own_program(target): a program or a part of one. It uses the whole language, and on Windows no runtime's DLL.
 function(zulstats_own_program target)
     zulstats_own_target(${target})
     if(NOT MSVC)

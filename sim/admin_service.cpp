@@ -1,6 +1,7 @@
 #include "admin_service.h"
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "object_stream.h"
@@ -22,27 +23,48 @@ std::vector<std::string> elementsOf(std::string_view query) {
     }
 }
 
-}  // namespace
-
-Bytes AdminService::protocol() const {
-    return attributePayload(catalogue_.protocol);
+Payload idsWithAddition(std::vector<IdResponse> responses, std::string_view addition) {
+    for (IdResponse& response : responses) {
+        response.queryId += addition;
+        for (std::string& id : response.ids) {
+            id += addition;
+        }
+    }
+    return idPayload(responses);
 }
 
-Bytes AdminService::resourceGroups() const {
+Payload statisticsWithAddition(std::vector<StatisticsResponse> responses, std::string_view addition) {
+    for (StatisticsResponse& response : responses) {
+        response.queryId += addition;
+        for (StatisticValue& statistic : response.statistics) {
+            statistic.id += addition;
+            statistic.value += addition;
+        }
+    }
+    return statisticsPayload(responses);
+}
+
+}  // namespace
+
+Payload AdminService::protocol(std::string_view addition) const {
+    return attributePayload(catalogue_.protocol + std::string(addition));
+}
+
+Payload AdminService::resourceGroups(std::string_view addition) const {
     IdResponse response{"", 0, {}};
     for (const Group& group : catalogue_.groups) {
         response.ids.push_back(group.id);
     }
-    return idPayload({response});
+    return idsWithAddition({response}, addition);
 }
 
-Bytes AdminService::statisticIds(std::string_view query) const {
+Payload AdminService::statisticIds(std::string_view query, std::string_view addition) const {
     if (query.empty()) {
         IdResponse everything{"", 0, {}};
         for (const Statistic& statistic : catalogue_.statistics) {
             everything.ids.push_back(statistic.id);
         }
-        return idPayload({everything});
+        return idsWithAddition({everything}, addition);
     }
     std::vector<IdResponse> responses;
     for (const std::string& element : elementsOf(query)) {
@@ -55,10 +77,10 @@ Bytes AdminService::statisticIds(std::string_view query) const {
         }
         responses.push_back(std::move(response));
     }
-    return idPayload(responses);
+    return idsWithAddition(std::move(responses), addition);
 }
 
-Bytes AdminService::statistics(std::string_view query, uint32_t earlierQueries) const {
+Payload AdminService::statistics(std::string_view query, uint32_t earlierQueries, std::string_view addition) const {
     std::vector<std::string> elements;
     if (query.empty()) {
         for (const Group& group : catalogue_.groups) {
@@ -87,7 +109,7 @@ Bytes AdminService::statistics(std::string_view query, uint32_t earlierQueries) 
         }
         responses.push_back(std::move(response));
     }
-    return statisticsPayload(responses);
+    return statisticsWithAddition(std::move(responses), addition);
 }
 
 }  // namespace gatewaysim

@@ -9,25 +9,27 @@
 #include "bytes.h"
 #include "catalogue.h"
 #include "clock.h"
+#include "payload.h"
 
 namespace gatewaysim {
 
 // The code of a response to an id that the catalogue does not know.
 inline constexpr int32_t kUnknownId = -5;
 
-// The statistics management object: answers its attribute and its operations with reply payloads.
+// The statistics management object: answers its attribute and its operations with reply payloads. Every text of an
+// answer ends in the addition.
 class AdminService {
   public:
     AdminService(const Catalogue& catalogue, const Clock& clock, uint64_t seed)
         : catalogue_(catalogue), clock_(clock), seed_(seed) {}
 
-    Bytes protocol() const;
+    Payload protocol(std::string_view addition) const;
     // All groups in one response with an empty query id.
-    Bytes resourceGroups() const;
+    Payload resourceGroups(std::string_view addition) const;
     // Without a query all statistics in one response with an empty query id; otherwise a response per group asked for.
-    Bytes statisticIds(std::string_view query) const;
+    Payload statisticIds(std::string_view query, std::string_view addition) const;
     // Without a query a response per group; otherwise one per group or statistic asked for.
-    Bytes statistics(std::string_view query, uint32_t earlierQueries) const;
+    Payload statistics(std::string_view query, uint32_t earlierQueries, std::string_view addition) const;
 
   private:
     const Catalogue& catalogue_;

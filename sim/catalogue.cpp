@@ -68,6 +68,37 @@ class DuplicateFieldFinder {
     std::optional<std::string> found_;
 };
 
+std::optional<uint8_t> hexDigit(char character) {
+    if (character >= '0' && character <= '9') {
+        return static_cast<uint8_t>(character - '0');
+    }
+    if (character >= 'A' && character <= 'F') {
+        return static_cast<uint8_t>(character - 'A' + 10);
+    }
+    if (character >= 'a' && character <= 'f') {
+        return static_cast<uint8_t>(character - 'a' + 10);
+    }
+    return std::nullopt;
+}
+
+// The bytes of {"hex": "..."}, for texts that JSON cannot hold.
+std::string bytesOf(const Json& value, const std::string& place) {
+    const bool isHex = value.size() == 1 && value.contains("hex") && value["hex"].is_string();
+    const auto digits = isHex ? value["hex"].get<std::string>() : std::string();
+    std::string bytes;
+    for (size_t at = 0; at + 1 < digits.size(); at += 2) {
+        const auto high = hexDigit(digits[at]);
+        const auto low = hexDigit(digits[at + 1]);
+        if (high.has_value() && low.has_value()) {
+            bytes += static_cast<char>(*high << 4 | *low);
+        }
+    }
+    if (!isHex || 2 * bytes.size() != digits.size()) {
+        throw BadCatalogue(place + " is an object where a text or {\"hex\": \"two digits for each byte\"} belongs");
+    }
+    return bytes;
+}
+
 // One JSON object of the catalogue, with the place that messages name.
 class Fields {
   public:
@@ -107,6 +138,9 @@ class Fields {
 
     std::string text(const char* field) const {
         const Json& value = required(field);
+        if (value.is_object()) {
+            return bytesOf(value, place_ + ": field " + inQuotes(field));
+        }
         if (!value.is_string()) {
             throw wrongType(field, value, "a text");
         }
@@ -190,11 +224,6 @@ void checkId(const std::string& id, size_t longest, const std::string& place) {
     if (id.find(':') != std::string::npos) {
         throw BadCatalogue(place + ": the id " + inQuotes(id) + " contains \":\", which separates ids in a query");
     }
-    const bool printable =
-        std::all_of(id.begin(), id.end(), [](char character) { return character >= ' ' && character <= '~'; });
-    if (!printable) {
-        throw BadCatalogue(place + ": the id " + inQuotes(id) + " contains something else than printable ASCII");
-    }
 }
 
 void checkUnused(const Catalogue& catalogue, const std::string& id, const std::string& place) {
@@ -207,10 +236,10 @@ void checkUnused(const Catalogue& catalogue, const std::string& id, const std::s
 }
 
 void addGroup(Catalogue& catalogue, const Json& value, const std::string& place) {
-    if (!value.is_string()) {
+    if (!value.is_string() && !value.is_object()) {
         throw BadCatalogue(place + " is not a text");
     }
-    const auto id = value.get<std::string>();
+    const std::string id = value.is_object() ? bytesOf(value, place) : value.get<std::string>();
     checkId(id, kLongestText, place);
     checkUnused(catalogue, id, place);
     catalogue.groupById.emplace(id, catalogue.groups.size());

@@ -4,6 +4,8 @@ namespace gatewaysim {
 
 std::string_view nameOf(Exchange exchange) {
     switch (exchange) {
+        case Exchange::accept:
+            return "accept";
         case Exchange::handshake:
             return "handshake";
         case Exchange::authorisation0:

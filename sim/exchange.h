@@ -7,13 +7,14 @@
 
 namespace gatewaysim {
 
-enum class Exchange { handshake, authorisation0, authorisation1, initialise, attribute, invoke, close };
+// Acceptance comes before the exchanges proper: nothing has been asked, and nothing is to be answered.
+enum class Exchange { accept, handshake, authorisation0, authorisation1, initialise, attribute, invoke, close };
 
-inline constexpr std::array kExchanges{Exchange::handshake,  Exchange::authorisation0, Exchange::authorisation1,
-                                       Exchange::initialise, Exchange::attribute,      Exchange::invoke,
-                                       Exchange::close};
+inline constexpr std::array kExchanges{Exchange::accept,         Exchange::handshake,  Exchange::authorisation0,
+                                       Exchange::authorisation1, Exchange::initialise, Exchange::attribute,
+                                       Exchange::invoke,         Exchange::close};
 
-// As options and messages call it: handshake, auth0, auth1, init, attribute, invoke, close.
+// As options and messages call it: accept, handshake, auth0, auth1, init, attribute, invoke, close.
 std::string_view nameOf(Exchange exchange);
 std::optional<Exchange> exchangeNamed(std::string_view name);
 

@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "exchange.h"
+#include "payload.h"
 
 namespace gatewaysim {
 
@@ -21,6 +23,11 @@ enum class FaultKind {
     adminCode,
     exception,
     stall,
+    silence,
+    close,
+    resetAfter,
+    flood,
+    twice,
     longer,
     shorter,
     nameLength,
@@ -28,7 +35,16 @@ enum class FaultKind {
     reset,
     negativeLength,
     callType,
-    truncateBody
+    truncateBody,
+    extendBody,
+    dataLength,
+    version,
+    flags,
+    flagByte,
+    replyOf,
+    versionSize,
+    texts,
+    field
 };
 
 // One way to answer wrongly: EXCHANGE[#N]:KIND[=VALUE].
@@ -37,6 +53,7 @@ struct Fault {
     uint32_t occurrence;               // of each connection, from 1; 0: every one
     FaultKind kind;
     int64_t value;
+    Field field;  // of the kind `field` alone
     std::string text;
 };
 
@@ -48,8 +65,17 @@ class BadFault : public std::runtime_error {
 // Throws BadFault.
 Fault parseFault(const std::string& text);
 
-// Whether a reply to this exchange can carry this kind of fault at all.
-bool applies(FaultKind kind, Exchange exchange);
+// Whether a reply to this exchange can carry this fault at all.
+bool applies(const Fault& fault, Exchange exchange);
+
+// The first fault of this kind, or null.
+const Fault* findFault(std::span<const Fault> faults, FaultKind kind);
+
+// The low 32 bits of a fault's value.
+uint32_t wordOf(int64_t value);
+
+// What the fault `texts` adds to every text of a reply.
+std::string_view addedText(const Fault& texts);
 
 // A decimal number, or a hexadecimal one after 0x; nothing for anything else.
 std::optional<int64_t> parseNumber(std::string_view text);

@@ -7,6 +7,7 @@
 
 #include "admin_service.h"
 #include "catalogue.h"
+#include "hostile.h"
 #include "log.h"
 #include "options.h"
 #include "server.h"
@@ -76,6 +77,10 @@ int run(int count, const char* const* arguments) {
         prepareProcess();
         const std::optional<Options> options = parseOptions(count, arguments);
         if (!options.has_value()) {
+            return 0;
+        }
+        if (options->listHostile.has_value()) {
+            printLine(*options->listHostile == ListFormat::tabs ? hostileListForPrograms() : hostileListForReading());
             return 0;
         }
         const std::string text = catalogueText(*options);

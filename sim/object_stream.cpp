@@ -38,24 +38,24 @@ uint32_t countOf(size_t size) {
     return static_cast<uint32_t>(size);
 }
 
-void writeStreamHeader(ByteWriter& writer) {
+void writeStreamHeader(PayloadWriter& writer) {
     writer.u16(kStreamMagic);
     writer.u16(kStreamVersion);
 }
 
-void writeClassStart(ByteWriter& writer, const JavaClass& described) {
+void writeClassStart(PayloadWriter& writer, const JavaClass& described) {
     writer.u8(kClassDescription);
-    writer.countedText(described.name);
+    writer.markedText(Field::classNameLength, described.name);
     writer.u64(described.serialVersion);
 }
 
-void writeClassRest(ByteWriter& writer) {
+void writeClassRest(PayloadWriter& writer) {
     writer.u8(kExternalizableInBlocks);
     writer.u16(0);
     writer.u8(kEndOfBlockData);
 }
 
-void writeResponseStart(ByteWriter& writer, const JavaClass& described) {
+void writeResponseStart(PayloadWriter& writer, const JavaClass& described) {
     writeStreamHeader(writer);
     writer.u8(kObject);
     writeClassStart(writer, described);
@@ -65,57 +65,70 @@ void writeResponseStart(ByteWriter& writer, const JavaClass& described) {
     writer.u8(kNull);
 }
 
-void writeBlock(ByteWriter& writer, std::span<const uint8_t> data) {
-    if (data.size() <= kLongestShortBlock) {
+void writeBlockStart(PayloadWriter& writer, size_t size) {
+    if (size <= kLongestShortBlock) {
         writer.u8(kBlockData);
-        writer.u8(static_cast<uint8_t>(data.size()));
+        writer.mark(Field::blockLength, 1);
+        writer.u8(static_cast<uint8_t>(size));
     } else {
         writer.u8(kBlockDataLong);
-        writer.u32(countOf(data.size()));
+        writer.mark(Field::blockLength, 4);
+        writer.u32(countOf(size));
     }
-    writer.raw(data);
 }
 
-void writeResponseCount(ByteWriter& writer, size_t count) {
+void writeBlock(PayloadWriter& writer, const Payload& data) {
+    writeBlockStart(writer, data.bytes.size());
+    writer.append(data, data.bytes.size());
+}
+
+void writeResponseCount(PayloadWriter& writer, size_t count) {
     writer.u8(count == 1 ? 0 : 1);
     if (count != 1) {
+        writer.mark(Field::responseCount, 4);
         writer.u32(countOf(count));
     }
 }
 
-void writeIdResponse(ByteWriter& writer, const IdResponse& response) {
+void writeIdResponse(PayloadWriter& writer, const IdResponse& response) {
     writeResponseStart(writer, kIdResponse);
-    ByteWriter block;
-    block.countedText(response.queryId);
+    PayloadWriter block;
+    block.markedText(Field::elementLength, response.queryId);
     block.u32(static_cast<uint32_t>(response.code));
     if (response.code >= 0) {
+        block.mark(Field::idCount, 4);
         block.u32(countOf(response.ids.size()));
         for (const std::string& id : response.ids) {
-            block.countedText(id);
+            block.markedText(Field::idLength, id);
         }
     }
-    writeBlock(writer, block.take());
+    writeBlock(writer, block.takePayload());
     writer.u8(kEndOfBlockData);
 }
 
-void writeStatistic(ByteWriter& writer, const StatisticValue& statistic) {
-    ByteWriter content;
-    content.countedText(statistic.id);
+void writeStatistic(PayloadWriter& writer, const StatisticValue& statistic) {
+    PayloadWriter content;
+    content.markedText(Field::statisticIdLength, statistic.id);
+    content.mark(Field::valueLength, 2);
     content.u16(static_cast<uint16_t>(statistic.value.size()));
     const size_t unsplittable = content.size();
     content.text(statistic.value);
-    const Bytes bytes = content.take();
-    std::span<const uint8_t> rest(bytes);
+    Payload rest = content.takePayload();
     size_t longest = std::max(kFullBlock, unsplittable);
-    while (!rest.empty()) {
-        const size_t size = std::min(rest.size(), longest);
-        writeBlock(writer, rest.first(size));
-        rest = rest.subspan(size);
+    while (!rest.bytes.empty()) {
+        const size_t size = std::min(rest.bytes.size(), longest);
+        writeBlockStart(writer, size);
+        if (size > kLongestShortBlock) {
+            writer.markBefore(Field::chunkLength, 2);
+        }
+        writer.append(rest, size);
+        rest.bytes.erase(rest.bytes.begin(), rest.bytes.begin() + static_cast<ptrdiff_t>(size));
+        rest.fields.clear();
         longest = kFullBlock;
     }
 }
 
-void writeStatistics(ByteWriter& writer, const std::vector<StatisticValue>& statistics) {
+void writeStatistics(PayloadWriter& writer, const std::vector<StatisticValue>& statistics) {
     writer.u8(kObject);
     writeClassStart(writer, kStatistic);
     for (size_t index = 0; index < statistics.size(); ++index) {
@@ -132,24 +145,25 @@ void writeStatistics(ByteWriter& writer, const std::vector<StatisticValue>& stat
     }
 }
 
-void writeFiller(ByteWriter& writer) {
-    ByteWriter filler;
+void writeFiller(PayloadWriter& writer) {
+    PayloadWriter filler;
     filler.countedText("no");
     filler.u32(0);
     filler.u16(0);
     filler.u8(0);
-    writeBlock(writer, filler.take());
+    writeBlock(writer, filler.takePayload());
 }
 
-void writeStatisticsResponse(ByteWriter& writer, const StatisticsResponse& response, bool isLast) {
+void writeStatisticsResponse(PayloadWriter& writer, const StatisticsResponse& response, bool isLast) {
     writeResponseStart(writer, kStatisticsResponse);
-    ByteWriter block;
-    block.countedText(response.queryId);
+    PayloadWriter block;
+    block.markedText(Field::elementLength, response.queryId);
     block.u32(static_cast<uint32_t>(response.code));
     if (response.code >= 0) {
+        block.mark(Field::statisticCount, 4);
         block.u32(countOf(response.statistics.size()));
     }
-    writeBlock(writer, block.take());
+    writeBlock(writer, block.takePayload());
     if (!response.statistics.empty()) {
         writeStatistics(writer, response.statistics);
     } else if (response.code >= 0 && !isLast) {
@@ -160,39 +174,39 @@ void writeStatisticsResponse(ByteWriter& writer, const StatisticsResponse& respo
 
 }  // namespace
 
-Bytes attributePayload(std::string_view value) {
-    ByteWriter writer;
+Payload attributePayload(std::string_view value) {
+    PayloadWriter writer;
     writer.u8(0);
     writeStreamHeader(writer);
     writer.u8(kString);
-    writer.countedText(value);
-    return writer.take();
+    writer.markedText(Field::versionLength, value);
+    return writer.takePayload();
 }
 
 Bytes exceptionPayload(std::string_view message) {
-    ByteWriter writer;
+    PayloadWriter writer;
     writeStreamHeader(writer);
     writer.u8(kString);
     writer.countedText(message);
     return writer.take();
 }
 
-Bytes idPayload(const std::vector<IdResponse>& responses) {
-    ByteWriter writer;
+Payload idPayload(const std::vector<IdResponse>& responses) {
+    PayloadWriter writer;
     writeResponseCount(writer, responses.size());
     for (const IdResponse& response : responses) {
         writeIdResponse(writer, response);
     }
-    return writer.take();
+    return writer.takePayload();
 }
 
-Bytes statisticsPayload(const std::vector<StatisticsResponse>& responses) {
-    ByteWriter writer;
+Payload statisticsPayload(const std::vector<StatisticsResponse>& responses) {
+    PayloadWriter writer;
     writeResponseCount(writer, responses.size());
     for (size_t index = 0; index < responses.size(); ++index) {
         writeStatisticsResponse(writer, responses[index], index + 1 == responses.size());
     }
-    return writer.take();
+    return writer.takePayload();
 }
 
 }  // namespace gatewaysim

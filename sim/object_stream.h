@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bytes.h"
+#include "payload.h"
 
 // The reply payloads: one byte of the daemon's own, then Java object serialisation streams.
 //
@@ -76,10 +77,10 @@ struct StatisticsResponse {
     std::vector<StatisticValue> statistics;
 };
 
-Bytes attributePayload(std::string_view value);
+Payload attributePayload(std::string_view value);
 Bytes exceptionPayload(std::string_view message);
-Bytes idPayload(const std::vector<IdResponse>& responses);
-Bytes statisticsPayload(const std::vector<StatisticsResponse>& responses);
+Payload idPayload(const std::vector<IdResponse>& responses);
+Payload statisticsPayload(const std::vector<StatisticsResponse>& responses);
 
 }  // namespace gatewaysim
 

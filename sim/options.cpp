@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "admin_service.h"
+#include "hostile.h"
 #include "log.h"
 
 namespace gatewaysim {
@@ -18,6 +19,9 @@ struct RawOptions {
     std::string port = "0";
     std::string catalogueFile;
     std::vector<std::string> faults;
+    std::string hostile;
+    bool listHostile = false;
+    std::string format;
     std::string seed;
     std::string frozenClock;
     std::string clockStep;
@@ -76,9 +80,41 @@ std::string footer() {
            "    counter  \"start\" and \"rate\" (growth per second)\n"
            "    gauge    \"low\", \"high\", \"period\" (seconds), and optionally \"decimals\" (0 to 6)\n"
            "    clock    \"shows\": \"now\" or \"start\" (of the simulator)\n"
-           "  --print-catalogue shows a whole one.\n"
+           "  --print-catalogue shows a whole one. In the place of a text may stand {\"hex\": \"1B5B324A\"}, its bytes.\n"
            "\n"
            "Exit codes: 0 ended on request, 1 failed, 2 bad option, catalogue, fault or port.\n";
+}
+
+std::optional<ListFormat> checkedFormat(const RawOptions& raw) {
+    if (!raw.format.empty() && !raw.listHostile) {
+        throw BadOption("--format needs --list-hostile");
+    }
+    if (raw.format.empty() || raw.format == "text") {
+        return raw.listHostile ? std::optional(ListFormat::text) : std::nullopt;
+    }
+    if (raw.format == "tabs") {
+        return ListFormat::tabs;
+    }
+    throw BadOption("--format " + inQuotes(raw.format) + " is not one of text and tabs");
+}
+
+std::vector<Fault> checkedFaults(const RawOptions& raw) {
+    std::vector<Fault> faults;
+    if (!raw.hostile.empty()) {
+        const auto ofBehaviour = faultsOfBehaviour(raw.hostile);
+        if (!ofBehaviour.has_value()) {
+            throw BadOption("--hostile " + inQuotes(raw.hostile) + " is unknown; --list-hostile lists what is known");
+        }
+        faults = *ofBehaviour;
+    }
+    for (const std::string& fault : raw.faults) {
+        try {
+            faults.push_back(parseFault(fault));
+        } catch (const BadFault& error) {
+            throw BadOption(error.what());
+        }
+    }
+    return faults;
 }
 
 Options checked(const RawOptions& raw, Options options) {
@@ -100,13 +136,8 @@ Options checked(const RawOptions& raw, Options options) {
         }
         options.clockStep = std::chrono::seconds(numberInRange("--clock-step", raw.clockStep, 0, 86400));
     }
-    for (const std::string& fault : raw.faults) {
-        try {
-            options.faults.push_back(parseFault(fault));
-        } catch (const BadFault& error) {
-            throw BadOption(error.what());
-        }
-    }
+    options.listHostile = checkedFormat(raw);
+    options.faults = checkedFaults(raw);
     return options;
 }
 
@@ -139,6 +170,9 @@ std::optional<Options> parseOptions(int count, const char* const* arguments) {
         ->expected(1)
         ->take_all()
         ->allow_extra_args(false);
+    app.add_option("--hostile", raw.hostile, "Behave as badly as this name says, see --list-hostile");
+    app.add_flag("--list-hostile", raw.listHostile, "Print the names for --hostile and end");
+    app.add_option("--format", raw.format, "Of the list: text, or tabs for programs (text)");
     app.add_option("--seed", raw.seed, "Number that decides all chance: gauges and opaque values (chance itself)");
     app.add_option("--frozen-clock", raw.frozenClock, "Time at which the values stand, as 2024-05-06T07:08:09Z");
     app.add_option("--clock-step", raw.clockStep, "Seconds that a frozen clock goes on after each GET_STATS (0)");

@@ -12,11 +12,14 @@
 
 namespace gatewaysim {
 
+enum class ListFormat { text, tabs };
+
 struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 0;
     std::optional<std::string> catalogueFile;
     bool printCatalogue = false;
+    std::optional<ListFormat> listHostile;
     std::vector<Fault> faults;
     std::optional<uint64_t> seed;
     std::optional<Instant> frozenClock;

@@ -1,9 +1,11 @@
 #ifndef ZULSTATS_SIM_SESSION_H
 #define ZULSTATS_SIM_SESSION_H
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -34,17 +36,22 @@ class Session {
     void run();
 
   private:
+    bool greet();
     bool serve(const Request& request);
     void checkOrder(Exchange exchange) const;
     void checkOpaqueValues(const Request& request) const;
-    Bytes replyBody(const Request& request);
+    Bytes replyBody(const Request& request, std::span<const Fault> faults);
+    Reply replyOfOtherExchange(Exchange other, const Request& request);
     Bytes firstAuthorisation();
     Bytes secondAuthorisation();
     Bytes newHandle();
-    Bytes adminReply(uint32_t callType, const Bytes& payload);
-    Bytes invoke(const Request& request);
+    Payload protocol(std::span<const Fault> faults) const;
+    Payload invoke(const Request& request, std::span<const Fault> faults);
     std::vector<Fault> faultsOf(Exchange exchange);
+    std::vector<Fault> faultsOfAcceptance() const;
     bool deliver(const Delivery& delivery);
+    void sendBytes(const Delivery& delivery);
+    void flood(size_t size);
     void end();
     std::string prefix() const;
 

@@ -15,6 +15,18 @@ constexpr uint8_t kTagShortBlock = 0x77;  // one length byte follows
 constexpr uint8_t kTagLongBlock = 0x7A;   // four length bytes follow
 constexpr uint8_t kMultiResponse = 1;     // a response count follows
 
+// What is skipped, always of the same size; docs/protocol.md shows it byte by byte.
+constexpr size_t kStreamAndObjectStart = 6;  // the stream's magic and version, the tags of object and class description
+constexpr size_t kSerialVersion = 8;         // of a class
+// A class's flags, number of fields (2 bytes), end of annotations and no superclass; from the second statistic on, a
+// reference to the class, which is as long.
+constexpr size_t kClassEnd = 5;
+constexpr size_t kClassRest = kSerialVersion + kClassEnd;
+constexpr size_t kEndOfObject = 1;
+constexpr size_t kStatisticObjectStart = 2;  // the tags of object and class description
+constexpr size_t kStatisticEnd = 2;          // the end of its data; then the next object's tag, or the response's end
+constexpr size_t kLongBlockHighLength = 2;   // the upper half of a long block's length
+
 constexpr size_t kShortBlockLengthBytes = 1;
 constexpr size_t kLongBlockLengthBytes = 4;
 
@@ -29,14 +41,23 @@ struct ReplyParser {
     bool malformed;    // bytes that belong into the result set are missing or make no sense
 };
 
-// Whether the reply can be read on.
-bool isIntact(ReplyParser* parser) {
-    parser->malformed = parser->malformed || parser->reader.overrun;
-    return !parser->malformed;
+ReplyParser makeReplyParser(const uint8_t* payload, size_t size, char** buffer, int32_t* capacity) {
+    return {.reader = makeWireReader(payload, size),
+            .buffer = buffer,
+            .capacity = capacity,
+            .cursor = nullptr,
+            .written = 0,
+            .growthRc = STAPI_RC_OK,
+            .malformed = false};
 }
 
-bool isGoingWell(ReplyParser* parser) {
-    return isIntact(parser) && parser->growthRc == STAPI_RC_OK;
+// Whether the reply can be read on.
+bool isIntact(const ReplyParser& parser) {
+    return !parser.malformed && !parser.reader.overrun;
+}
+
+bool isGoingWell(const ReplyParser& parser) {
+    return isIntact(parser) && parser.growthRc == STAPI_RC_OK;
 }
 
 // Makes room for count bytes: one doubling whenever one is enough.
@@ -49,36 +70,28 @@ void reserve(ReplyParser* parser, int64_t count) {
 
 // After a malformed field, or a failed growth, nothing more is written.
 void putInteger(ReplyParser* parser, uint32_t value) {
-    if (isIntact(parser)) {
+    if (isIntact(*parser)) {
         reserve(parser, sizeof value);
     }
-    if (isGoingWell(parser)) {
+    if (isGoingWell(*parser)) {
         addInteger(&parser->cursor, value);
         parser->written += static_cast<int64_t>(sizeof value);
     }
 }
 
 void putChars(ReplyParser* parser, const uint8_t* text, int32_t count) {
-    if (isIntact(parser)) {
+    if (isIntact(*parser)) {
         reserve(parser, count);
     }
-    if (isGoingWell(parser)) {
+    if (isGoingWell(*parser)) {
         addChars(&parser->cursor, reinterpret_cast<const char*>(text), count);
         parser->written += count;
     }
 }
 
-// A byte that is not handed on: zero beyond the end, which is no failure there.
-uint8_t readSkippedU8(WireReader* reader) {
-    const bool overrunBefore = reader->overrun;
-    const uint8_t value = readU8(reader);
-    reader->overrun = overrunBefore;
-    return value;
-}
-
 // The number of responses, which is only there when the flag before it says so.
 uint32_t readResponseCount(ReplyParser* parser) {
-    return readSkippedU8(&parser->reader) == kMultiResponse ? readU32(&parser->reader) : 1;
+    return readU8OrZero(&parser->reader) == kMultiResponse ? readU32(&parser->reader) : 1;
 }
 
 // The head of a result set needs no room test: every buffer is large enough for it.
@@ -97,19 +110,19 @@ void finishResultSet(ReplyParser* parser) {
     }
 }
 
-int32_t parserResult(ReplyParser* parser) {
+int32_t parserResult(const ReplyParser& parser) {
     const int32_t intactRc = isIntact(parser) ? STAPI_RC_OK : STAPI_RC_BAD_EYECATCHER;
-    return parser->growthRc == STAPI_RC_OK ? intactRc : parser->growthRc;
+    return parser.growthRc == STAPI_RC_OK ? intactRc : parser.growthRc;
 }
 
 // Descriptions and the head of the block, up to the query id.
 void skipResponseHead(WireReader* reader) {
-    skipBytes(reader, 6);
+    skipBytes(reader, kStreamAndObjectStart);
     skipText(reader);
-    skipBytes(reader, 13);
+    skipBytes(reader, kClassRest);
     skipText(reader);
-    skipBytes(reader, 13);
-    const bool isShort = readSkippedU8(reader) == kTagShortBlock;
+    skipBytes(reader, kClassRest);
+    const bool isShort = readU8OrZero(reader) == kTagShortBlock;
     skipBytes(reader, isShort ? kShortBlockLengthBytes : kLongBlockLengthBytes);
 }
 
@@ -134,7 +147,7 @@ void passIds(ReplyParser* parser, uint32_t responseIndex) {
     TRACE_DEBUG(2227, "stapi_zul_statcomms.parseIdsData reading %d IDs for result %d\n", static_cast<int32_t>(count),
                 static_cast<int32_t>(responseIndex));
     putInteger(parser, count);
-    for (uint32_t index = 0; index < count && isIntact(parser); ++index) {
+    for (uint32_t index = 0; index < count && isIntact(*parser); ++index) {
         passText(parser);
     }
 }
@@ -150,12 +163,12 @@ void passIdResponse(ReplyParser* parser, uint32_t responseIndex) {
     } else {
         passIds(parser, responseIndex);
     }
-    skipBytes(&parser->reader, 1);
+    skipBytes(&parser->reader, kEndOfObject);
 }
 
 // Length of a long block: only the low 16 bits of its four bytes count.
 int16_t readLongBlockLength(WireReader* reader) {
-    skipBytes(reader, 2);
+    skipBytes(reader, kLongBlockHighLength);
     return readI16(reader);
 }
 
@@ -164,7 +177,7 @@ void passBytes(ReplyParser* parser, int32_t count) {
     if (count < 0) {
         parser->malformed = true;
     }
-    if (isIntact(parser)) {
+    if (isIntact(*parser)) {
         const uint8_t* const bytes = readBytes(&parser->reader, static_cast<size_t>(count));
         putChars(parser, bytes, count);
     }
@@ -182,7 +195,7 @@ uint8_t peekTag(ReplyParser* parser, int32_t remaining) {
 // The blocks behind the first one of a split value. Once short blocks begin, every block is taken as short.
 void passContinuation(ReplyParser* parser, int32_t remaining) {
     uint8_t tag = peekTag(parser, remaining);
-    while (isGoingWell(parser) && tag == kTagLongBlock && remaining >= 1) {
+    while (isGoingWell(*parser) && tag == kTagLongBlock && remaining >= 1) {
         skipBytes(&parser->reader, sizeof tag);
         const int32_t count = readLongBlockLength(&parser->reader);
         remaining -= count;
@@ -192,7 +205,7 @@ void passContinuation(ReplyParser* parser, int32_t remaining) {
         tag = peekTag(parser, remaining);
         TRACE_DEBUG(2236, "stapi_zul_statcomms.parseStatsData block type=%2.8X \n", tag);
     }
-    while (isGoingWell(parser) && tag == kTagShortBlock && remaining >= 1) {
+    while (isGoingWell(*parser) && tag == kTagShortBlock && remaining >= 1) {
         skipBytes(&parser->reader, sizeof tag);
         const int32_t count = readU8(&parser->reader);
         remaining -= count;
@@ -227,20 +240,18 @@ void passValue(ReplyParser* parser, bool isLongBlock, int32_t roomInBlock) {
         passWholeValue(parser, dataLength);
     } else if (dataLength <= roomInBlock) {
         passWholeValue(parser, dataLength);
+        TRACE_DEBUG(2238, "stapi_zul_statcomms.parseStatsData written %d bytes.  \n", dataLength);
     } else {
         passSplitValue(parser, dataLength, roomInBlock);
     }
-    skipBytes(&parser->reader, 2);
-    if (isLongBlock && dataLength <= roomInBlock) {
-        TRACE_DEBUG(2238, "stapi_zul_statcomms.parseStatsData written %d bytes.  \n", dataLength);
-    }
+    skipBytes(&parser->reader, kStatisticEnd);
 }
 
 void passStatistic(ReplyParser* parser) {
     constexpr int32_t kLengthFields = 4;  // those of the id and of the value
     WireReader* const reader = &parser->reader;
-    skipBytes(reader, 5);
-    const uint8_t tag = readSkippedU8(reader);
+    skipBytes(reader, kClassEnd);
+    const uint8_t tag = readU8OrZero(reader);
     TRACE_DEBUG(2231, "stapi_zul_statcomms.parseStatsData block type=%2.8X \n", tag);
     int32_t chunkLength = 0;
     if (tag == kTagLongBlock) {
@@ -256,7 +267,7 @@ void passStatistic(ReplyParser* parser) {
     }
     putInteger(parser, static_cast<uint32_t>(idLength));
     passBytes(parser, idLength);
-    if (isIntact(parser)) {
+    if (isIntact(*parser)) {
         passValue(parser, tag == kTagLongBlock, chunkLength - idLength - kLengthFields);
     }
 }
@@ -266,10 +277,10 @@ void passStatistics(ReplyParser* parser, uint32_t responseIndex) {
     TRACE_DEBUG(2222, "stapi_zul_statcomms.parseStatsData reading %d stats for result %d\n",
                 static_cast<int32_t>(count), static_cast<int32_t>(responseIndex));
     putInteger(parser, count);
-    skipBytes(&parser->reader, 2);
+    skipBytes(&parser->reader, kStatisticObjectStart);
     skipText(&parser->reader);
-    skipBytes(&parser->reader, 8);
-    for (uint32_t index = 0; index < count && isGoingWell(parser); ++index) {
+    skipBytes(&parser->reader, kSerialVersion);
+    for (uint32_t index = 0; index < count && isGoingWell(*parser); ++index) {
         passStatistic(parser);
     }
     TRACE_DEBUG(2240, "stapi_zul_statcomms.parseStatsData running total of parsed data = %d bytes \n",
@@ -280,7 +291,7 @@ void passStatsResponse(ReplyParser* parser, uint32_t responseIndex) {
     skipResponseHead(&parser->reader);
     const int32_t queryRc = passQueryElement(parser);
     if (queryRc < 0) {
-        skipBytes(&parser->reader, 1);
+        skipBytes(&parser->reader, kEndOfObject);
     } else {
         passStatistics(parser, responseIndex);
     }
@@ -291,18 +302,17 @@ void passStatsResponse(ReplyParser* parser, uint32_t responseIndex) {
 int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen, size_t rawDataSize) {
     TRACE_ENTRY(2224, "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
                 at(rawData), at(*resultSetBuffer), *resultSetBufferLen);
-    ReplyParser parser = {
-        makeWireReader(rawData, rawDataSize), resultSetBuffer, resultSetBufferLen, nullptr, 0, STAPI_RC_OK, false};
+    ReplyParser parser = makeReplyParser(rawData, rawDataSize, resultSetBuffer, resultSetBufferLen);
     const uint32_t responses = readResponseCount(&parser);
     TRACE_DEBUG(2225, "stapi_zul_statcomms.parseIdsData received %d responses from the Gateway\n",
                 static_cast<int32_t>(responses));
     startResultSet(&parser, kIdSetEyecatcher, responses);
     // A failed growth does not end the reading: nothing more is written, but every response is still traced.
-    for (uint32_t index = 0; index < responses && isIntact(&parser); ++index) {
+    for (uint32_t index = 0; index < responses && isIntact(parser); ++index) {
         passIdResponse(&parser, index);
     }
     finishResultSet(&parser);
-    const int32_t rc = parserResult(&parser);
+    const int32_t rc = parserResult(parser);
     TRACE_EXIT(2229,
                "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
                at(rawData), at(*resultSetBuffer), *resultSetBufferLen, rc);
@@ -313,24 +323,23 @@ int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* 
                        size_t rawDataSize) {
     TRACE_ENTRY(2220, "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
                 at(rawData), at(*resultSetBuffer), *resultSetBufferLen);
-    ReplyParser parser = {
-        makeWireReader(rawData, rawDataSize), resultSetBuffer, resultSetBufferLen, nullptr, 0, STAPI_RC_OK, false};
+    ReplyParser parser = makeReplyParser(rawData, rawDataSize, resultSetBuffer, resultSetBufferLen);
     const uint32_t responses = readResponseCount(&parser);
     TRACE_DEBUG(2221, "stapi_zul_statcomms.parseStatsData received %d responses from the Gateway\n",
                 static_cast<int32_t>(responses));
     startResultSet(&parser, kStatSetEyecatcher, responses);
-    for (uint32_t index = 0; index < responses && isGoingWell(&parser); ++index) {
+    for (uint32_t index = 0; index < responses && isGoingWell(parser); ++index) {
         passStatsResponse(&parser, index);
     }
     // This growth's code counts, whatever came before: after a failed growth it makes a new, empty buffer.
-    if (isIntact(&parser) && *resultSetBufferLen < parser.written + static_cast<int64_t>(sizeof kTerminator)) {
+    if (isIntact(parser) && *resultSetBufferLen < parser.written + static_cast<int64_t>(sizeof kTerminator)) {
         parser.growthRc = reallocResultsSetBuffer(resultSetBuffer, resultSetBufferLen, &parser.cursor,
                                                   static_cast<int32_t>(parser.written));
     }
     finishResultSet(&parser);
     TRACE_DEBUG(2241, "stapi_zul_statcomms.parseStatsData parsed data total = %d bytes \n",
                 static_cast<int32_t>(parser.written));
-    const int32_t rc = parserResult(&parser);
+    const int32_t rc = parserResult(parser);
     TRACE_EXIT(2223,
                "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
                at(rawData), at(*resultSetBuffer), *resultSetBufferLen, rc);

@@ -26,8 +26,8 @@ char traceTimeString[kTimeStampArea];
 char lineBlock[kLineBlock];  // the text being written; guarded by the trace lock
 
 const char* wordText(TraceWord word) {
-    constexpr const char* texts[] = {"*EXC*", "EVENT", "ENTRY", "EXIT", "DEBUG", "DATA"};
-    return texts[static_cast<int32_t>(word)];
+    constexpr const char* kTexts[] = {"*EXC*", "EVENT", "ENTRY", "EXIT", "DEBUG", "DATA"};
+    return kTexts[static_cast<int32_t>(word)];
 }
 
 // Before the trace is set up, the lock module may already have something to say.
@@ -161,8 +161,7 @@ void writeHexLine(const HexLine& line, int32_t bytesPerLine) {
 }
 
 int32_t dumpArea(const HexDumpArea& area) {
-    const int32_t flag = area.length > 0 ? kHexDumpByLength : kHexDumpByStopWord;
-    return traceHexDump(area.address, area.length, area.stopWord, kHexDumpBytesPerLine, flag, area.available);
+    return traceHexDump(area.address, area.length, area.stopWord, kHexDumpBytesPerLine, area.available);
 }
 
 void writeLineAndDump(const HexDumpArea& area, int32_t pointId, const char* message, va_list arguments) {
@@ -297,20 +296,20 @@ int32_t tracePrintf(std::FILE* stream, const char* format, ...) {
 }
 
 int32_t traceSprintf(char* buffer, size_t size, const char* format, ...) {
-    if (size == 0) {
-        return -1;
+    int32_t result = -1;
+    if (size > 0) {
+        TextSink sink = {buffer, size - 1, 0, 0, nullptr, nullptr};
+        va_list arguments;
+        va_start(arguments, format);
+        const size_t length = appendFormatted(&sink, format, arguments);
+        va_end(arguments);
+        buffer[sink.used] = '\0';
+        result = length < size ? static_cast<int32_t>(length) : -1;
     }
-    TextSink sink = {buffer, size - 1, 0, 0, nullptr, nullptr};
-    va_list arguments;
-    va_start(arguments, format);
-    const size_t length = appendFormatted(&sink, format, arguments);
-    va_end(arguments);
-    buffer[sink.used] = '\0';
-    return length < size ? static_cast<int32_t>(length) : -1;
+    return result;
 }
 
-int32_t traceHexDump(const void* address, int32_t length, uint32_t stopWord, int32_t bytesPerLine,
-                     [[maybe_unused]] int32_t flag, size_t available) {
+int32_t traceHexDump(const void* address, int32_t length, uint32_t stopWord, int32_t bytesPerLine, size_t available) {
     const bool byLength = length > 0;
     const bool nothing = address == nullptr || bytesPerLine < 1 || (!byLength && stopWord == 0);
     const auto* position = static_cast<const uint8_t*>(address);

@@ -28,8 +28,6 @@ constexpr size_t kTraceFileNameArea = 1024;
 constexpr size_t kTimeStampArea = 24;
 constexpr size_t kDateStampArea = 10;
 constexpr int32_t kHexDumpBytesPerLine = 16;
-constexpr int32_t kHexDumpByLength = 1;    // the flag that goes with a length
-constexpr int32_t kHexDumpByStopWord = 0;  // the flag that goes with a stop word
 constexpr size_t kHexDumpUnbounded = SIZE_MAX;
 
 // The words of trace points; each names the lowest level at which its points are written.
@@ -43,8 +41,8 @@ extern int32_t traceBannerWritten;
 
 // Whether points of this word are written at this level.
 constexpr bool isTraced(TraceWord word, int32_t level) {
-    constexpr int32_t lowestLevels[] = {1, 2, 3, 3, 4, 4};
-    return level >= lowestLevels[static_cast<int32_t>(word)];
+    constexpr int32_t kLowestLevels[] = {1, 2, 3, 3, 4, 4};
+    return level >= kLowestLevels[static_cast<int32_t>(word)];
 }
 
 inline bool isTraceOn(TraceWord word) {
@@ -132,7 +130,7 @@ int32_t traceSprintf(char* buffer, size_t size, const char* format, ...) STAPI_P
 // Writes a hex dump to the trace stream and returns the number of bytes dumped. With a length, that many bytes; with
 // length 0 and a stop word, up to the 32-bit word that equals it. A stop word at the first position of a line still has
 // that line's bytes written in hex. Never reads beyond available bytes. The caller holds the trace lock.
-int32_t traceHexDump(const void* address, int32_t length, uint32_t stopWord, int32_t bytesPerLine, int32_t flag,
+int32_t traceHexDump(const void* address, int32_t length, uint32_t stopWord, int32_t bytesPerLine,
                      size_t available = kHexDumpUnbounded);
 
 // Writes text without prefix to the trace stream, whatever the level, and flushes it; takes the trace lock.

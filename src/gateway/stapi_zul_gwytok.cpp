@@ -304,7 +304,7 @@ void dumpToken(const GatewayToken* token, int32_t number) {
 }  // namespace
 
 int32_t initGTL() {
-    constexpr int32_t rc = STAPI_RC_OK;
+    const int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(2030, "stapi_zul_gwytok.initGTL()\n");
     const int32_t initLockRc = initializeLock(&gtlLock);
     TRACE_EXIT(2031, "stapi_zul_gwytok.initGTL() initLockRc=%d, rc=%d\n", initLockRc, rc);

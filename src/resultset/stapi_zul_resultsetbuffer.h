@@ -45,8 +45,9 @@ constexpr const char* kStatSetEyecatcher = "ZULSTSET";
 constexpr uint32_t kTerminator = 0x0E0F0E0F;
 constexpr int32_t kQueryStringArea = 32000;
 
-// Every buffer is allocated with this much more than its capacity: 4 bytes in which the terminator always fits, and the
-// rest of a hex-dump line that begins with it.
+// Every buffer is allocated with this much more than its capacity: 4 bytes in which the terminator always fits, the
+// rest of a hex-dump line that begins with it, and with that zero bytes behind it, at which a text that runs on beyond
+// the terminator ends.
 constexpr size_t kResultSetSlack = 16;
 
 // What a connection's buffer is made with.

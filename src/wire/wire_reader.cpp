@@ -20,6 +20,13 @@ uint32_t readUnsigned(WireReader* reader, size_t width) {
     return value;
 }
 
+uint32_t readUnsignedOrZero(WireReader* reader, size_t width) {
+    WireReader lenient = *reader;
+    const uint32_t value = readUnsigned(&lenient, width);
+    reader->position = lenient.position;
+    return value;
+}
+
 }  // namespace
 
 WireReader makeWireReader(const void* data, size_t size) {
@@ -28,6 +35,14 @@ WireReader makeWireReader(const void* data, size_t size) {
 
 uint8_t readU8(WireReader* reader) {
     return static_cast<uint8_t>(readUnsigned(reader, 1));
+}
+
+uint8_t readU8OrZero(WireReader* reader) {
+    return static_cast<uint8_t>(readUnsignedOrZero(reader, 1));
+}
+
+uint16_t readU16OrZero(WireReader* reader) {
+    return static_cast<uint16_t>(readUnsignedOrZero(reader, 2));
 }
 
 uint16_t readU16(WireReader* reader) {
@@ -76,10 +91,7 @@ void skipBytes(WireReader* reader, size_t count) {
 }
 
 void skipText(WireReader* reader) {
-    const bool overrunBefore = reader->overrun;
-    const size_t length = readU16(reader);
-    reader->overrun = overrunBefore;
-    skipBytes(reader, length);
+    skipBytes(reader, readU16OrZero(reader));
 }
 
 }  // namespace stapi

@@ -24,6 +24,9 @@ struct WireReader {
 WireReader makeWireReader(const void* data, size_t size);
 
 uint8_t readU8(WireReader* reader);
+// The same for fields that are only looked at: what lies beyond the end is zero, and no overrun.
+uint8_t readU8OrZero(WireReader* reader);
+uint16_t readU16OrZero(WireReader* reader);
 uint16_t readU16(WireReader* reader);
 int16_t readI16(WireReader* reader);
 uint32_t readU32(WireReader* reader);

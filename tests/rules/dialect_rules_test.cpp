@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
-#include <cstdint>
 #include <set>
 #include <string>
 #include <vector>
@@ -165,10 +164,12 @@ TEST(DialectScanner, FindsPragmasButNotTheirMention) {
 }
 
 TEST(DialectScanner, FindsQualifiedTypesInCodeAndMacros) {
-    const SourceFile file = {"a.cpp",
-                             "#define A size_t\nstd :: uint8_t b; // int8_t\nconst char* c = \"int8_t\";\n"
-                             "int_least64_t d; std::string e; std::integral_constant<int32_t, 1> f;\n"};
-    EXPECT_EQ(qualifiedTypes(file), (Places{"a.cpp:1 size_t", "a.cpp:2 uint8_t", "a.cpp:4 int_least64_t"}));
+    const SourceFile file = {
+        "a.cpp",
+        "#define A std::size_t\nstd :: uint8_t b; // std::int8_t\nconst char* c = \"std::int8_t\";\n"
+        "std::int_least64_t d; std::string e; std::integral_constant<int32_t, 1> f;\n"};
+    EXPECT_EQ(qualifiedTypes(file),
+              (Places{"a.cpp:1 std::size_t", "a.cpp:2 std::uint8_t", "a.cpp:4 std::int_least64_t"}));
 }
 
 }  // namespace

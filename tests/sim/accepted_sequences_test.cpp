@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <set>
 
@@ -12,78 +13,70 @@ namespace {
 
 using test_support::GatewaySim;
 
-TEST(AcceptedSequence, HandshakeIsAnsweredByTheseBytes) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    EXPECT_EQ(shown(conversation.handshake()),
+class AcceptedSequence : public testing::Test {
+  protected:
+    // A reply that begins with these bytes; what stands behind them is opaque.
+    static void expectReply(const Bytes& reply, size_t size, const Bytes& start) {
+        EXPECT_EQ(reply.size(), size);
+        EXPECT_EQ(shown(part(reply, 0, start.size())), shown(start));
+    }
+
+    const GatewaySim sim_;
+    Conversation conversation_{sim_};
+};
+
+TEST_F(AcceptedSequence, HandshakeIsAnsweredByTheseBytes) {
+    EXPECT_EQ(shown(conversation_.handshake()),
               shown(hex("47617465 00700000 00000005 00000000 00000000 00000004 42415345 00 00000012"
                         "0002 656E 0002 5553 00000000000000000000")));
 }
 
-TEST(AcceptedSequence, FirstAuthorisationIsAnsweredWithStepZeroAndTwelveOpaqueBytes) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    conversation.handshake();
-    const Bytes reply = conversation.firstAuthorisation();
-    EXPECT_EQ(reply.size(), 53U);
-    EXPECT_EQ(shown(part(reply, 0, 41)),
-              shown(hex("47617465 00700000 00000001 00000000 00000000 00000004 41757468 00 00000014"
-                        "00000000 00000000")));
+TEST_F(AcceptedSequence, FirstAuthorisationIsAnsweredWithStepZeroAndTwelveOpaqueBytes) {
+    conversation_.handshake();
+    expectReply(conversation_.firstAuthorisation(), 53U,
+                hex("47617465 00700000 00000001 00000000 00000000 00000004 41757468 00 00000014"
+                    "00000000 00000000"));
 }
 
-TEST(AcceptedSequence, SecondAuthorisationIsAnsweredWithStepOneAndEightOpaqueBytes) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    conversation.handshake();
-    conversation.firstAuthorisation();
-    const Bytes reply = conversation.secondAuthorisation();
-    EXPECT_EQ(reply.size(), 49U);
-    EXPECT_EQ(shown(part(reply, 0, 41)),
-              shown(hex("47617465 00700000 00000001 00000000 00000000 00000004 41757468 00 00000010"
-                        "00000001 00000000")));
+TEST_F(AcceptedSequence, SecondAuthorisationIsAnsweredWithStepOneAndEightOpaqueBytes) {
+    conversation_.handshake();
+    conversation_.firstAuthorisation();
+    expectReply(conversation_.secondAuthorisation(), 49U,
+                hex("47617465 00700000 00000001 00000000 00000000 00000004 41757468 00 00000010"
+                    "00000001 00000000"));
 }
 
-TEST(AcceptedSequence, InitIsAnsweredWithCallTypeZeroAndAHandle) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    conversation.open();
-    const Bytes reply = conversation.init();
-    EXPECT_EQ(reply.size(), 46U);
-    EXPECT_EQ(shown(part(reply, 0, 42)),
-              shown(hex("47617465 00700000 00000001 00000000 00000000 00000005 41646D696E 00 0000000C"
-                        "00000000 00000000")));
+TEST_F(AcceptedSequence, InitIsAnsweredWithCallTypeZeroAndAHandle) {
+    conversation_.open();
+    expectReply(conversation_.init(), 46U,
+                hex("47617465 00700000 00000001 00000000 00000000 00000005 41646D696E 00 0000000C"
+                    "00000000 00000000"));
 }
 
-TEST(AcceptedSequence, AttributeIsAnsweredWithTheCataloguesProtocolText) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    conversation.open();
-    conversation.init();
-    EXPECT_EQ(shown(conversation.attribute()),
+TEST_F(AcceptedSequence, AttributeIsAnsweredWithTheCataloguesProtocolText) {
+    conversation_.open();
+    conversation_.init();
+    EXPECT_EQ(shown(conversation_.attribute()),
               shown(hex("47617465 00700000 00000001 00000000 00000000 00000005 41646D696E 00 00000016"
                         "00000001 00000000 00 00 ACED0005 74 0005 312E302E30")));
 }
 
-TEST(AcceptedSequence, InvokeIsAnsweredWithCallTypeFiveAndNoException) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    conversation.open();
-    conversation.init();
-    const Bytes reply = conversation.invoke("GET_STATS", "daemon.name");
+TEST_F(AcceptedSequence, InvokeIsAnsweredWithCallTypeFiveAndNoException) {
+    conversation_.open();
+    conversation_.init();
+    const Bytes reply = conversation_.invoke("GET_STATS", "daemon.name");
     EXPECT_EQ(shown(part(reply, 34, 9)), shown(hex("00000005 00000000 00")));
     EXPECT_EQ(u32At(reply, 30), reply.size() - 34);
 }
 
-TEST(AcceptedSequence, AllThreeOperationsFollowEachOtherOnOneConnection) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    conversation.open();
+TEST_F(AcceptedSequence, AllThreeOperationsFollowEachOtherOnOneConnection) {
+    conversation_.open();
     for (const char* const operation : {"RESOURCE_GROUPS", "STAT_IDS", "GET_STATS", "STAT_IDS"}) {
-        EXPECT_FALSE(conversation.query(operation, "").empty()) << operation;
+        EXPECT_FALSE(conversation_.query(operation, "").empty()) << operation;
     }
-    conversation.close();
-    EXPECT_EQ(conversation.client().receiveToTheEnd(), Bytes());
-    EXPECT_EQ(sim.standardError(), "");
+    conversation_.close();
+    EXPECT_EQ(conversation_.client().receiveToTheEnd(), Bytes());
+    EXPECT_EQ(sim_.standardError(), "");
 }
 
 class CloseAfter : public testing::TestWithParam<int> {};
@@ -113,25 +106,21 @@ TEST_P(CloseAfter, IsAnsweredAndEndsTheConnection) {
 
 INSTANTIATE_TEST_SUITE_P(NumberOfStepsBehindTheHandshake, CloseAfter, testing::Range(0, 5));
 
-TEST(AcceptedSequence, AConnectionThatEndsBetweenTwoRequestsIsNoDeviation) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
-    conversation.handshake();
-    conversation.client().finishSending();
-    EXPECT_EQ(conversation.client().receiveToTheEnd(), Bytes());
-    EXPECT_EQ(sim.standardError(), "");
+TEST_F(AcceptedSequence, AConnectionThatEndsBetweenTwoRequestsIsNoDeviation) {
+    conversation_.handshake();
+    conversation_.client().finishSending();
+    EXPECT_EQ(conversation_.client().receiveToTheEnd(), Bytes());
+    EXPECT_EQ(sim_.standardError(), "");
 }
 
-TEST(AcceptedSequence, ARequestThatArrivesInPiecesIsTheSameRequest) {
-    const GatewaySim sim;
-    Conversation conversation(sim);
+TEST_F(AcceptedSequence, ARequestThatArrivesInPiecesIsTheSameRequest) {
     for (const uint8_t byte : handshakeRequest()) {
-        conversation.client().send({byte});
+        conversation_.client().send({byte});
     }
-    EXPECT_EQ(conversation.client().receive(51).size(), 51U);
-    conversation.firstAuthorisation();
-    conversation.secondAuthorisation();
-    EXPECT_EQ(sim.standardError(), "");
+    EXPECT_EQ(conversation_.client().receive(51).size(), 51U);
+    conversation_.firstAuthorisation();
+    conversation_.secondAuthorisation();
+    EXPECT_EQ(sim_.standardError(), "");
 }
 
 bool hasNoTwoEqualBytes(const Bytes& bytes) {

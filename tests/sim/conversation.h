@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "client_requests.h"
 #include "gatewaysim_process.h"
 #include "raw_client.h"
-#include "wire_bytes.h"
 
 namespace sim_test {
 

@@ -249,7 +249,7 @@ TEST(Fault, ExceptionSetsTheFlagAndGivesATextForThePayload) {
     EXPECT_EQ(shown(wholeAnswer("attribute", "attribute:exception")),
               shown(hex("47617465 00700000 00000001 00000000 00000000 00000005 41646D696E 00 0000003B"
                         "00000001 00000000 01 ACED0005 74 002B") +
-                    text(message)));
+                    characters(message)));
 }
 
 TEST(Fault, CallTypeReplacesTheEchoedCallTypeOrStep) {

@@ -67,8 +67,11 @@ INSTANTIATE_TEST_SUITE_P(
     withName);
 
 constexpr const char* kKinds =
-    "delay, cut, trickle, eyecatcher, code, refuse, admin-code, exception, stall, longer, shorter, name-length, "
-    "empty, reset, negative-length, call-type, truncate-body";
+    "delay, cut, silence, trickle, eyecatcher, code, refuse, admin-code, exception, stall, longer, shorter, "
+    "name-length, empty, reset, reset-after, close, flood, twice, negative-length, call-type, truncate-body, "
+    "extend-body, data-length, version, flags, flag-byte, reply-of, version-size, texts, version-length, "
+    "response-count, class-name-length, block-length, element-length, id-count, id-length, statistic-count, "
+    "statistic-id-length, value-length, chunk-length";
 
 BadUse badFault(const char* name, const std::string& fault, const std::string& reason) {
     return {name, {"--fault", fault}, "fault \"" + fault + "\": " + reason};
@@ -78,8 +81,9 @@ INSTANTIATE_TEST_SUITE_P(
     Faults, BadOption,
     testing::Values(
         badFault("NoColon", "invoke", "a fault is EXCHANGE[#N]:KIND[=VALUE]"),
-        badFault("UnknownExchange", "query:empty",
-                 "unknown exchange \"query\"; known: handshake, auth0, auth1, init, attribute, invoke, close, any"),
+        badFault(
+            "UnknownExchange", "query:empty",
+            "unknown exchange \"query\"; known: accept, handshake, auth0, auth1, init, attribute, invoke, close, any"),
         badFault("UnknownKind", "invoke:slow", std::string("unknown kind \"slow\"; known: ") + kKinds),
         badFault("NoKind", "invoke:", std::string("unknown kind \"\"; known: ") + kKinds),
         badFault("OccurrenceZero", "invoke#0:empty", "the occurrence \"0\" is not a number from 1 on"),

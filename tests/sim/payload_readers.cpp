@@ -203,6 +203,20 @@ class StreamReader {
     std::vector<Description> described_;
 };
 
+// Reads the query id and the code, and gives the count behind them, which a failed response has not.
+size_t readHead(Cursor& cursor, Response& response) {
+    response.queryId = cursor.countedText();
+    response.code = static_cast<int32_t>(cursor.number(4));
+    return response.code < 0 ? 0 : cursor.number(4);
+}
+
+void readIdResponse(Cursor& cursor, Response& response) {
+    const size_t count = readHead(cursor, response);
+    for (size_t index = 0; index < count; ++index) {
+        response.ids.push_back(cursor.countedText());
+    }
+}
+
 }  // namespace
 
 std::vector<Response> idsByPosition(const Bytes& payload) {
@@ -210,12 +224,7 @@ std::vector<Response> idsByPosition(const Bytes& payload) {
     std::vector<Response> responses(responseCount(cursor));
     for (Response& response : responses) {
         walkToQueryId(cursor);
-        response.queryId = cursor.countedText();
-        response.code = static_cast<int32_t>(cursor.number(4));
-        const size_t count = response.code < 0 ? 0 : cursor.number(4);
-        for (size_t index = 0; index < count; ++index) {
-            response.ids.push_back(cursor.countedText());
-        }
+        readIdResponse(cursor, response);
         cursor.skip(1);
     }
     cursor.expectEnd();
@@ -227,13 +236,11 @@ std::vector<Response> statisticsByPosition(const Bytes& payload) {
     std::vector<Response> responses(responseCount(cursor));
     for (Response& response : responses) {
         walkToQueryId(cursor);
-        response.queryId = cursor.countedText();
-        response.code = static_cast<int32_t>(cursor.number(4));
+        const size_t count = readHead(cursor, response);
         if (response.code < 0) {
             cursor.skip(1);
             continue;
         }
-        const size_t count = cursor.number(4);
         cursor.skip(2);
         cursor.skipCountedText();
         cursor.skip(8);
@@ -256,18 +263,11 @@ std::vector<StreamObject> streamObjects(const Bytes& payload) {
 }
 
 std::vector<Response> idsOfObjects(const std::vector<StreamObject>& objects) {
-    std::vector<Response> responses;
-    for (const StreamObject& object : objects) {
-        Cursor cursor(object.blocks.at(0));
-        Response response;
-        response.queryId = cursor.countedText();
-        response.code = static_cast<int32_t>(cursor.number(4));
-        const size_t count = response.code < 0 ? 0 : cursor.number(4);
-        for (size_t index = 0; index < count; ++index) {
-            response.ids.push_back(cursor.countedText());
-        }
+    std::vector<Response> responses(objects.size());
+    for (size_t index = 0; index < objects.size(); ++index) {
+        Cursor cursor(objects[index].blocks.at(0));
+        readIdResponse(cursor, responses[index]);
         cursor.expectEnd();
-        responses.push_back(std::move(response));
     }
     return responses;
 }
@@ -277,9 +277,7 @@ std::vector<Response> statisticsOfObjects(const std::vector<StreamObject>& objec
     for (const StreamObject& object : objects) {
         Cursor cursor(object.blocks.at(0));
         Response response;
-        response.queryId = cursor.countedText();
-        response.code = static_cast<int32_t>(cursor.number(4));
-        const size_t count = response.code < 0 ? 0 : cursor.number(4);
+        const size_t count = readHead(cursor, response);
         for (const StreamObject& statistic : object.objects) {
             Bytes joined;
             for (const Bytes& block : statistic.blocks) {

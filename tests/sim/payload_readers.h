@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "wire_bytes.h"
+#include "client_requests.h"
 
 namespace sim_test {
 

@@ -12,6 +12,7 @@ namespace sim_test {
 namespace {
 
 using test_support::GatewaySim;
+using test_support::TemporaryFile;
 
 constexpr const char* kSmallCatalogue = R"({
     "protocol": "7.3",
@@ -45,20 +46,20 @@ class Daemon {
 
 // Stream header, object and both class descriptions, up to the first block.
 Bytes idResponseStart() {
-    return hex("ACED0005 73 72 0020") + text("com.oxa.zul.stats.StatIdResponse") +
-           hex("52A11C0FF34D8E07 0C 0000 78 72 001E") + text("com.oxa.zul.stats.StatResponse") +
+    return hex("ACED0005 73 72 0020") + characters("com.oxa.zul.stats.StatIdResponse") +
+           hex("52A11C0FF34D8E07 0C 0000 78 72 001E") + characters("com.oxa.zul.stats.StatResponse") +
            hex("1F0E2D3C4B5A6978 0C 0000 78 70");
 }
 
 Bytes statisticsResponseStart() {
-    return hex("ACED0005 73 72 0022") + text("com.oxa.zul.stats.StatDataResponse") +
-           hex("0BADF00D7EE7C0DE 0C 0000 78 72 001E") + text("com.oxa.zul.stats.StatResponse") +
+    return hex("ACED0005 73 72 0022") + characters("com.oxa.zul.stats.StatDataResponse") +
+           hex("0BADF00D7EE7C0DE 0C 0000 78 72 001E") + characters("com.oxa.zul.stats.StatResponse") +
            hex("1F0E2D3C4B5A6978 0C 0000 78 70");
 }
 
 // What stands before the first block of the first statistic.
 Bytes firstStatisticStart() {
-    return hex("73 72 001A") + text("com.oxa.zul.stats.StatData") + hex("6C8FDE4A3B21907F 0C 0000 78 70");
+    return hex("73 72 001A") + characters("com.oxa.zul.stats.StatData") + hex("6C8FDE4A3B21907F 0C 0000 78 70");
 }
 
 // What stands between the blocks of two statistics.
@@ -69,8 +70,8 @@ Bytes nextStatistic() {
 TEST(IdPayload, ResourceGroupsAreOneResponseWithAnEmptyQueryId) {
     Daemon daemon(kSmallCatalogue);
     EXPECT_EQ(shown(daemon.query("RESOURCE_GROUPS", "")),
-              shown(hex("00") + idResponseStart() + hex("77 1A 0000 00000000 00000003 0002") + text("g1") +
-                    hex("0006") + text("hollow") + hex("0002") + text("g2") + hex("78")));
+              shown(hex("00") + idResponseStart() + hex("77 1A 0000 00000000 00000003 0002") + characters("g1") +
+                    hex("0006") + characters("hollow") + hex("0002") + characters("g2") + hex("78")));
 }
 
 TEST(IdPayload, AllStatisticIdsAreOneResponseWithAnEmptyQueryId) {
@@ -109,7 +110,7 @@ TEST(StatisticsPayload, OneGroupHoldsItsStatistics) {
     EXPECT_EQ(shown(daemon.query("GET_STATS", "g1")),
               shown(hex("00") + statisticsResponseStart() + hex("77 0C 0002 6731 00000000 00000002") +
                     firstStatisticStart() + hex("77 08 0001 61 0003 78797A") + nextStatistic() +
-                    hex("77 0F 0001 63 000A") + text("0123456789") + hex("78 78")));
+                    hex("77 0F 0001 63 000A") + characters("0123456789") + hex("78 78")));
 }
 
 TEST(StatisticsPayload, GroupsStatisticsAndUnknownIdsMix) {
@@ -135,7 +136,7 @@ TEST(StatisticsPayload, AGroupOfNoneKeepsItsPositionsBeforeAnotherResponse) {
               shown(hex("01 00000002") + statisticsResponseStart() +
                     hex("77 10 0006 686F6C6C6F77 00000000 00000000 77 0B 0002 6E6F 00000000000000 78") +
                     statisticsResponseStart() + hex("77 0B 0001 63 00000000 00000001") + firstStatisticStart() +
-                    hex("77 0F 0001 63 000A") + text("0123456789") + hex("78 78")));
+                    hex("77 0F 0001 63 000A") + characters("0123456789") + hex("78 78")));
     const std::vector<Response> expected{{"hollow", 0, {}, {}}, {"c", 0, {}, {{"c", "0123456789"}}}};
     EXPECT_EQ(statisticsByPosition(payload), expected);
     EXPECT_EQ(statisticsOfObjects(streamObjects(payload)), expected);

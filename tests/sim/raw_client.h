@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "wire_bytes.h"
+#include "client_requests.h"
 
 namespace sim_test {
 

@@ -13,6 +13,7 @@ namespace sim_test {
 namespace {
 
 using test_support::GatewaySim;
+using test_support::TemporaryFile;
 
 constexpr const char* kCatalogue = R"({
     "protocol": "1",

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include "owned_handle.h"
 #include "run_program.h"
 
 namespace test_support {
@@ -26,36 +27,16 @@ using Clock = std::chrono::steady_clock;
     throw std::runtime_error("cannot " + action + ": " + std::strerror(errno));
 }
 
-class Descriptor {
-  public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(number_, other.number_);
-        return *this;
+struct DescriptorKind {
+    using Value = int;
+    static int none() {
+        return -1;
     }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        close();
+    static void close(int descriptor) {
+        ::close(descriptor);
     }
-
-    int number() const {
-        return number_;
-    }
-    bool isOpen() const {
-        return number_ >= 0;
-    }
-    void close() {
-        if (isOpen()) {
-            ::close(std::exchange(number_, -1));
-        }
-    }
-
-  private:
-    int number_ = -1;
 };
+using Descriptor = OwnedHandle<DescriptorKind>;
 
 struct Channel {
     Descriptor ours;
@@ -73,8 +54,8 @@ Channel makePipe() {
 Channel makeTerminal() {
     Descriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     std::array<char, 128> name{};
-    if (!master.isOpen() || ::grantpt(master.number()) != 0 || ::unlockpt(master.number()) != 0 ||
-        ::ptsname_r(master.number(), name.data(), name.size()) != 0) {
+    if (!master.isOpen() || ::grantpt(master.get()) != 0 || ::unlockpt(master.get()) != 0 ||
+        ::ptsname_r(master.get(), name.data(), name.size()) != 0) {
         failWith("make a pseudo-terminal");
     }
     Descriptor slave(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
@@ -197,7 +178,7 @@ bool readAll(const std::vector<Source>& sources, Clock::time_point deadline) {
         std::vector<pollfd> waits;
         waits.reserve(sources.size());
         for (const Source& source : sources) {
-            waits.push_back({source.descriptor->number(), POLLIN, 0});
+            waits.push_back({source.descriptor->get(), POLLIN, 0});
         }
         const bool isAnyOpen = std::any_of(waits.begin(), waits.end(), [](const pollfd& wait) { return wait.fd >= 0; });
         if (!isAnyOpen) {
@@ -209,7 +190,7 @@ bool readAll(const std::vector<Source>& sources, Clock::time_point deadline) {
         }
         for (size_t index = 0; ready > 0 && index < sources.size(); ++index) {
             const bool isReady = waits[index].revents != 0;
-            if (isReady && !readSome(sources[index].descriptor->number(), *sources[index].text)) {
+            if (isReady && !readSome(sources[index].descriptor->get(), *sources[index].text)) {
                 sources[index].descriptor->close();
             }
         }
@@ -237,12 +218,8 @@ ProgramOutcome runProgram(const std::string& program, const ProgramRun& run) {
     Channel error = makePipe();
     Channel alive = makePipe();
 
-    ChildPlan plan{{program},
-                   makeEnvironment(run),
-                   input.number(),
-                   output.theirs.number(),
-                   error.theirs.number(),
-                   alive.theirs.number()};
+    ChildPlan plan{{program},           makeEnvironment(run), input.get(),
+                   output.theirs.get(), error.theirs.get(),   alive.theirs.get()};
     plan.arguments.insert(plan.arguments.end(), run.arguments.begin(), run.arguments.end());
     const pid_t child = startChild(plan);
     output.theirs.close();

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "create_process_windows.h"
+#include "owned_handle.h"
 #include "run_program.h"
 
 namespace test_support {
@@ -24,32 +25,16 @@ namespace {
     throw std::runtime_error("cannot " + action + ": Windows error " + std::to_string(GetLastError()));
 }
 
-class Handle {
-  public:
-    explicit Handle(const HANDLE handle = nullptr) : handle_(handle == INVALID_HANDLE_VALUE ? nullptr : handle) {}
-    Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-    Handle& operator=(Handle&& other) noexcept {
-        std::swap(handle_, other.handle_);
-        return *this;
+struct HandleKind {
+    using Value = HANDLE;
+    static HANDLE none() {
+        return nullptr;
     }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-    ~Handle() {
-        close();
+    static void close(HANDLE handle) {
+        CloseHandle(handle);
     }
-
-    HANDLE get() const {
-        return handle_;
-    }
-    void close() {
-        if (handle_ != nullptr) {
-            CloseHandle(std::exchange(handle_, nullptr));
-        }
-    }
-
-  private:
-    HANDLE handle_;
 };
+using Handle = OwnedHandle<HandleKind>;
 
 struct Channel {
     Handle ours;
@@ -73,12 +58,12 @@ Channel makePipe() {
 
 Handle openFile(const std::string& name, DWORD access, DWORD creation) {
     SECURITY_ATTRIBUTES attributes = inheritable();
-    Handle file(CreateFileA(name.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes, creation,
-                            FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (file.get() == nullptr) {
+    const HANDLE file = CreateFileA(name.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes, creation,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
         failWith("open " + name);
     }
-    return file;
+    return Handle(file);
 }
 
 Channel makeOutputChannel(const ProgramRun& run) {

@@ -13,11 +13,10 @@
 #include <utility>
 #include <vector>
 
+#include "bytes.h"
 #include "peer_sockets.h"
 
 namespace test_support {
-
-using Bytes = std::vector<uint8_t>;
 
 class ScriptedPeer;
 

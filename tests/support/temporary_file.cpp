@@ -3,6 +3,8 @@
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <stdexcept>
+#include <system_error>
 
 #include "line_ends.h"
 
@@ -22,7 +24,11 @@ std::filesystem::path uniquePath() {
 TemporaryFile::TemporaryFile() : path_(uniquePath()) {}
 
 TemporaryFile::TemporaryFile(std::string_view content) : path_(uniquePath()) {
-    std::ofstream(path_, std::ios::binary) << content;
+    std::ofstream file(path_, std::ios::binary);
+    file << content << std::flush;
+    if (!file) {
+        throw std::runtime_error("cannot write " + path());
+    }
 }
 
 TemporaryFile::~TemporaryFile() {

@@ -46,6 +46,14 @@ std::vector<TraceLine> traceLines(const std::string& text) {
     return result;
 }
 
+std::vector<int> pointIds(const std::string& text) {
+    std::vector<int> ids;
+    for (const TraceLine& line : traceLines(text)) {
+        ids.push_back(line.pointId);
+    }
+    return ids;
+}
+
 std::vector<std::string> messagesOfPoint(const std::string& text, int pointId) {
     std::vector<std::string> messages;
     for (const TraceLine& line : traceLines(text)) {

@@ -27,6 +27,9 @@ std::optional<TraceLine> parseTraceLine(const std::string& line);
 // All trace lines of a text, in order; what is no trace line is left out.
 std::vector<TraceLine> traceLines(const std::string& text);
 
+// The point ids of the trace lines, in order.
+std::vector<int> pointIds(const std::string& text);
+
 // The messages of the trace lines with this point id, in order.
 std::vector<std::string> messagesOfPoint(const std::string& text, int pointId);
 

@@ -1,6 +1,7 @@
 // Copies of result sets.
 #include <future>
 
+#include "copied_set.h"
 #include "other_thread.h"
 #include "system_fixture.h"
 #include "trace_text.h"
@@ -46,68 +47,47 @@ TEST_F(Copies, CopyStartsItsOwnWalk) {
 }
 
 TEST_F(Copies, CopyOutlivesTheNextQueryAndTheConnection) {
-    const GatewaySim sim;
-    Connection connection(sim);
-    ResultSetToken* result = nullptr;
-    ResultSetToken* copy = nullptr;
-    ASSERT_EQ(getResourceGroupIds(connection.token(), &result), STAPI_RC_OK);
-    const IdWalk before = walkIds(result);
-    ASSERT_EQ(copyResultSet(result, &copy), STAPI_RC_OK);
-    ASSERT_EQ(getStats(connection.token(), &result), STAPI_RC_OK);
-    EXPECT_EQ(walkIds(copy).entries, before.entries);
-    ASSERT_EQ(connection.close(), STAPI_RC_OK);
-    EXPECT_EQ(walkIds(copy).entries, before.entries);
+    CopiedSet set(getResourceGroupIds);
+    const IdWalk before = walkIds(set.copy);
+    ASSERT_EQ(getStats(set.connection.token(), &set.result), STAPI_RC_OK);
+    EXPECT_EQ(walkIds(set.copy).entries, before.entries);
+    ASSERT_EQ(set.connection.close(), STAPI_RC_OK);
+    EXPECT_EQ(walkIds(set.copy).entries, before.entries);
     char* query = nullptr;
-    EXPECT_EQ(getIdQuery(copy, &query), STAPI_RC_OK);
-    EXPECT_EQ(dumpResultSet(copy), STAPI_RC_OK);
-    EXPECT_EQ(freeResultSet(&copy), STAPI_RC_OK);
+    EXPECT_EQ(getIdQuery(set.copy, &query), STAPI_RC_OK);
+    EXPECT_EQ(dumpResultSet(set.copy), STAPI_RC_OK);
 }
 
 TEST_F(Copies, CopyOfACopy) {
-    const GatewaySim sim;
-    const Connection connection(sim);
-    ResultSetToken* result = nullptr;
-    ResultSetToken* first = nullptr;
+    CopiedSet set(getStatIds);
     ResultSetToken* second = nullptr;
-    ASSERT_EQ(getStatIds(connection.token(), &result), STAPI_RC_OK);
-    ASSERT_EQ(copyResultSet(result, &first), STAPI_RC_OK);
-    ASSERT_EQ(copyResultSet(first, &second), STAPI_RC_OK);
-    ASSERT_EQ(freeResultSet(&first), STAPI_RC_OK);
-    EXPECT_EQ(walkIds(second).entries, walkIds(result).entries);
+    ASSERT_EQ(copyResultSet(set.copy, &second), STAPI_RC_OK);
+    ASSERT_EQ(freeResultSet(&set.copy), STAPI_RC_OK);
+    EXPECT_EQ(walkIds(second).entries, walkIds(set.result).entries);
     ASSERT_EQ(freeResultSet(&second), STAPI_RC_OK);
 }
 
 TEST_F(Copies, FreeNullsThePointerAndASecondFreeIsRefused) {
-    const GatewaySim sim;
-    const Connection connection(sim);
-    ResultSetToken* result = nullptr;
-    ResultSetToken* copy = nullptr;
-    ASSERT_EQ(getStatIds(connection.token(), &result), STAPI_RC_OK);
-    ASSERT_EQ(copyResultSet(result, &copy), STAPI_RC_OK);
-    EXPECT_EQ(freeResultSet(&copy), STAPI_RC_OK);
-    EXPECT_EQ(copy, nullptr);
-    EXPECT_EQ(freeResultSet(&copy), STAPI_RC_NULL_RESULT_SET);
+    CopiedSet set(getStatIds);
+    EXPECT_EQ(freeResultSet(&set.copy), STAPI_RC_OK);
+    EXPECT_EQ(set.copy, nullptr);
+    EXPECT_EQ(freeResultSet(&set.copy), STAPI_RC_NULL_RESULT_SET);
 }
 
 TEST_F(Copies, CopyMayBeUsedAndFreedByAnyThread) {
-    const GatewaySim sim;
-    const Connection connection(sim);
-    ResultSetToken* result = nullptr;
-    ResultSetToken* copy = nullptr;
-    ASSERT_EQ(getStats(connection.token(), &result), STAPI_RC_OK);
-    const StatWalk original = walkStats(result);
-    ASSERT_EQ(copyResultSet(result, &copy), STAPI_RC_OK);
+    CopiedSet set(getStats);
+    const StatWalk original = walkStats(set.result);
     ResultSetToken* made = inOtherThread([&] {
-        EXPECT_EQ(walkStats(copy).entries, original.entries);
+        EXPECT_EQ(walkStats(set.copy).entries, original.entries);
         char* query = nullptr;
-        EXPECT_EQ(getIdQuery(copy, &query), STAPI_RC_OK);
-        EXPECT_EQ(dumpResultSet(copy), STAPI_RC_OK);
+        EXPECT_EQ(getIdQuery(set.copy, &query), STAPI_RC_OK);
+        EXPECT_EQ(dumpResultSet(set.copy), STAPI_RC_OK);
         ResultSetToken* second = nullptr;
-        EXPECT_EQ(copyResultSet(copy, &second), STAPI_RC_OK);
-        EXPECT_EQ(freeResultSet(&copy), STAPI_RC_OK);
+        EXPECT_EQ(copyResultSet(set.copy, &second), STAPI_RC_OK);
+        EXPECT_EQ(freeResultSet(&set.copy), STAPI_RC_OK);
         return second;
     });
-    EXPECT_EQ(copy, nullptr);
+    EXPECT_EQ(set.copy, nullptr);
     EXPECT_EQ(walkStats(made).entries, original.entries);
     EXPECT_EQ(freeResultSet(&made), STAPI_RC_OK);
 }

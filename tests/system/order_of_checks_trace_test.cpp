@@ -16,7 +16,7 @@ using Ids = std::vector<int>;
 Ids traced(const std::function<int32_t()>& call, int32_t expectedCode) {
     const TraceCapture trace(4);
     EXPECT_EQ(call(), expectedCode);
-    return pointIds(trace.text());
+    return trace.points();
 }
 
 struct QueryPoints {

@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "copied_set.h"
 #include "forked_posix.h"
 #include "relay_posix.h"
 #include "system_fixture.h"
@@ -91,24 +92,18 @@ TEST_F(Processes, NoDescriptorLeftIsAFailedConnectAndNothingLeaks) {
 }
 
 TEST_F(Processes, ForkedChildMayUseACopyButNotTheConnection) {
-    const GatewaySim sim;
-    const Connection connection(sim);
-    ResultSetToken* result = nullptr;
-    ResultSetToken* copy = nullptr;
-    ASSERT_EQ(getStatIds(connection.token(), &result), STAPI_RC_OK);
-    ASSERT_EQ(copyResultSet(result, &copy), STAPI_RC_OK);
+    CopiedSet set(getStatIds);
     const std::vector<int32_t> codes = inForkedChild([&] {
         IdData id{};
-        const int32_t ofCopy = getFirstId(copy, &id);
-        const int32_t ofSet = getFirstId(result, &id);
-        const int32_t free = freeResultSet(&copy);
+        const int32_t ofCopy = getFirstId(set.copy, &id);
+        const int32_t ofSet = getFirstId(set.result, &id);
+        const int32_t free = freeResultSet(&set.copy);
         return std::vector<int32_t>{ofCopy, ofSet, free};
     });
     EXPECT_EQ(codes, (std::vector<int32_t>{STAPI_RC_OK, STAPI_RC_WRONG_PROCESS, STAPI_RC_OK}));
-    EXPECT_EQ(walkIds(copy).entries, walkIds(result).entries);
-    freeResultSet(&copy);
-    EXPECT_EQ(getStatIds(connection.token(), &result), STAPI_RC_OK);
-    EXPECT_EQ(sim.standardError(), "");
+    EXPECT_EQ(walkIds(set.copy).entries, walkIds(set.result).entries);
+    EXPECT_EQ(getStatIds(set.connection.token(), &set.result), STAPI_RC_OK);
+    EXPECT_EQ(set.sim.standardError(), "");
 }
 
 TEST_F(Processes, ForkedChildOpensConnectionsOfItsOwn) {

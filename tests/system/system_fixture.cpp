@@ -184,27 +184,4 @@ std::string patternText(size_t length, unsigned seed) {
     return text;
 }
 
-TraceCapture::TraceCapture(int32_t level) {
-    setAPITraceFile(file_.path().c_str());
-    setAPITraceLevel(level);
-    start_ = file_.content().size();
-}
-
-TraceCapture::~TraceCapture() {
-    setAPITraceLevel(0);
-    setAPITraceFile(nullptr);
-}
-
-std::string TraceCapture::text() const {
-    return file_.content().substr(start_);
-}
-
-std::vector<int> pointIds(const std::string& trace) {
-    std::vector<int> ids;
-    for (const test_support::TraceLine& line : test_support::traceLines(trace)) {
-        ids.push_back(line.pointId);
-    }
-    return ids;
-}
-
 }  // namespace system_test

@@ -15,9 +15,12 @@
 
 #include "gatewaysim_process.h"
 #include "temporary_file.h"
+#include "trace_capture.h"
 #include "zulstats64.h"
 
 namespace system_test {
+
+using test_support::TraceCapture;
 
 // Leaves the process as the first test found it: no connection, trace level 0, trace to standard error.
 class SystemTest : public ::testing::Test {
@@ -117,27 +120,6 @@ class Catalogue {
 
 // A text in which every place can be told from its neighbours, and texts of different seeds from each other.
 std::string patternText(size_t length, unsigned seed = 0);
-
-// Sends the library's trace to a file of its own, at a level; gives it back at the end of the scope.
-class TraceCapture {
-  public:
-    explicit TraceCapture(int32_t level);
-    ~TraceCapture();
-    TraceCapture(const TraceCapture&) = delete;
-    TraceCapture& operator=(const TraceCapture&) = delete;
-
-    // What was written since the beginning, without the lines of the beginning itself.
-    std::string text() const;
-    std::string path() const {
-        return file_.path();
-    }
-
-  private:
-    test_support::TemporaryFile file_;
-    size_t start_ = 0;
-};
-
-std::vector<int> pointIds(const std::string& trace);
 
 }  // namespace system_test
 

@@ -43,7 +43,7 @@ class HexDump : public TraceTest {
 
     int32_t dump(const void* address, int32_t length, uint32_t stopWord, size_t available = stapi::kHexDumpUnbounded) {
         const stapi::LockScope scope(&stapi::traceLock);
-        return stapi::traceHexDump(address, length, stopWord, 16, length > 0 ? 1 : 0, available);
+        return stapi::traceHexDump(address, length, stopWord, 16, available);
     }
 
     int32_t dumpLength(const Bytes& bytes) {
@@ -56,13 +56,6 @@ class HexDump : public TraceTest {
 
     std::vector<std::string> lines() const {
         return test_support::splitLines(traced());
-    }
-
-    static std::string addressColumn(const void* address) {
-        char column[32];
-        std::snprintf(column, sizeof column,
-                      "0x%8.8X: ", static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address) & 0xFFFFFFFF));
-        return column;
     }
 
     // The hex column of up to 16 bytes, padded with blanks.
@@ -81,7 +74,7 @@ class HexDump : public TraceTest {
 
     // A whole line; the bytes are letters or digits, and full lines have a blank at their end.
     static std::string line(const uint8_t* bytes, size_t count) {
-        return addressColumn(bytes) + hexColumn(bytes, count) + " : " +
+        return dumpLineStart(bytes) + hexColumn(bytes, count) + " : " +
                std::string(reinterpret_cast<const char*>(bytes), count) + (count == 16 ? " " : "");
     }
 };
@@ -89,13 +82,13 @@ class HexDump : public TraceTest {
 TEST_F(HexDump, FullLineHasAddressFourGroupsAndCharactersWithABlankBehindThem) {
     const std::string text = "ABCDEFGHIJKLMNOP";
     EXPECT_EQ(dump(text.data(), 16, 0), 16);
-    EXPECT_EQ(traced(), addressColumn(text.data()) + "41424344 45464748 494A4B4C 4D4E4F50 : ABCDEFGHIJKLMNOP \n");
+    EXPECT_EQ(traced(), dumpLineStart(text.data()) + "41424344 45464748 494A4B4C 4D4E4F50 : ABCDEFGHIJKLMNOP \n");
 }
 
 TEST_F(HexDump, AddressColumnShowsTheLow32Bits) {
     const Bytes bytes = countingBytes(1);
     EXPECT_EQ(dumpLength(bytes), 1);
-    EXPECT_EQ(traced().substr(0, 12), addressColumn(bytes.data()));
+    EXPECT_EQ(traced().substr(0, 12), dumpLineStart(bytes.data()));
 }
 
 class HexDumpOfLength : public HexDump, public testing::WithParamInterface<int> {};
@@ -141,7 +134,7 @@ TEST_P(HexDumpToStopWord, WithBytesBehindItDoesTheSameOnALineThatDoesNotBeginWit
     const std::string last = lines().back();
     const uint8_t* const start = bytes.data() + position / 16 * 16;
     const std::string expected =
-        position % 16 == 0 ? addressColumn(start) + hexColumn(start, 16) + " : " : line(start, position % 16);
+        position % 16 == 0 ? dumpLineStart(start) + hexColumn(start, 16) + " : " : line(start, position % 16);
     EXPECT_EQ(last, expected);
 }
 
@@ -152,7 +145,7 @@ TEST_F(HexDump, StopWordAtTheStartOfALineHasThatLineWrittenInHexWithoutCharacter
     Bytes block = bytes;
     block.resize(16, 0x55);
     EXPECT_EQ(dumpToStopWord(block), 0);
-    EXPECT_EQ(traced(), addressColumn(block.data()) + "0F0E0F0E 55555555 55555555 55555555 : \n");
+    EXPECT_EQ(traced(), dumpLineStart(block.data()) + "0F0E0F0E 55555555 55555555 55555555 : \n");
 }
 
 TEST_F(HexDump, StopWordAtTheStartOfTheSecondLineEndsTheDumpThere) {
@@ -161,7 +154,7 @@ TEST_F(HexDump, StopWordAtTheStartOfTheSecondLineEndsTheDumpThere) {
     EXPECT_EQ(dumpToStopWord(block), 16);
     const std::vector<std::string> written = lines();
     ASSERT_EQ(written.size(), 2U);
-    EXPECT_EQ(written[1], addressColumn(block.data() + 16) + "0F0E0F0E 55555555 55555555 55555555 : ");
+    EXPECT_EQ(written[1], dumpLineStart(block.data() + 16) + "0F0E0F0E 55555555 55555555 55555555 : ");
 }
 
 TEST_F(HexDump, StopWordAtTheStartOfALineIsWrittenAsFarAsBytesAreThere) {
@@ -172,7 +165,7 @@ TEST_F(HexDump, StopWordAtTheStartOfALineIsWrittenAsFarAsBytesAreThere) {
         EXPECT_EQ(stapi::switchTraceDestination(file.path().c_str()).switched, true);
         EXPECT_EQ(dumpToStopWord(block), 0);
         stapi::switchTraceDestination(nullptr);
-        EXPECT_EQ(file.content(), addressColumn(block.data()) + hexColumn(block.data(), size) + " : \n");
+        EXPECT_EQ(file.content(), dumpLineStart(block.data()) + hexColumn(block.data(), size) + " : \n");
     }
 }
 
@@ -255,14 +248,6 @@ TEST_F(HexDump, OfNoAvailableBytesWritesNothing) {
     EXPECT_EQ(traced(), "");
 }
 
-TEST_F(HexDump, FlagHasNoEffect) {
-    const Bytes bytes = countingBytes(4);
-    const stapi::LockScope scope(&stapi::traceLock);
-    EXPECT_EQ(stapi::traceHexDump(bytes.data(), 4, 0, 16, 0, bytes.size()), 4);
-    EXPECT_EQ(stapi::traceHexDump(bytes.data(), 4, 0, 16, 1, bytes.size()), 4);
-    EXPECT_EQ(lines()[0], lines()[1]);
-}
-
 struct CharacterCase {
     uint8_t byte;
     char shown;
@@ -273,7 +258,7 @@ class HexDumpCharacter : public HexDump, public testing::WithParamInterface<Char
 TEST_P(HexDumpCharacter, IsShownIfPrintableElseAsAPoint) {
     const Bytes bytes = {GetParam().byte};
     EXPECT_EQ(dumpLength(bytes), 1);
-    EXPECT_EQ(traced(), addressColumn(bytes.data()) + hexColumn(bytes.data(), 1) + " : " + GetParam().shown + "\n");
+    EXPECT_EQ(traced(), dumpLineStart(bytes.data()) + hexColumn(bytes.data(), 1) + " : " + GetParam().shown + "\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Bytes, HexDumpCharacter,

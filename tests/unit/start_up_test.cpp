@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -18,6 +20,7 @@ namespace {
 
 using test_support::messagesOfPoint;
 using test_support::splitLines;
+using test_support::TraceLine;
 using test_support::traceLines;
 
 constexpr const char* kTraceFailure =
@@ -48,6 +51,15 @@ struct ProbeReport {
     }
 };
 
+using Values = std::map<std::string, int>;
+
+// Each of these names has one value, and it is the one given.
+void expectValues(const ProbeReport& report, const Values& expected) {
+    for (const auto& [name, value] : expected) {
+        EXPECT_EQ(report.of(name), value) << name;
+    }
+}
+
 ProbeReport probe(const std::vector<std::string>& arguments) {
     const test_support::ProgramOutcome outcome = test_support::runProgram(START_UP_PROBE, arguments);
     EXPECT_FALSE(outcome.wasKilled);
@@ -65,18 +77,13 @@ ProbeReport probe(const std::vector<std::string>& arguments) {
 
 TEST(StartUp, FirstCallSetsTheLibraryUpAndWritesNothing) {
     const ProbeReport report = probe({"first-call"});
-    EXPECT_EQ(report.of("first"), 0);
-    EXPECT_EQ(report.of("first.stored"), 1);
-    EXPECT_EQ(report.of("level.before"), 0);
-    EXPECT_EQ(report.of("level.after"), 0);
-    EXPECT_EQ(report.of("second"), 0);
+    expectValues(report, {{"first", 0}, {"first.stored", 1}, {"level.before", 0}, {"level.after", 0}, {"second", 0}});
     EXPECT_EQ(report.standardError, "");
 }
 
 TEST(StartUp, SetsUpTraceListLockAndVersion) {
     const ProbeReport report = probe({"direct-start-up"});
-    EXPECT_EQ(report.of("init"), 0);
-    EXPECT_EQ(report.of("again"), 0);
+    expectValues(report, {{"init", 0}, {"again", 0}});
     for (const char* what : {"trace.lock", "list.lock", "stream", "name", "version", "list"}) {
         EXPECT_EQ(report.of(what), 1) << what;
     }
@@ -85,40 +92,29 @@ TEST(StartUp, SetsUpTraceListLockAndVersion) {
 
 TEST(StartUp, RepeatedSetUpOfTheTraceGivesZeroAndOfTheListOne) {
     const ProbeReport report = probe({"direct-start-up"});
-    EXPECT_EQ(report.of("trace.again"), 0);
-    EXPECT_EQ(report.of("list.again"), 1);
+    expectValues(report, {{"trace.again", 0}, {"list.again", 1}});
 }
 
 TEST(StartUp, TracesTheSetUpOfTheListWhenTheLevelAllows) {
     const ProbeReport report = probe({"traced-list-set-up"});
-    EXPECT_EQ(test_support::messagesOfPoint(report.standardError, 2030),
-              std::vector<std::string>{"stapi_zul_gwytok.initGTL()"});
-    EXPECT_EQ(test_support::messagesOfPoint(report.standardError, 2031),
+    EXPECT_EQ(messagesOfPoint(report.standardError, 2030), std::vector<std::string>{"stapi_zul_gwytok.initGTL()"});
+    EXPECT_EQ(messagesOfPoint(report.standardError, 2031),
               std::vector<std::string>{"stapi_zul_gwytok.initGTL() initLockRc=1, rc=0"});
 }
 
 TEST(StartUp, WithoutMemoryForTheTraceFailsAndLeavesTheLevelAtOne) {
     const ProbeReport report = probe({"no-memory-then-success"});
-    EXPECT_EQ(report.of("first.struck"), 1);
-    EXPECT_EQ(report.of("first"), -111);
-    EXPECT_EQ(report.of("first.stored"), 0);
-    EXPECT_EQ(report.of("first.level"), 1);
+    expectValues(report, {{"first.struck", 1}, {"first", -111}, {"first.stored", 0}, {"first.level", 1}});
 }
 
 TEST(StartUp, WithoutMemoryForTheTraceFailsAgainAtTheNextCall) {
     const ProbeReport report = probe({"no-memory-then-success"});
-    EXPECT_EQ(report.of("second.struck"), 1);
-    EXPECT_EQ(report.of("second"), -111);
-    EXPECT_EQ(report.of("second.level"), 1);
+    expectValues(report, {{"second.struck", 1}, {"second", -111}, {"second.level", 1}});
 }
 
 TEST(StartUp, SucceedsOnceThereIsMemoryForTheTraceAgain) {
     const ProbeReport report = probe({"no-memory-then-success"});
-    EXPECT_EQ(report.of("third"), 0);
-    EXPECT_EQ(report.of("third.stored"), 1);
-    EXPECT_EQ(report.of("third.level"), 0);
-    EXPECT_EQ(report.of("dump"), 0);
-    EXPECT_EQ(report.of("switch"), 0);
+    expectValues(report, {{"third", 0}, {"third.stored", 1}, {"third.level", 0}, {"dump", 0}, {"switch", 0}});
     EXPECT_NE(
         report.standardError.find("zulstats state dump: API Version=1_1_0_1 Trace Level=0 statAPITraceFile=stderr\n"),
         std::string::npos)
@@ -145,10 +141,7 @@ TEST(StartUp, WithoutMemoryEveryExportGivesThatCodeAndChecksNoArgument) {
 
 TEST(StartUp, WithTheListLockInitialisedBeforehandGivesOneAndTracesTheFailure) {
     const ProbeReport report = probe({"list-lock-first"});
-    EXPECT_EQ(report.of("lock"), 0);
-    EXPECT_EQ(report.of("first"), 1);
-    EXPECT_EQ(report.of("first.stored"), 0);
-    EXPECT_EQ(report.of("first.level"), 1);
+    expectValues(report, {{"lock", 0}, {"first", 1}, {"first.stored", 0}, {"first.level", 1}});
     const std::vector<std::string> messages = messagesOfPoint(report.standardError, 1124);
     ASSERT_FALSE(messages.empty()) << report.standardError;
     EXPECT_EQ(messages.front(), kListFailure);
@@ -156,9 +149,7 @@ TEST(StartUp, WithTheListLockInitialisedBeforehandGivesOneAndTracesTheFailure) {
 
 TEST(StartUp, RepeatedAttemptAfterAPartialStartUpGivesOneAgain) {
     const ProbeReport report = probe({"list-lock-first"});
-    EXPECT_EQ(report.of("second"), 1);
-    EXPECT_EQ(report.of("second.stored"), 0);
-    EXPECT_EQ(report.of("second.level"), 1);
+    expectValues(report, {{"second", 1}, {"second.stored", 0}, {"second.level", 1}});
     EXPECT_EQ(messagesOfPoint(report.standardError, 1124).size(), 2U) << report.standardError;
 }
 
@@ -167,27 +158,24 @@ TEST(StartUp, AfterAPartialStartUpEveryExportGivesOneAndChecksNoArgument) {
     for (const ExportCall& each : everyExport()) {
         EXPECT_EQ(report.of(each.name), 1) << each.name;
     }
-    const std::vector<test_support::TraceLine> lines = traceLines(report.standardError);
+    const std::vector<TraceLine> lines = traceLines(report.standardError);
     // The open function for the local machine tries once itself and once through the one that it calls.
     EXPECT_EQ(lines.size(), everyExport().size() + 1) << report.standardError;
     EXPECT_EQ(lines.size(), splitLines(report.standardError).size()) << report.standardError;
-    for (const test_support::TraceLine& line : lines) {
+    for (const TraceLine& line : lines) {
         EXPECT_EQ(line.pointId, 1124) << line.message;
     }
 }
 
 TEST(StartUp, WithTheTraceLockInitialisedBeforehandSucceeds) {
     const ProbeReport report = probe({"trace-lock-first"});
-    EXPECT_EQ(report.of("lock"), 0);
-    EXPECT_EQ(report.of("first"), 0);
-    EXPECT_EQ(report.of("first.level"), 0);
-    EXPECT_EQ(report.of("dump"), 0);
+    expectValues(report, {{"lock", 0}, {"first", 0}, {"first.level", 0}, {"dump", 0}});
 }
 
 TEST(StartUp, DumpStateAsTheFirstTraceLineHasAnEmptyTimeStampButItsIds) {
     const ProbeReport report = probe({"dump-as-first-trace-line"});
     EXPECT_EQ(report.of("dump"), 0);
-    const std::vector<test_support::TraceLine> lines = traceLines(report.standardError);
+    const std::vector<TraceLine> lines = traceLines(report.standardError);
     ASSERT_FALSE(lines.empty()) << report.standardError;
     EXPECT_EQ(lines.front().pointId, 1106);
     EXPECT_EQ(lines.front().timeStamp, "");
@@ -202,7 +190,7 @@ TEST(StartUp, TraceLockThatIsNotSetUpYetIsReportedOnStandardError) {
         EXPECT_EQ(report.of(call), -1) << call;
     }
     std::vector<int> points;
-    for (const test_support::TraceLine& line : traceLines(report.standardError)) {
+    for (const TraceLine& line : traceLines(report.standardError)) {
         points.push_back(line.pointId);
         EXPECT_NE(line.timeStamp, "");
     }
@@ -212,11 +200,8 @@ TEST(StartUp, TraceLockThatIsNotSetUpYetIsReportedOnStandardError) {
 // Several rounds, because each has only one moment in which the threads can meet.
 TEST(StartUp, AFirstCallThatAnotherThreadsOvertakesGivesOneAndTheLibraryIsUsable) {
     const ProbeReport report = probe({"overtaken-first-call"});
-    EXPECT_EQ(report.of("level.before"), 0);
-    EXPECT_EQ(report.of("overtaking"), 0);
-    EXPECT_EQ(report.of("overtaking.level"), 0);
-    EXPECT_EQ(report.of("overtaken"), 1);
-    EXPECT_EQ(report.of("afterwards"), 0);
+    expectValues(
+        report, {{"level.before", 0}, {"overtaking", 0}, {"overtaking.level", 0}, {"overtaken", 1}, {"afterwards", 0}});
 }
 
 class StartUpRace : public testing::TestWithParam<int> {};
@@ -229,8 +214,7 @@ TEST_P(StartUpRace, OfEightFirstCallsGivesZeroOrOneAndLeavesTheLibraryUsable) {
         EXPECT_TRUE(code == 0 || code == 1) << code;
     }
     EXPECT_GE(std::count(codes.begin(), codes.end(), 0), 1);
-    EXPECT_EQ(report.of("afterwards"), 0);
-    EXPECT_EQ(report.of("afterwards.stored"), 1);
+    expectValues(report, {{"afterwards", 0}, {"afterwards.stored", 1}});
     EXPECT_EQ(static_cast<ptrdiff_t>(messagesOfPoint(report.standardError, 1124).size()) <=
                   std::count(codes.begin(), codes.end(), 1),
               true)

@@ -42,3 +42,13 @@ std::string tracedPointer(const void* pointer) {
     std::snprintf(digits.data(), digits.size(), "%016" PRIXPTR, reinterpret_cast<uintptr_t>(pointer));
     return digits.data();
 }
+
+std::string hexWord(uint32_t value) {
+    std::array<char, 16> digits = {};
+    std::snprintf(digits.data(), digits.size(), "%08" PRIX32, value);
+    return digits.data();
+}
+
+std::string dumpLineStart(const void* address) {
+    return "0x" + hexWord(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(address))) + ": ";
+}

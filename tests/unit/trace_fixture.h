@@ -44,5 +44,9 @@ std::string standardOutputOf(const Action& action) {
 
 // The address as a trace line shows it.
 std::string tracedPointer(const void* pointer);
+// Eight hexadecimal digits.
+std::string hexWord(uint32_t value);
+// How a line of a hex dump begins: the low half of the address.
+std::string dumpLineStart(const void* address);
 
 #endif

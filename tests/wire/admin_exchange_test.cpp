@@ -9,7 +9,7 @@
 #include "exchange.h"
 #include "gateway_peer.h"
 #include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "result_buffer.h"
 #include "trace_capture.h"
 
 namespace wire_test {
@@ -17,6 +17,7 @@ namespace wire_test {
 namespace {
 
 using test_support::ConnectedPeer;
+using test_support::TraceCapture;
 
 uint8_t* const kNoCallData = nullptr;
 

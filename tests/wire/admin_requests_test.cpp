@@ -10,7 +10,7 @@
 #include "comms/stapi_zul_statquery.h"
 #include "diag/stapi_zul_memory.h"
 #include "gateway_peer.h"
-#include "result_set_bytes.h"
+#include "result_buffer.h"
 
 namespace wire_test {
 

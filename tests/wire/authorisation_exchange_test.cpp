@@ -14,6 +14,7 @@ namespace wire_test {
 namespace {
 
 using test_support::ConnectedPeer;
+using test_support::TraceCapture;
 
 // One step of an authorisation, from a record whose opaque fields all hold something of their own.
 struct Step {

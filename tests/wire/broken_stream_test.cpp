@@ -14,6 +14,7 @@ namespace {
 
 using test_support::ConnectedPeer;
 using test_support::PeerConnection;
+using test_support::TraceCapture;
 
 // A peer that answers with these bytes and closes.
 test_support::ScriptedPeer::Script answerAndClose(const Bytes& bytes) {

@@ -34,7 +34,7 @@ inline std::string socketErrorText(int32_t error) {
 }
 
 // The points of the connection module, in the order of the lines.
-inline std::vector<int> connectionPoints(const TraceCapture& trace) {
+inline std::vector<int> connectionPoints(const test_support::TraceCapture& trace) {
     std::vector<int> points;
     for (const int point : trace.points()) {
         if (point >= 3000 && point < 3100) {

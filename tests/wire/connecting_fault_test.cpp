@@ -13,6 +13,7 @@ namespace wire_test {
 namespace {
 
 using test_support::ScriptedPeer;
+using test_support::TraceCapture;
 namespace peer_sockets = test_support::peer_sockets;
 
 // A listener whose queue is full: further connects get no answer.

@@ -11,6 +11,7 @@ namespace wire_test {
 namespace {
 
 using test_support::ScriptedPeer;
+using test_support::TraceCapture;
 namespace peer_sockets = test_support::peer_sockets;
 
 // No part of a host name has more than 63 characters, so this one is not even asked for.

@@ -9,7 +9,7 @@
 
 #include "comms/stapi_zul_statcomms.h"
 #include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "result_buffer.h"
 
 namespace wire_test {
 

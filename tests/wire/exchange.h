@@ -7,7 +7,8 @@
 
 #include "comms/stapi_zul_socketcomms.h"
 #include "diag/stapi_zul_memory.h"
-#include "wire_bytes.h"
+#include "gateway_frames.h"
+#include "scripted_peer.h"
 
 namespace wire_test {
 

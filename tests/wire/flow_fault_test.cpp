@@ -12,6 +12,7 @@ namespace {
 
 using test_support::ConnectedPeer;
 using test_support::PeerConnection;
+using test_support::TraceCapture;
 
 TEST(FlowFaults, AFailedWaitGivesItsOwnNegativeValueAndNothingElse) {
     const TraceCapture trace(4);

@@ -17,6 +17,7 @@ namespace {
 
 using test_support::AllocationFault;
 using test_support::ConnectedPeer;
+using test_support::TraceCapture;
 
 using Lines = std::vector<std::string>;
 

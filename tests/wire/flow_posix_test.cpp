@@ -17,6 +17,7 @@ namespace {
 using test_support::ConnectedPeer;
 using test_support::PeerConnection;
 using test_support::ScriptedPeer;
+using test_support::TraceCapture;
 
 TEST(ConnectingPosix, AnInterruptedConnectGoesOn) {
     ScriptedPeer peer(gatewayScript());

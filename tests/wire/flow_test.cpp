@@ -13,6 +13,7 @@ namespace {
 
 using test_support::ConnectedPeer;
 using test_support::PeerConnection;
+using test_support::TraceCapture;
 
 test_support::ScriptedPeer::Script answer(const Bytes& bytes) {
     return [bytes](PeerConnection& connection) {

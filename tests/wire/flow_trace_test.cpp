@@ -15,6 +15,7 @@ namespace wire_test {
 namespace {
 
 using test_support::ConnectedPeer;
+using test_support::TraceCapture;
 
 using Lines = std::vector<std::string>;
 

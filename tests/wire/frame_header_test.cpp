@@ -6,7 +6,7 @@
 #include <string>
 
 #include "comms/stapi_zul_socketcomms.h"
-#include "wire_bytes.h"
+#include "gateway_frames.h"
 
 namespace wire_test {
 

@@ -77,6 +77,15 @@ GatewayReplies::GatewayReplies()
       attribute(versionReply("1.1")),
       close(reply("BASE", {})) {}
 
+void serveOpening(test_support::PeerConnection& connection) {
+    const GatewayReplies replies;
+    for (const std::optional<Bytes>& answer : {replies.handshake, replies.authorisationInit, replies.authorisationFinal,
+                                               replies.initialise, replies.attribute}) {
+        connection.expectFrame();
+        connection.send(*answer);
+    }
+}
+
 void serveGateway(test_support::PeerConnection& connection, const GatewayReplies& replies) {
     Bytes request = connection.expectFrame();
     while (!request.empty()) {

@@ -7,7 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "wire_bytes.h"
+#include "gateway_frames.h"
+#include "scripted_peer.h"
 
 namespace wire_test {
 
@@ -32,6 +33,8 @@ Bytes callBody(uint32_t callType, const Bytes& payload);
 Bytes versionReply(std::string_view version);
 Bytes invocationReply(const Bytes& payload);
 
+// Answers the five requests of an opening, and no more.
+void serveOpening(test_support::PeerConnection& connection);
 // Answers frame by frame until the other end closes, or a reply is missing.
 void serveGateway(test_support::PeerConnection& connection, const GatewayReplies& replies);
 test_support::ScriptedPeer::Script gatewayScript(const GatewayReplies& replies = {});

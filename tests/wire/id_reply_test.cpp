@@ -6,12 +6,14 @@
 
 #include "comms/stapi_zul_statcomms.h"
 #include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "result_buffer.h"
 #include "trace_capture.h"
 
 namespace wire_test {
 
 namespace {
+
+using test_support::TraceCapture;
 
 using Entries = std::vector<std::string>;
 

@@ -8,7 +8,7 @@
 
 #include "comms/stapi_zul_statcomms.h"
 #include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "result_buffer.h"
 
 namespace wire_test {
 
@@ -25,7 +25,7 @@ inline Bytes parsed(const ReplyPayload& payload, int32_t expectedRc = 0) {
 inline ReplyPayload oneResponse(uint32_t statistics) {
     return ReplyPayload().single().statsResponse("Q", 0, statistics);
 }
-inline ResultSetBytes oneElement(uint32_t statistics) {
+inline SetBytes oneElement(uint32_t statistics) {
     return statSet(1).text("Q").word(0).word(statistics);
 }
 

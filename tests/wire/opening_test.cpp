@@ -10,6 +10,7 @@ namespace wire_test {
 namespace {
 
 using test_support::ScriptedPeer;
+using test_support::TraceCapture;
 namespace peer_sockets = test_support::peer_sockets;
 
 class Opening : public ConnectionTest {};
@@ -250,14 +251,7 @@ TEST_F(Opening, AClosedConnectionHasSentItsCloseRequest) {
 }
 
 TEST_F(Opening, AConnectionWhoseDaemonHasGoneCanBeClosed) {
-    ScriptedPeer peer([](test_support::PeerConnection& connection) {
-        const GatewayReplies replies;
-        for (const std::optional<Bytes>& answer : {replies.handshake, replies.authorisationInit,
-                                                   replies.authorisationFinal, replies.initialise, replies.attribute}) {
-            connection.expectFrame();
-            connection.send(*answer);
-        }
-    });
+    ScriptedPeer peer(serveOpening);
     OpenConnection connection(peer.port());
     ASSERT_EQ(connection.rc, 0);
     EXPECT_EQ(peer.finish(), "");

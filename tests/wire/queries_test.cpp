@@ -5,7 +5,7 @@
 #include "export_query.h"
 #include "open_connection.h"
 #include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "result_buffer.h"
 #include "trace_capture.h"
 
 namespace wire_test {
@@ -14,6 +14,7 @@ namespace {
 
 using test_support::ConnectedPeer;
 using test_support::ScriptedPeer;
+using test_support::TraceCapture;
 
 Bytes smallPayload(bool isStatistics) {
     return isStatistics ? ReplyPayload().single().statsResponse("Q", 0, 1).shortStat("A", "1").bytes()
@@ -150,12 +151,7 @@ TEST_P(Query, ThatFailsRemovesTheConnectionAndLeavesTheResultUntouched) {
 
 TEST_P(Query, OnASocketThatTheDaemonHasResetIsMinus102) {
     ScriptedPeer peer([](test_support::PeerConnection& connection) {
-        const GatewayReplies replies;
-        for (const std::optional<Bytes>& answer : {replies.handshake, replies.authorisationInit,
-                                                   replies.authorisationFinal, replies.initialise, replies.attribute}) {
-            connection.expectFrame();
-            connection.send(*answer);
-        }
+        serveOpening(connection);
         connection.stall();
         connection.reset();
     });

@@ -9,7 +9,7 @@
 #include "allocation_faults.h"
 #include "comms/stapi_zul_statcomms.h"
 #include "reply_payload.h"
-#include "result_set_bytes.h"
+#include "result_buffer.h"
 #include "trace_capture.h"
 
 namespace wire_test {
@@ -17,6 +17,7 @@ namespace wire_test {
 namespace {
 
 using test_support::AllocationFault;
+using test_support::TraceCapture;
 
 // The capacity after writing these pieces behind the first 12 bytes: one doubling whenever a piece does not fit, and
 // more only for a piece that one is not enough for.

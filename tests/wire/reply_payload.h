@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "wire_bytes.h"
+#include "gateway_frames.h"
 
 namespace wire_test {
 

@@ -12,6 +12,8 @@ namespace wire_test {
 
 namespace {
 
+using test_support::TraceCapture;
+
 std::string digits(size_t count) {
     std::string text(count, ' ');
     for (size_t index = 0; index < count; ++index) {

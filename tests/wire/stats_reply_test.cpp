@@ -12,6 +12,8 @@ namespace wire_test {
 
 namespace {
 
+using test_support::TraceCapture;
+
 using Entries = std::vector<std::string>;
 
 TEST(StatsReply, ShortBlocksBecomeIdsAndValues) {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "wire_bytes.h"
+#include "gateway_frames.h"
 
 namespace wire_test {
 

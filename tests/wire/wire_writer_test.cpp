@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "wire_bytes.h"
+#include "gateway_frames.h"
 
 namespace wire_test {
 

@@ -35,6 +35,13 @@ class ResultSetBytes {
         bytes_ += text;
         return bytes_.size() - text.size();
     }
+    // The head of an answered element, the text's place being what a walk hands out.
+    size_t addElement(const std::string& text, uint32_t code, uint32_t entryCount) {
+        const size_t place = addText(text);
+        addNumber(code);
+        addNumber(entryCount);
+        return place;
+    }
     const char* at(size_t place) const {
         return bytes_.data() + place;
     }
@@ -72,6 +79,11 @@ IdData idRecord(const ResultSetBytes& bytes, size_t element, uint32_t elementLen
     return {{'Z', 'U', 'L', 'I', 'D', 'S', 'E', 'T'}, bytes.at(element), elementLength, code, idLength, bytes.at(id)};
 }
 
+StatData statRecord(const ResultSetBytes& bytes, size_t element, size_t id, uint32_t idLength, size_t value,
+                    uint32_t valueLength) {
+    return {{}, bytes.at(element), 1, 0, idLength, bytes.at(id), valueLength, bytes.at(value)};
+}
+
 std::vector<std::string> idsOf(const Element& element) {
     std::vector<std::string> ids;
     for (const Entry& entry : element.entries) {
@@ -84,14 +96,10 @@ using Texts = std::vector<std::string>;
 
 TEST(ReadIds, GathersTheIdsOfEachElement) {
     ResultSetBytes bytes;
-    const size_t a = bytes.addText("A");
-    bytes.addNumber(0);
-    bytes.addNumber(2);
+    const size_t a = bytes.addElement("A", 0, 2);
     const size_t first = bytes.addText("a.one");
     const size_t second = bytes.addText("");
-    const size_t b = bytes.addText("A");
-    bytes.addNumber(4);
-    bytes.addNumber(1);
+    const size_t b = bytes.addElement("A", 4, 1);
     const size_t third = bytes.addText("b.one");
     ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
     walk.add(idRecord(bytes, a, 1, 0, first, 5));
@@ -111,9 +119,7 @@ TEST(ReadIds, GathersTheIdsOfEachElement) {
 
 TEST(ReadIds, TakesNoEntryFromAFailedElement) {
     ResultSetBytes bytes;
-    const size_t a = bytes.addText("A");
-    bytes.addNumber(0);
-    bytes.addNumber(1);
+    const size_t a = bytes.addElement("A", 0, 1);
     const size_t id = bytes.addText("a.one");
     const size_t b = bytes.addText("BB");
     ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
@@ -129,9 +135,7 @@ TEST(ReadIds, TakesNoEntryFromAFailedElement) {
 
 TEST(ReadIds, TakesTheEndMarkAfterAnElementWithoutEntriesForTheEnd) {
     ResultSetBytes bytes;
-    const size_t a = bytes.addText("A");
-    bytes.addNumber(0);
-    bytes.addNumber(0);
+    const size_t a = bytes.addElement("A", 0, 0);
     const size_t behind = bytes.addNumber(kEndMark);
     ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
     walk.add(idRecord(bytes, a, 1, 0, behind, kEndMark));
@@ -145,9 +149,7 @@ TEST(ReadIds, TakesTheEndMarkAfterAnElementWithoutEntriesForTheEnd) {
 
 TEST(ReadIds, StopsWhereTheNextElementIsTakenForAnEntry) {
     ResultSetBytes bytes;
-    const size_t a = bytes.addText("A");
-    bytes.addNumber(0);
-    bytes.addNumber(0);
+    const size_t a = bytes.addElement("A", 0, 0);
     const size_t b = bytes.addText("BB");
     ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
     walk.add(idRecord(bytes, a, 1, 0, b, 2));
@@ -170,16 +172,14 @@ TEST(ReadIds, ReportsTheCodeOfAFailedStep) {
 TEST(ReadStatistics, GathersIdsAndValuesWhateverBytesTheyHold) {
     const std::string hostile("\0\x1B\xFF\n", 4);
     ResultSetBytes bytes;
-    const size_t a = bytes.addText("A");
-    bytes.addNumber(0);
-    bytes.addNumber(2);
+    const size_t a = bytes.addElement("A", 0, 2);
     const size_t firstId = bytes.addText("one");
     const size_t firstValue = bytes.addText(hostile);
     const size_t secondId = bytes.addText("two");
     const size_t secondValue = bytes.addText("");
     ScriptedWalk<StatData> walk(STAPI_RC_END_OF_DATA);
-    walk.add({{}, bytes.at(a), 1, 0, 3, bytes.at(firstId), 4, bytes.at(firstValue)});
-    walk.add({{}, bytes.at(a), 1, 0, 3, bytes.at(secondId), 0, bytes.at(secondValue)});
+    walk.add(statRecord(bytes, a, firstId, 3, firstValue, 4));
+    walk.add(statRecord(bytes, a, secondId, 3, secondValue, 0));
 
     const Answer answer = readStatistics(std::ref(walk));
     ASSERT_EQ(answer.elements.size(), 1U);
@@ -191,14 +191,12 @@ TEST(ReadStatistics, GathersIdsAndValuesWhateverBytesTheyHold) {
 
 TEST(ReadStatistics, StopsWhereTheNextElementIsTakenForAnEntry) {
     ResultSetBytes bytes;
-    const size_t a = bytes.addText("A");
-    bytes.addNumber(0);
-    bytes.addNumber(0);
+    const size_t a = bytes.addElement("A", 0, 0);
     const size_t b = bytes.addText("BB");
     const size_t behindCode = bytes.addNumber(0);
     bytes.addNumber(1);
     ScriptedWalk<StatData> walk(STAPI_RC_END_OF_DATA);
-    walk.add({{}, bytes.at(a), 1, 0, 2, bytes.at(b), 0, bytes.at(behindCode)});
+    walk.add(statRecord(bytes, a, b, 2, behindCode, 0));
 
     const Answer answer = readStatistics(std::ref(walk));
     EXPECT_TRUE(answer.cutShort);

@@ -1,19 +1,10 @@
 #include "zulstat_program.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <stdexcept>
-#include <system_error>
 
 namespace zulstat_test {
 namespace {
-
-std::string uniqueName() {
-    std::random_device device;
-    return "zulstat-test-" + std::to_string(device()) + "-" + std::to_string(device());
-}
 
 Texts withCatalogue(const std::string& path, const Texts& arguments) {
     Texts all{"--catalogue", path};
@@ -57,32 +48,6 @@ test_support::ProgramOutcome runZulstat(const test_support::ProgramRun& run) {
 
 test_support::ProgramOutcome runZulstat(const test_support::GatewaySim& gateway, const Texts& arguments) {
     return runZulstat(zulstatRun(gateway.port(), arguments));
-}
-
-TemporaryFile::TemporaryFile() : path_(std::filesystem::temp_directory_path() / uniqueName()) {}
-
-TemporaryFile::TemporaryFile(std::string_view content) : TemporaryFile() {
-    std::ofstream file(path_, std::ios::binary);
-    file << content << std::flush;
-    if (!file) {
-        throw std::runtime_error("cannot write " + path());
-    }
-}
-
-TemporaryFile::~TemporaryFile() {
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-}
-
-std::string TemporaryFile::path() const {
-    return path_.string();
-}
-
-std::string TemporaryFile::content() const {
-    const std::ifstream file(path_, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 CatalogueGateway::CatalogueGateway(std::string_view catalogue, const Texts& arguments)

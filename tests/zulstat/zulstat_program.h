@@ -2,13 +2,13 @@
 #ifndef ZULSTATS_TESTS_ZULSTAT_ZULSTAT_PROGRAM_H
 #define ZULSTATS_TESTS_ZULSTAT_ZULSTAT_PROGRAM_H
 
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "gatewaysim_process.h"
 #include "run_program.h"
+#include "temporary_file.h"
 
 namespace zulstat_test {
 
@@ -23,22 +23,6 @@ test_support::ProgramRun zulstatRun(int port, const Texts& arguments);
 test_support::ProgramOutcome runZulstat(const test_support::ProgramRun& run);
 test_support::ProgramOutcome runZulstat(const test_support::GatewaySim& gateway, const Texts& arguments);
 
-// A file name of its own, and with content the file too; gone at the end of the scope.
-class TemporaryFile {
-  public:
-    TemporaryFile();
-    explicit TemporaryFile(std::string_view content);
-    ~TemporaryFile();
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    std::string path() const;
-    std::string content() const;
-
-  private:
-    std::filesystem::path path_;
-};
-
 // Serves a catalogue, with further arguments if need be.
 class CatalogueGateway {
   public:
@@ -52,7 +36,7 @@ class CatalogueGateway {
     }
 
   private:
-    TemporaryFile catalogue_;
+    test_support::TemporaryFile catalogue_;
     test_support::GatewaySim gateway_;
 };
 

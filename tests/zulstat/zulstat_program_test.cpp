@@ -17,11 +17,11 @@ using test_support::ClosedPort;
 using test_support::GatewaySim;
 using test_support::OutputTarget;
 using test_support::ProgramOutcome;
+using test_support::TemporaryFile;
 using test_support::withPlainLineEnds;
 using zulstat_test::CatalogueGateway;
 using zulstat_test::kSmallCatalogue;
 using zulstat_test::runZulstat;
-using zulstat_test::TemporaryFile;
 using zulstat_test::Texts;
 using zulstat_test::zulstatRun;
 

@@ -11,7 +11,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -26,9 +25,6 @@ const int32_t kErrorNetworkUnreachable = ENETUNREACH;
 const int32_t kErrorConnectionRefused = ECONNREFUSED;
 
 namespace {
-
-constexpr int32_t kDefaultConnectTimeout = 60000;
-std::atomic<int32_t> connectTimeoutMilliseconds{kDefaultConnectTimeout};
 
 SocketResult fromCall(ssize_t value) {
     const int32_t error = value < 0 ? errno : 0;
@@ -204,14 +200,6 @@ void shutdownSocket(int32_t socket) {
 
 SocketResult closeSocket(int32_t socket) {
     return fromCall(close(socket));
-}
-
-int32_t connectTimeout() {
-    return connectTimeoutMilliseconds.load(std::memory_order_relaxed);
-}
-
-void setConnectTimeoutForTest(int32_t milliseconds) {
-    connectTimeoutMilliseconds.store(milliseconds, std::memory_order_relaxed);
 }
 
 void initialiseMutex(Mutex* mutex) {

@@ -10,7 +10,6 @@
 #include <share.h>
 #include <sys/timeb.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -26,9 +25,7 @@ const int32_t kErrorConnectionRefused = WSAECONNREFUSED;
 
 namespace {
 
-constexpr int32_t kDefaultConnectTimeout = 60000;
 constexpr size_t kTraceBuffer = 65536;
-std::atomic<int32_t> connectTimeoutMilliseconds{kDefaultConnectTimeout};
 
 SocketResult fromCall(int value) {
     const int32_t error = value < 0 ? WSAGetLastError() : 0;
@@ -204,14 +201,6 @@ void shutdownSocket(int32_t socket) {
 
 SocketResult closeSocket(int32_t socket) {
     return fromCall(closesocket(nativeSocket(socket)));
-}
-
-int32_t connectTimeout() {
-    return connectTimeoutMilliseconds.load(std::memory_order_relaxed);
-}
-
-void setConnectTimeoutForTest(int32_t milliseconds) {
-    connectTimeoutMilliseconds.store(milliseconds, std::memory_order_relaxed);
 }
 
 void initialiseMutex(Mutex* mutex) {
