@@ -137,9 +137,12 @@ int32_t exchangeAndStore(const Query& query, GatewayToken* gwTok, const char* id
     int32_t bufferLen = gwTok->resultSetBufLen;
     TRACE_POINT(query.start);
     TRACE_POINT(query.startWithIds, ids);
-    const int32_t rc = takesIds(query)
-                           ? query.exchangeWithIds(gwTok->socket, &buffer, &bufferLen, resultSet->asciiIdList)
-                           : query.exchange(gwTok->socket, &buffer, &bufferLen);
+    int32_t rc = STAPI_RC_OK;
+    if (query.exchange != nullptr) {
+        rc = query.exchange(gwTok->socket, &buffer, &bufferLen);
+    } else if (query.exchangeWithIds != nullptr) {
+        rc = query.exchangeWithIds(gwTok->socket, &buffer, &bufferLen, resultSet->asciiIdList);
+    }
     TRACE_POINT(query.resultSet, at(resultSet));
     TRACE_POINT(query.buffer, at(buffer));
     stapi::storeQueryResult(gwTok, buffer, bufferLen, query.resetsOwner);

@@ -8,7 +8,8 @@
  * Return codes. Every function returns a signed 32-bit code: 0 (STAPI_RC_OK) for success, else one of the STAPI_RC_*
  * codes below. Besides the codes listed with it, every function may return STAPI_RC_NO_MEMORY when the very first call
  * into the library cannot set up its trace, and STAPI_RC_ALREADY_INITIALISED when two threads make that first call at
- * the same moment: the call has done nothing and may be repeated.
+ * the same moment: what was asked for has not been done, and the call may be repeated. Either may leave the trace level
+ * at 1.
  *
  * Threads. Any thread may call in. A gateway connection, and the result set that its queries return, may be used only
  * by the thread (and the process) that opened it; others get STAPI_RC_WRONG_THREAD or STAPI_RC_WRONG_PROCESS. Closing a
@@ -16,8 +17,30 @@
  * by one at a time. What no check can catch is the caller's duty: a result set, and every pointer that came out of it,
  * is not used after its connection was closed, and a copy is not used after it was freed.
  *
- * Waiting. Connecting gives up after 60 seconds. Every exchange after that waits for the daemon's reply without limit.
- * No function throws, raises a signal, ends the process, changes the locale or writes to standard output.
+ * Processes. A forked child is another process: its queries, and its use of a connection's result set, get
+ * STAPI_RC_WRONG_PROCESS. Its close functions release the child's copy of a connection, with the codes that they would
+ * give, and without a word to the daemon: the parent's connection lives on. The child may open connections of its own.
+ *
+ * Waiting. The connect itself gives up after 60 seconds. Without limit wait: resolving a host name; the handshake, the
+ * authorisation and the request for the protocol version, which are part of opening; every query; and the close
+ * request, which is part of closing and of the removal of a dead connection. closeGatewayConnection and
+ * closeAllGatewayConnections of another thread cut off whoever waits in a query, closeAllGatewayConnections also who
+ * waits in an opening whose socket has been made. Nobody else waits with a thread that waits for a daemon.
+ *
+ * Replies that are cut off. A daemon that ends its connection in good order in the middle of a reply's body is not told
+ * from one that has sent all: what is missing reads as zero, as far as the reply announced, and the query may succeed.
+ * A caller notices by an empty id, by NUL bytes in an id or a value, or by fewer entries than expected; the next query
+ * on the connection then fails and removes it.
+ *
+ * Guests' manners. No function throws, raises a signal, ends the process, changes the locale or writes to standard
+ * output. A thread is never cancelled inside a function; asynchronous cancellation is not supported. On Linux neither a
+ * socket nor a trace file gets the number of a standard stream.
+ *
+ * Trace. Level 1 tells why a connection could not be made, what failed in an exchange, and what was refused for its
+ * content, its owner or its thread. These failures leave no line: a null argument of a query, of a walk, of getIdQuery,
+ * copyResultSet or dumpResultSet; a bad port or null argument of an open function; STAPI_RC_NO_MEMORY for the trace of
+ * the first call (it goes to standard error), of getIdQuery and of an id list that is too long only as a failed copy;
+ * STAPI_RC_QUERY_STRING_FAILED; STAPI_RC_END_OF_DATA.
  */
 #ifndef ZULSTATS64_H
 #define ZULSTATS64_H
@@ -40,15 +63,15 @@ extern "C" {
 enum {
     /* The call succeeded. */
     STAPI_RC_OK = 0,
-    /* Another thread was making the first call into the library at the same moment; nothing was done. Call again. */
+    /* Another thread was making the first call into the library at the same moment. Call again. */
     STAPI_RC_ALREADY_INITIALISED = 1,
     /* The gateway token is null. */
     STAPI_RC_NULL_TOKEN = -100,
     /* The gateway token is not that of an open connection. */
     STAPI_RC_TOKEN_NOT_FOUND = -101,
-    /* A query exchange found the connection gone; the connection has been removed. */
+    /* An exchange of an opening or a query found the connection gone; the connection has been removed. */
     STAPI_RC_SOCKET_ERROR = -102,
-    /* A required buffer is missing. */
+    /* A required buffer is missing; never reaches a caller. */
     STAPI_RC_NO_DATA = -103,
     /* The trace level is not one of 0 to 5. */
     STAPI_RC_BAD_TRACE_LEVEL = -104,
@@ -64,7 +87,7 @@ enum {
     STAPI_RC_NULL_POINTER = -109,
     /* The result set has no buffer; its connection may have gone. */
     STAPI_RC_NO_RESULT_BUFFER = -110,
-    /* Memory could not be allocated, or an id list is too long (more than 32,765 characters). */
+    /* Memory could not be allocated, or an id list or a daemon's version text is too long (above 32,765 characters). */
     STAPI_RC_NO_MEMORY = -111,
     /* The walk has reached the end of the result set. */
     STAPI_RC_END_OF_DATA = -113,
@@ -76,7 +99,7 @@ enum {
     STAPI_RC_CONNECT_FAILED = -118,
     /* The result set does not hold the kind of data asked for. */
     STAPI_RC_WRONG_CONTENT = -119,
-    /* The daemon's reply was refused, malformed or incomplete; the connection has been removed. */
+    /* The daemon refused, or its reply is malformed or did not come; the connection has been removed. */
     STAPI_RC_BAD_EYECATCHER = -122,
     /* The connection, or its result set, belongs to another process. */
     STAPI_RC_WRONG_PROCESS = -123,
@@ -120,7 +143,10 @@ typedef struct ResultSetToken ResultSetToken;
  * queryElementRC below 0 says that the gateway could not answer this query element: such a step carries no id, and
  * idLen and idPtr keep what they held before.
  * Beware of a query element that was answered, but with no ids at all: the walk takes what follows it for one id, whose
- * length may be any number and whose bytes may lie outside the result set. No genuine id is longer than 65,535 bytes.
+ * length may be any number and whose bytes may lie outside the result set. Such a step is told by the number of
+ * entries, 4 bytes in the host's order 8 bytes before the first entry's idPtr, which is where queryElementPtr +
+ * queryElementLen + 12 points: when they are 0, the walk is to be ended, because what it hands out next is no id
+ * either.
  */
 typedef struct IdData {
     char eyecatcher[8];          /* "ZULIDSET", no NUL; set by the step that starts the walk */
@@ -176,7 +202,8 @@ ZULSTATS64_API int32_t setAPITraceFile(const char* traceFile);
 
 /*
  * Writes the library's state and every open connection, with a hex dump of its result set, to the trace destination,
- * whatever the trace level. A connection that is in the middle of a query is listed without the dump.
+ * whatever the trace level. A connection that is being opened, or is in the middle of a query, is listed without the
+ * dump; at most 256 connections are listed, and copies are not.
  * Codes: STAPI_RC_OK. Any thread.
  */
 ZULSTATS64_API int32_t dumpState(void);
@@ -191,8 +218,10 @@ ZULSTATS64_API int32_t openGatewayConnection(int32_t port, GatewayToken** gwTokP
 /*
  * Connects to the gateway daemon at a host (name or numeric address) and port (1 to 65535). On success stores the new
  * connection in *gwTokPtr and its protocol version text in *protoColVersion; that text belongs to the connection and is
- * not used after it is closed. On failure *gwTokPtr is unchanged, but for STAPI_RC_NO_MEMORY, which may set it to null.
- * The connection belongs to the calling thread.
+ * not used after it is closed. On failure *gwTokPtr is unchanged, but for STAPI_RC_NO_MEMORY, which sets it to null
+ * when the version text could not be copied. The connection belongs to the calling thread. More than 257 connections
+ * may be opened, but those behind the 257th are not found by any function but closeAllGatewayConnections, and get
+ * STAPI_RC_TOKEN_NOT_FOUND, until earlier ones are closed.
  * Codes: STAPI_RC_OK; in this order of checking STAPI_RC_BAD_PORT, STAPI_RC_NULL_TOKEN_POINTER,
  * STAPI_RC_NET_UNREACHABLE (protoColVersion is null), STAPI_RC_NULL_ARGUMENT (hostname is null); then
  * STAPI_RC_HOST_UNKNOWN, STAPI_RC_CONNECT_REFUSED, STAPI_RC_CONNECT_TIMEOUT, STAPI_RC_HOST_UNREACHABLE,
@@ -214,7 +243,8 @@ ZULSTATS64_API int32_t openRemoteGatewayConnection(const char* hostname, int32_t
 ZULSTATS64_API int32_t closeGatewayConnection(GatewayToken** gwTokPtr);
 
 /*
- * Closes every open connection of the process, those of other threads too.
+ * Closes every open connection of the process, those of other threads too. All are off the list at once; then they are
+ * closed one after the other.
  * Codes: STAPI_RC_OK (also when there was none); STAPI_RC_GTL_CORRUPT (256 connections or more were open; 256 of them
  * have been closed: call again). Any thread.
  */
@@ -230,8 +260,9 @@ ZULSTATS64_API int32_t closeAllGatewayConnections(void);
  * STAPI_RC_NULL_RESULT_SET_POINTER (the last argument is null); STAPI_RC_TOKEN_NOT_FOUND; STAPI_RC_WRONG_PROCESS;
  * STAPI_RC_WRONG_THREAD; STAPI_RC_NO_RESULT_BUFFER; STAPI_RC_NO_MEMORY (no memory for the id list, or it is longer than
  * 32,765 characters; nothing was sent); then STAPI_RC_OK; STAPI_RC_SOCKET_ERROR and STAPI_RC_BAD_EYECATCHER (the
- * exchange failed: the connection has been closed and removed, the token is no longer valid); STAPI_RC_NO_DATA. On
- * failure the last argument's target is unchanged. Only the thread that opened the connection.
+ * exchange failed, or the daemon refused: the connection has been closed and removed, the token is no longer valid);
+ * STAPI_RC_TOKEN_NOT_FOUND (another thread has closed the connection meanwhile). On failure the last argument's target
+ * is unchanged. Only the thread that opened the connection.
  */
 
 /* The ids of all resource groups. */
@@ -260,10 +291,10 @@ ZULSTATS64_API int32_t getStatsByStatGroupId(GatewayToken* gwTok, const char* pr
  * A first call starts the walk anew; next calls go on. A next call on a result set whose walk has not begun starts it.
  * Each fills the caller's record (see IdData and StatData). At the end the code is STAPI_RC_END_OF_DATA and the record
  * is unchanged.
- * Codes: STAPI_RC_OK (look at queryElementRC); STAPI_RC_END_OF_DATA; STAPI_RC_NULL_RESULT_SET; STAPI_RC_NULL_ID_DATA or
- * STAPI_RC_NULL_STAT_DATA; STAPI_RC_WRONG_CONTENT (ids asked of statistics, or the reverse, or nothing was queried
- * yet); STAPI_RC_WRONG_PROCESS and STAPI_RC_WRONG_THREAD (a connection's result set). A connection's result set: only
- * the thread that opened it. A copy: one thread at a time.
+ * Codes, in this order of checking: STAPI_RC_NULL_RESULT_SET; STAPI_RC_NULL_ID_DATA or STAPI_RC_NULL_STAT_DATA;
+ * STAPI_RC_WRONG_CONTENT (ids asked of statistics, or the reverse, or nothing was queried yet); STAPI_RC_WRONG_PROCESS
+ * and STAPI_RC_WRONG_THREAD (a connection's result set); then STAPI_RC_OK (look at queryElementRC);
+ * STAPI_RC_END_OF_DATA. A connection's result set: only the thread that opened it. A copy: one thread at a time.
  */
 ZULSTATS64_API int32_t getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr);
 ZULSTATS64_API int32_t getNextId(ResultSetToken* rsPtr, IdData* idDataPtr);
@@ -274,8 +305,9 @@ ZULSTATS64_API int32_t getNextStat(ResultSetToken* rsPtr, StatData* statDataPtr)
 
 /*
  * Builds a query string "id1:id2:...:idN" from the ids (or statistic ids) of a result set, as the id list of a query,
- * and stores its address in *idQueryStringPtr. Only ids of query elements whose code is exactly 0 are taken; an id that
- * would make the string exceed 31,999 bytes is left out. The text belongs to the result set, and lives until the next
+ * and stores its address in *idQueryStringPtr. Only ids of query elements whose code is exactly 0 are taken. An id is
+ * left out for which there is no room, a separator always counted: the first may have 31,998 bytes, and later ones may
+ * fill the string up to 31,999. The text belongs to the result set, and lives until the next
  * getIdQuery on it or its release. Moves the result set's walk to its end.
  * Codes: STAPI_RC_OK; STAPI_RC_NO_MEMORY; STAPI_RC_NULL_RESULT_SET; STAPI_RC_NULL_POINTER (idQueryStringPtr is null);
  * STAPI_RC_WRONG_CONTENT; STAPI_RC_WRONG_PROCESS; STAPI_RC_WRONG_THREAD; STAPI_RC_QUERY_STRING_FAILED (no id to take;

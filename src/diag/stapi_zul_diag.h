@@ -2,7 +2,8 @@
 //
 // A trace point is one of the TRACE_* macros below with its id, its text and the text's arguments. The arguments are
 // evaluated only when the level of the point's word is on; at level 0 a point costs one relaxed load and a branch. The
-// compiler holds the text against its arguments. A line reaches the stream by one write.
+// compiler holds the text against its arguments. A line of up to 65,536 bytes reaches the stream by one write; a longer
+// one (an id list in it can be that long) by several, in one hold of the trace lock.
 #ifndef ZULSTATS_DIAG_STAPI_ZUL_DIAG_H
 #define ZULSTATS_DIAG_STAPI_ZUL_DIAG_H
 

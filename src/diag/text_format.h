@@ -1,6 +1,7 @@
 // Formatted text that reads alike on every platform: the C library's conversions, but %p always as 16 upper-case
-// hexadecimal digits without prefix, %s of null as "(null)", and control characters in a %s written as \xNN, so that no
-// text from outside can break a line or reach a terminal as a command.
+// hexadecimal digits without prefix, %s of null as "(null)", and the control characters 0x00 to 0x1F and 0x7F in a %s
+// written as \xNN, so that no text from outside can break a line or forge one. Bytes from 0x80 are left as they are:
+// they are parts of UTF-8, and a terminal that takes 0x80 to 0x9F for commands is not guarded against.
 #ifndef ZULSTATS_DIAG_TEXT_FORMAT_H
 #define ZULSTATS_DIAG_TEXT_FORMAT_H
 
