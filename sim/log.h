@@ -21,9 +21,6 @@ class Log {
 
     void always(std::string_view message);
     void whenVerbose(std::string_view message);
-    bool verbose() const {
-        return verbose_;
-    }
 
   private:
     const bool verbose_;

@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "api/zulstats64.h"
+#include "diag/heap_blocks.h"
 #include "diag/stapi_zul_diag.h"
-#include "diag/stapi_zul_memory.h"
 #include "gateway/stapi_zul_gwytok.h"
 #include "impl/stapi_zul_impl.h"
 

@@ -3,8 +3,8 @@
 
 #include "api/result_set_checks.h"
 #include "api/zulstats64.h"
+#include "diag/heap_blocks.h"
 #include "diag/stapi_zul_diag.h"
-#include "diag/stapi_zul_memory.h"
 #include "impl/stapi_zul_impl.h"
 
 using stapi::at;

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "api/zulstats64.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "diag/trace_point.h"
 #include "platform/platform.h"
 #include "wire/wire_writer.h"

@@ -4,8 +4,8 @@
 
 #include "api/zulstats64.h"
 #include "comms/stapi_zul_statcomms.h"
+#include "diag/heap_blocks.h"
 #include "diag/stapi_zul_diag.h"
-#include "diag/stapi_zul_memory.h"
 
 namespace stapi {
 

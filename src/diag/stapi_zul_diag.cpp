@@ -6,7 +6,7 @@
 #include <ctime>
 
 #include "api/zulstats64.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 
 namespace stapi {
 
@@ -194,14 +194,14 @@ void useDestination(std::FILE* stream, const char* name) {
 }
 
 TraceSwitch switchToFile(const char* traceFile) {
-    TraceSwitch result = {true, false, 0};
+    TraceSwitch result = {.failed = true, .switched = false, .error = 0};
     if (std::strlen(traceFile) >= kTraceFileNameArea) {
         result.error = ENAMETOOLONG;
     } else {
         std::FILE* const stream = platform::openForAppending(traceFile, &result.error);
         if (stream != nullptr) {
             useDestination(stream, traceFile);
-            result = {false, true, 0};
+            result = {.failed = false, .switched = true, .error = 0};
         }
     }
     return result;
@@ -212,7 +212,7 @@ TraceSwitch switchToStandardError() {
     if (switched) {
         useDestination(stderr, kStandardErrorName);
     }
-    return {false, switched, 0};
+    return {.failed = false, .switched = switched, .error = 0};
 }
 
 }  // namespace

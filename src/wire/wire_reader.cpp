@@ -30,7 +30,7 @@ uint32_t readUnsignedOrZero(WireReader* reader, size_t width) {
 }  // namespace
 
 WireReader makeWireReader(const void* data, size_t size) {
-    return {static_cast<const uint8_t*>(data), size, 0, false};
+    return {.data = static_cast<const uint8_t*>(data), .size = size, .position = 0, .overrun = false};
 }
 
 uint8_t readU8(WireReader* reader) {

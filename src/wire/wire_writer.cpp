@@ -17,7 +17,7 @@ void writeUnsigned(WireWriter* writer, uint32_t value, size_t width) {
 }  // namespace
 
 WireWriter makeWireWriter(void* data, size_t size) {
-    return {static_cast<uint8_t*>(data), size, 0, false};
+    return {.data = static_cast<uint8_t*>(data), .size = size, .position = 0, .overrun = false};
 }
 
 void writeU8(WireWriter* writer, uint8_t value) {

@@ -11,7 +11,7 @@ namespace rule_test {
 
 namespace {
 
-constexpr const char* kMemoryModule = "src/diag/stapi_zul_memory.cpp";
+constexpr const char* kMemoryModule = "src/diag/heap_blocks.cpp";
 
 const std::set<std::string>& allocators() {
     static const std::set<std::string> kNames = {

@@ -62,7 +62,7 @@ bool isPlatformFile(const std::string& path) {
 }
 
 bool isEntryFile(const std::string& path) {
-    return path == "src/impl/stapi_zul_entry_windows.cpp" || path == "src/impl/stapi_zul_entry_posix.cpp";
+    return path == "src/impl/library_entry_windows.cpp" || path == "src/impl/library_entry_posix.cpp";
 }
 
 std::vector<Inclusion> inclusionsBelow(const std::string& folder) {
@@ -83,7 +83,7 @@ TEST(IncludeRules, FindTheSourcesAndTheirInclusions) {
     const std::vector<Inclusion> all = inclusionsBelow("src");
     EXPECT_GT(all.size(), 100U);
     EXPECT_TRUE(std::any_of(all.begin(), all.end(), [](const Inclusion& each) {
-        return each.file == "src/diag/stapi_zul_diag.cpp" && each.target == "diag/stapi_zul_memory.h" && !each.isSystem;
+        return each.file == "src/diag/stapi_zul_diag.cpp" && each.target == "diag/heap_blocks.h" && !each.isSystem;
     }));
 }
 
@@ -149,7 +149,7 @@ TEST(IncludeRules, SystemHeadersStandInThePlatformFolderAlone) {
 TEST(IncludeRules, EntryFilesUseTheLoaderOfTheirSystemAlone) {
     for (const Inclusion& each : inclusionsBelow("src")) {
         if (each.isSystem && isEntryFile(each.file)) {
-            EXPECT_EQ(each.file, "src/impl/stapi_zul_entry_windows.cpp") << describe(each);
+            EXPECT_EQ(each.file, "src/impl/library_entry_windows.cpp") << describe(each);
             EXPECT_EQ(each.target, "windows.h") << describe(each);
         }
     }

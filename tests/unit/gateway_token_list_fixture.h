@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "comms/gateway_token.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "gateway/stapi_zul_gwytok.h"
 #include "gateway/token_life.h"
 #include "impl/stapi_zul_impl.h"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "api/zulstats64.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "every_export.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
 #include "trace_fixture.h"

@@ -1,4 +1,4 @@
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 
 #include <gtest/gtest.h>
 

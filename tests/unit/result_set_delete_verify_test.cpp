@@ -8,7 +8,7 @@
 #include <string>
 
 #include "api/zulstats64.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "platform/platform.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
 #include "traced_test.h"

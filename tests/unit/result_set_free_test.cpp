@@ -7,7 +7,7 @@
 
 #include "allocation_faults.h"
 #include "api/zulstats64.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "hand_built_set.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
 #include "traced_test.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "allocation_faults.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "impl/stapi_zul_impl.h"
 #include "trace_fixture.h"
 #include "trace_text.h"

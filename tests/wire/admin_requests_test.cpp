@@ -8,7 +8,7 @@
 #include "comms/stapi_zul_socketcomms.h"
 #include "comms/stapi_zul_statcomms.h"
 #include "comms/stapi_zul_statquery.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "gateway_peer.h"
 #include "result_buffer.h"
 

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "comms/stapi_zul_socketcomms.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "gateway_frames.h"
 #include "scripted_peer.h"
 

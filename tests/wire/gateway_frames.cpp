@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 
 namespace wire_test {
 

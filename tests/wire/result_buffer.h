@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "comms/gateway_token.h"
-#include "diag/stapi_zul_memory.h"
+#include "diag/heap_blocks.h"
 #include "gateway_frames.h"
 #include "set_bytes.h"
 

@@ -209,15 +209,15 @@ ConnectWait waitForConnect(int32_t socket) {
     const CancellationHold hold;
     const int64_t deadline = monotonicMilliseconds() + connectTimeout();
     pollfd descriptor = {socket, POLLOUT, 0};
-    ConnectWait outcome = {-1, EINTR, false};
+    ConnectWait outcome = {.ready = -1, .error = EINTR, .mayHaveFailed = false};
     while (outcome.ready < 0 && outcome.error == EINTR) {
         const int64_t remaining = deadline - monotonicMilliseconds();
         const SocketResult polled = fromCall(poll(&descriptor, 1, remaining > 0 ? static_cast<int>(remaining) : 0));
-        outcome = {polled.value, polled.error, false};
+        outcome = {.ready = polled.value, .error = polled.error, .mayHaveFailed = false};
     }
     if (outcome.ready > 0) {
         if ((descriptor.revents & POLLNVAL) != 0) {
-            outcome = {-1, EBADF, false};
+            outcome = {.ready = -1, .error = EBADF, .mayHaveFailed = false};
         } else {
             // A refused connect is merely writable on some systems, so the socket is always asked.
             outcome.mayHaveFailed = true;

@@ -1,6 +1,6 @@
 // Heap blocks. Every allocation of the library goes through here.
-#ifndef ZULSTATS_DIAG_STAPI_ZUL_MEMORY_H
-#define ZULSTATS_DIAG_STAPI_ZUL_MEMORY_H
+#ifndef ZULSTATS_DIAG_HEAP_BLOCKS_H
+#define ZULSTATS_DIAG_HEAP_BLOCKS_H
 
 #include <cstddef>
 #include <memory>
