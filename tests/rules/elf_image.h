@@ -12,6 +12,12 @@ struct ElfImage {
     std::vector<std::string> otherExports;       // data and the like; version names left out
     std::vector<std::string> neededLibraries;
     std::string soname;
+    std::vector<std::string> imports;  // what it asks other libraries for
+    bool hasExecutableStack = true;
+    bool isProtectedAfterRelocation = false;
+    bool isBoundAtOnce = false;
+    bool checksBranchTargets = false;    // indirect branch tracking
+    bool checksReturnAddresses = false;  // shadow stack
 };
 
 // Throws std::runtime_error when the bytes are not such a library.

@@ -111,6 +111,26 @@ TEST(BuiltLibrary, HasItsName) {
     EXPECT_EQ(builtLibrary().soname, "libzulstats64.so.1");
 }
 
+TEST(BuiltLibrary, IsHardened) {
+    const ElfImage image = builtLibrary();
+    EXPECT_FALSE(image.hasExecutableStack);
+    EXPECT_TRUE(image.isProtectedAfterRelocation);
+    EXPECT_TRUE(image.isBoundAtOnce);
+#if defined(__x86_64__)
+    EXPECT_TRUE(image.checksBranchTargets);
+    EXPECT_TRUE(image.checksReturnAddresses);
+#endif
+}
+
+#if defined(NDEBUG) && !defined(BUILT_WITH_SANITIZERS)
+TEST(BuiltLibrary, ChecksItsStackAndTheSizesOfItsCopies) {
+    const std::vector<std::string> imports = builtLibrary().imports;
+    EXPECT_EQ(std::count(imports.begin(), imports.end(), "__stack_chk_fail"), 1);
+    EXPECT_TRUE(std::any_of(imports.begin(), imports.end(),
+                            [](const std::string& name) { return name.starts_with("__") && name.ends_with("_chk"); }));
+}
+#endif
+
 // What a library may need besides the C library: the dynamic loader, which is part of it, and in a build with
 // sanitizers their libraries and what those need.
 bool isExpectedBesideTheCLibrary(const std::string& name) {
