@@ -56,7 +56,7 @@ int32_t finishOpening(stapi::TokenHold* opening, GatewayToken* before, GatewayTo
     GatewayToken* const token = opening->token();
     int32_t rc = convertProtocolVersion(token, protoColVersion);
     if (rc != STAPI_RC_OK) {
-        opening->remove();
+        opening->remove([] {});
         *gwTokPtr = nullptr;
     } else {
         char* const version = token->protocolVersion;

@@ -168,13 +168,8 @@ int32_t runHeldQuery(const Query& query, GatewayToken* gwTok, const char* ids) {
 // thread has closed the connection meanwhile.
 int32_t endQuery(const Query& query, TokenHold* hold, int32_t queryRc) {
     const bool isDead = queryRc == STAPI_RC_SOCKET_ERROR || queryRc == STAPI_RC_BAD_EYECATCHER;
-    int32_t endRc = STAPI_RC_OK;
-    if (isDead && !hold->isAbandoned()) {
-        TRACE_POINT(query.removal, at(hold->token()), queryRc);
-        endRc = hold->remove();
-    } else {
-        endRc = hold->end();
-    }
+    const auto announceRemoval = [&query, hold, queryRc] { TRACE_POINT(query.removal, at(hold->token()), queryRc); };
+    const int32_t endRc = isDead ? hold->remove(announceRemoval) : hold->end();
     return endRc == STAPI_RC_OK ? queryRc : endRc;
 }
 

@@ -107,15 +107,18 @@ void closeToken(GatewayToken** tokenPtr, bool isIntact) {
     releaseToken(tokenPtr);
 }
 
-// What is left to do for a token that has been taken off the list.
-void finishTaken(const TakenToken& taken, GatewayToken** tokenPtr) {
-    if (taken.outcome == Taking::closing) {
+// What is left to do for a token that has been taken off the list. 0; -101 another thread has closed it meanwhile.
+int32_t finishTaken(const TakenToken& taken, GatewayToken** tokenPtr) {
+    int32_t rc = STAPI_RC_OK;
+    if (taken.outcome == Taking::abandoned) {
+        *tokenPtr = nullptr;
+    } else {
         const bool isIntact =
             !isHeldState(taken.before.state) || idsEqual(callingOwner().pid, taken.before.owningPid) != 0;
         closeToken(tokenPtr, isIntact);
-    } else {
-        *tokenPtr = nullptr;
+        rc = taken.outcome == Taking::closedByAnother ? STAPI_RC_TOKEN_NOT_FOUND : STAPI_RC_OK;
     }
+    return rc;
 }
 
 // Deletes a token that take() takes off the list.
@@ -130,11 +133,7 @@ int32_t deleteToken(GatewayToken** tokenPtr, int32_t lockRequired, Take take) {
         rc = STAPI_RC_NULL_TOKEN;
     } else {
         const TakenToken taken = take(*tokenPtr);
-        if (taken.outcome == Taking::notListed) {
-            rc = STAPI_RC_TOKEN_NOT_FOUND;
-        } else {
-            finishTaken(taken, tokenPtr);
-        }
+        rc = taken.outcome == Taking::notListed ? STAPI_RC_TOKEN_NOT_FOUND : finishTaken(taken, tokenPtr);
     }
     TRACE_EXIT(2012, "stapi_zul_gwytok.deleteGatewayToken(&gwTokPtr=%p, lockRequired=%d) rc=%d\n", at(tokenPtr),
                lockRequired, rc);
@@ -187,7 +186,6 @@ GatewayToken* allocateToken(int32_t port) {
         token->port = port;
         token->connStatus = kConnectionCreated;
         token->socket = platform::kNoSocket;
-        token->state = TokenState::connecting;
         getPidTid(&token->owningPid, &token->owningTid);
     }
     return token;
@@ -409,10 +407,6 @@ int32_t deleteGatewayTokens() {
     return rc;
 }
 
-bool TokenHold::isAbandoned() const {
-    return isTokenAbandoned(token_);
-}
-
 int32_t TokenHold::beginQuery(GatewayToken* token) {
     const int32_t rc = verifyToken(token, [token](const TokenOwner& caller, TokenOwner* owner) {
         return lookUpAndUseToken(token, caller, owner);
@@ -437,14 +431,12 @@ int32_t TokenHold::end() {
     return rc;
 }
 
-int32_t TokenHold::remove() {
-    int32_t rc = STAPI_RC_TOKEN_NOT_FOUND;
-    if (isAbandoned()) {
-        end();
-    } else {
-        rc = deleteToken(&token_, 1, [](GatewayToken* token) { return takeToken(token, Taker::holder); });
-    }
-    return rc;
+bool TokenHold::isAbandoned() const {
+    return isTokenAbandoned(token_);
+}
+
+int32_t TokenHold::removeListed() {
+    return deleteToken(&token_, 1, [](GatewayToken* token) { return takeToken(token, Taker::holder); });
 }
 
 int32_t dumpGatewayTokens() {
@@ -501,7 +493,7 @@ int32_t createGatewayToken(GatewayToken** gwTokPtr, const char* hostname, int32_
     if (rc == STAPI_RC_OK) {
         rc = connectToken(token, hostname, port);
         if (rc != STAPI_RC_OK) {
-            opening->remove();
+            opening->remove([] {});
         }
     }
     if (rc == STAPI_RC_OK) {

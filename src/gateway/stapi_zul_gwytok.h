@@ -63,9 +63,6 @@ class TokenHold {
         return token_;
     }
 
-    // Whether another thread has closed the connection.
-    bool isAbandoned() const;
-
     // Takes up a query. The codes of verifyGatewayToken; on 0 the token is held.
     int32_t beginQuery(GatewayToken* token);
     // Takes over a token that has just been put on the list.
@@ -74,10 +71,24 @@ class TokenHold {
     // Each ends the hold. 0; -101 another thread has closed the connection meanwhile: the token and its result set are
     // released.
     int32_t end();
-    // Closes the connection, takes the token off the list and releases it.
-    int32_t remove();
+    // Closes the connection, takes the token off the list and releases it. announce() is called before, unless another
+    // thread has closed the connection by then.
+    template <typename Announce>
+    int32_t remove(Announce announce) {
+        int32_t rc = 0;
+        if (isAbandoned()) {
+            rc = end();
+        } else {
+            announce();
+            rc = removeListed();
+        }
+        return rc;
+    }
 
   private:
+    bool isAbandoned() const;
+    int32_t removeListed();
+
     GatewayToken* token_ = nullptr;
 };
 

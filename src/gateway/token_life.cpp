@@ -97,6 +97,7 @@ TokenSnapshot snapshotOf(const GatewayToken* token) {
 int32_t listToken(GatewayToken* token) {
     int32_t rc = STAPI_RC_OK;
     const LockScope scope(&gtlLock);
+    token->state = TokenState::connecting;
     if (gtlHead == nullptr) {
         gtlHead = token;
         gtlTail = token;
@@ -147,8 +148,8 @@ TakenToken takeToken(GatewayToken* token, Taker taker) {
     if (findRc == GTL_RC_FOUND) {
         taken = takeListed(token, parent, taker);
     } else if (taker == Taker::holder && token->state == TokenState::abandoned) {
+        taken = {token, snapshotOf(token), Taking::closedByAnother};
         token->state = TokenState::closing;
-        taken.outcome = Taking::closing;
     } else if (taker == Taker::holder) {
         taken = takeListed(token, parentOf(token), taker);
     }

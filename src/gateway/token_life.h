@@ -37,9 +37,10 @@ bool isHeldState(TokenState state);
 
 // How a token was found that was to be taken off the list.
 enum class Taking : int32_t {
-    notListed,  // it was not taken
-    abandoned,  // its owner releases it
-    closing     // the caller closes and releases it
+    notListed,       // it was not taken
+    abandoned,       // its owner releases it
+    closing,         // the caller closes and releases it
+    closedByAnother  // the same, but another thread had taken it off the list already
 };
 
 // What a line about a token tells, and what the closing of it has to know.
@@ -69,7 +70,7 @@ struct TakenToken {
 // Who takes a token off the list: its owner, out of an opening or a query, or anybody else.
 enum class Taker : int32_t { holder, anyone };
 
-// connecting: appends the token to the list. 0; -115 the list has a head but no tail.
+// A new token -> connecting: appends it to the list. 0; -115 the list has a head but no tail.
 int32_t listToken(GatewayToken* token);
 
 // Looks a token up without reading it: a code of findGatewayToken. When it is there, its owner is stored in *owner.

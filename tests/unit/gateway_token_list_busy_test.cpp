@@ -121,7 +121,7 @@ TEST_F(GtlBusy, AtTheEndOfTheListMakesItsParentTheTail) {
 TEST_F(GtlBusy, DeletedByItsOwnThreadIsReleasedAtOnce) {
     inUse();
     traceToFile(4);
-    EXPECT_EQ(hold_.remove(), 0);
+    EXPECT_EQ(hold_.remove([] {}), 0);
     EXPECT_EQ(hold_.token(), nullptr);
     EXPECT_EQ(messages(2011).size(), 1U);
     EXPECT_EQ(listed(), Tokens{});

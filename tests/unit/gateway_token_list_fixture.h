@@ -82,6 +82,7 @@ class GtlTest : public TracedTest {
     static GatewayToken* chained(int32_t port = 4100) {
         GatewayToken* const token = newToken(port);
         EXPECT_EQ(stapi::chainGatewayToken(token), 0);
+        EXPECT_TRUE(stapi::settleToken(token));
         return token;
     }
     // Ports 1 to count, in the order of the list.

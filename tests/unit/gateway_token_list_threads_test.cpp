@@ -64,6 +64,7 @@ class GtlThreads : public unit_test::GtlTest {
     static GatewayToken* chainedToken() {
         GatewayToken* const token = unit_test::newToken();
         EXPECT_EQ(chainGatewayToken(token), 0);
+        EXPECT_TRUE(stapi::settleToken(token));
         return token;
     }
 };

@@ -17,6 +17,7 @@ namespace wire_test {
 namespace {
 
 using test_support::ConnectedPeer;
+using test_support::PeerConnection;
 using test_support::TraceCapture;
 
 uint8_t* const kNoCallData = nullptr;
@@ -91,6 +92,58 @@ TEST(AdminExchange, AReplyOfExactlyNineBytesHasAnEmptyPayload) {
     EXPECT_EQ(call.run(reply("Admin", hex("00000005 00000000 00"))), 0);
     EXPECT_EQ(call.admin.header.dataLength, 0U);
     EXPECT_NE(call.admin.callData, kNoCallData);
+}
+
+// A reply whose connection ends when so many bytes of its body have been sent.
+int32_t runCutOff(Call* call, const Bytes& body, size_t arriving) {
+    Bytes answer = reply("Admin", body);
+    answer.resize(answer.size() - body.size() + arriving);
+    ConnectedPeer peer([&answer](PeerConnection& connection) {
+        connection.expectFrame();
+        connection.send(answer);
+        connection.close();
+    });
+    return stapi::flowAdminRequest(peer.socket(), &call->admin, &call->reasons);
+}
+
+TEST(AdminExchange, APayloadThatEndsEarlyHasItsAnnouncedLengthAndTellsHowMuchArrived) {
+    Call call;
+    EXPECT_EQ(runCutOff(&call, callBody(5, hex("AA BB CC DD EE")), 11), 0);
+    EXPECT_EQ(call.admin.header.dataLength, 5U);
+    EXPECT_EQ(call.admin.callDataArrived, 2U);
+    ASSERT_NE(call.admin.callData, kNoCallData);
+    EXPECT_EQ(bytesAt(call.admin.callData, 5), hex("AA BB 00 00 00"));
+}
+
+class ReplyWithoutItsPayload : public testing::TestWithParam<size_t> {};
+
+TEST_P(ReplyWithoutItsPayload, HasZerosInItsPlace) {
+    Call call;
+    EXPECT_EQ(runCutOff(&call, callBody(5, hex("AA BB CC DD EE")), GetParam()), 0);
+    EXPECT_EQ(call.admin.header.dataLength, 5U);
+    EXPECT_EQ(call.admin.callDataArrived, 0U);
+    ASSERT_NE(call.admin.callData, kNoCallData);
+    EXPECT_EQ(bytesAt(call.admin.callData, 5), hex("00 00 00 00 00"));
+}
+
+INSTANTIATE_TEST_SUITE_P(BytesThatArrive, ReplyWithoutItsPayload, testing::Values(4U, 8U, 9U));
+
+TEST(AdminExchange, WithoutABodyInTheReplyTheRequestIsHeldWhole) {
+    const uint8_t block[1] = {};
+    const stapi::HeldBlock held = stapi::heldBlock(block, stapi::HeaderRecord{}, 40);
+    EXPECT_EQ(held.bytes, block);
+    EXPECT_EQ(held.size, 40U);
+    EXPECT_EQ(held.arrived, 40U);
+}
+
+TEST(AdminExchange, ARequestThatDoesNotFillItsAnnouncedLengthIsNotSent) {
+    Call call;
+    stapi::prepareHeader(&call.admin.header, 1, 0, "Admin", 5);
+    ConnectedPeer peer([](PeerConnection& connection) { connection.expectEnd(); });
+    EXPECT_EQ(stapi::flowAdminRequest(peer.socket(), &call.admin, &call.reasons), -1);
+    test_support::peer_sockets::closeSocket(peer.takeSocket());
+    EXPECT_EQ(peer.finish(), "");
+    EXPECT_TRUE(peer.requests().empty());
 }
 
 class AdminCode : public testing::TestWithParam<int32_t> {};

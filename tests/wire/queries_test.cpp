@@ -268,6 +268,10 @@ TEST_P(QueryFunctionTrace, HasEntryExitAndTheResultUpToItsTerminator) {
     EXPECT_EQ(lines.back(), std::to_string(query.exit) + " EXIT " + arguments + " zulStatRc=0");
     EXPECT_EQ(lines[lines.size() - 2], std::to_string(query.data) + " DATA stapi_zul_statquery." + query.name +
                                            " data=AAAAAAAAAAAAAAAA len=0 stopword=0E0F0E0F");
+    const char* const firstBytes = query.isStatistics ? ": 5A554C53 54534554 01000000" : ": 5A554C49 44534554 01000000";
+    const char* const lastBytes = query.isStatistics ? ": 000031    " : " 00010000 0041     : Q";
+    EXPECT_NE(trace.text().find(firstBytes), std::string::npos);
+    EXPECT_NE(trace.text().find(lastBytes), std::string::npos);
 }
 
 INSTANTIATE_TEST_SUITE_P(

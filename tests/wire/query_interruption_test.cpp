@@ -7,6 +7,7 @@
 #include "export_query.h"
 #include "open_connection.h"
 #include "reply_payload.h"
+#include "trace_capture.h"
 
 namespace wire_test {
 
@@ -89,6 +90,19 @@ TEST_P(Interruption, ByCloseAllEndsTheWaitingQueryWithMinus101) {
     EXPECT_EQ(owner.result, nullptr);
     peer.release();
     EXPECT_EQ(peer.finish(), "") << "the socket has been closed";
+}
+
+TEST_P(Interruption, IsNotTracedAsTheRemovalOfADeadConnection) {
+    const test_support::TraceCapture trace(2);
+    ScriptedPeer peer(stallingGateway(kAnsweredByOpening));
+    Owner owner(peer.port(), GetParam().run);
+    peer.awaitAnnouncement();
+    EXPECT_EQ(closeAllGatewayConnections(), 0);
+    owner.thread.join();
+    EXPECT_EQ(owner.queryRc, -101);
+    EXPECT_EQ(trace.count(GetParam().removal), 0);
+    peer.release();
+    EXPECT_EQ(peer.finish(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, Interruption, testing::ValuesIn(exportQueries()),

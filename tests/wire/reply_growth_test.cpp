@@ -132,6 +132,13 @@ TEST(ReplyGrowth, ATextLongerThanOneDoublingDoublesUntilItFits) {
     EXPECT_EQ(result.content(), idSet(1).text(std::string(100, 'q')).word(0).word(0).terminated());
 }
 
+TEST(ReplyGrowth, MakesNoRoomForTheTerminatorOfAMalformedStatsReply) {
+    ResultBuffer result(26);
+    EXPECT_EQ(parse(stapi::parseStatsData, ReplyPayload().single().statsResponse("Q", 0, 1).bytes(), &result), -122);
+    EXPECT_EQ(result.capacity, 26);
+    EXPECT_EQ(result.content(), statSet(1).text("Q").word(0).word(1).terminated());
+}
+
 TEST(ReplyGrowth, GoesOnBetweenTheBlocksOfASplitValue) {
     const std::string part(50, 'p');
     ResultBuffer result(32);
