@@ -41,8 +41,9 @@ function(add_gtest_program target)
     set_target_properties(${target} PROPERTIES OUTPUT_NAME ${name})
     target_link_libraries(${target} PRIVATE zulstats_warnings ${ARG_LIBRARIES} gtest_main)
     target_precompile_headers(${target} REUSE_FROM zulstats_precompiled_gtest)
+    list(GET ARG_LABELS 0 first_label)  # CTest is given one: a list would not arrive whole
     gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                         PROPERTIES TIMEOUT 120 LABELS "${ARG_LABELS}")
+                         PROPERTIES TIMEOUT 120 LABELS ${first_label})
     list(JOIN ARG_LABELS " " labels)
     set_property(GLOBAL APPEND_STRING PROPERTY ZULSTATS_TEST_PROGRAMS "${name}\t$<TARGET_FILE:${target}>\t${labels}\n")
 endfunction()

@@ -2,7 +2,7 @@
 # but the build folder.
 set -euo pipefail
 
-project_folder=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+project_folder=$(cd -P "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)
 build_folder=$project_folder/build
 logs_folder=$build_folder/logs
 export LC_ALL=C

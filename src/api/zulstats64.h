@@ -19,7 +19,8 @@
  *
  * Processes. A forked child is another process: its queries, and its use of a connection's result set, get
  * STAPI_RC_WRONG_PROCESS. Its close functions release the child's copy of a connection, with the codes that they would
- * give, and without a word to the daemon: the parent's connection lives on. The child may open connections of its own.
+ * give, and without a word to the daemon: the parent's connection lives on. What another thread was using or closing at
+ * the fork may stay with the child until it ends. The child may open connections of its own.
  *
  * Waiting. The connect itself gives up after 60 seconds. Without limit wait: resolving a host name; the handshake, the
  * authorisation and the request for the protocol version, which are part of opening; every query; and the close

@@ -194,22 +194,14 @@ WireWriter bodyWriter(uint8_t* block, const HeaderRecord& header) {
     return makeWireWriter(block + frameLength(header.serverProgramNameLength, 0), header.dataLength);
 }
 
-// The reply to an authorisation step.
-int32_t readAuthorisationReply(const HeldBlock& reply, AuthorisationRecord* request, ReasonsBlock* reasons) {
+// What stands behind step and code in the reply of size bytes to an authorisation step.
+int32_t takeAuthorisation(WireReader* reader, size_t size, AuthorisationRecord* request, ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
-    const size_t size = reply.size;
-    WireReader reader = makeWireReader(reply.bytes, size);
-    if (size >= kAuthReplyStepAndCode) {
-        request->step = readU32(&reader);
-        request->returnCode = readU32(&reader);
-    }
-    if (size < kAuthReplyStepAndCode) {
-        rc = STAPI_RC_BAD_EYECATCHER;
-    } else if (request->step != kAuthorisationStepInit) {
+    if (request->step != kAuthorisationStepInit) {
         if (size < kAuthReplyWithResult) {
             rc = STAPI_RC_BAD_EYECATCHER;
         } else {
-            copyBytes(&reader, request->result, sizeof request->result);
+            copyBytes(reader, request->result, sizeof request->result);
         }
     } else if (request->returnCode != 0) {
         reasons->authRc = static_cast<int32_t>(request->returnCode);
@@ -218,8 +210,19 @@ int32_t readAuthorisationReply(const HeldBlock& reply, AuthorisationRecord* requ
     } else if (size < kAuthReplyWithCredential) {
         rc = STAPI_RC_BAD_EYECATCHER;
     } else {
-        copyBytes(&reader, request->credential, sizeof request->credential);
-        copyBytes(&reader, request->qualifier, sizeof request->qualifier);
+        copyBytes(reader, request->credential, sizeof request->credential);
+        copyBytes(reader, request->qualifier, sizeof request->qualifier);
+    }
+    return rc;
+}
+
+int32_t readAuthorisationReply(const HeldBlock& reply, AuthorisationRecord* request, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_BAD_EYECATCHER;
+    WireReader reader = makeWireReader(reply.bytes, reply.size);
+    if (reply.size >= kAuthReplyStepAndCode) {
+        request->step = readU32(&reader);
+        request->returnCode = readU32(&reader);
+        rc = takeAuthorisation(&reader, reply.size, request, reasons);
     }
     return rc;
 }
@@ -245,38 +248,41 @@ int32_t takeCallData(WireReader* reader, const HeldBlock& reply, AdminRequest* r
     return rc;
 }
 
-// The reply to an administration call: size bytes, of which the first eight say what came of it.
-int32_t readAdminReply(const HeldBlock& reply, AdminRequest* request, ReasonsBlock* reasons) {
+// What stands behind call type and code in the reply to an administration call.
+int32_t takeAdminResult(WireReader* reader, const HeldBlock& reply, AdminRequest* request, ReasonsBlock* reasons) {
     int32_t rc = STAPI_RC_OK;
-    const size_t size = reply.size;
-    WireReader reader = makeWireReader(reply.bytes, size);
-    if (size >= kAdminReplyTypeAndCode) {
-        request->callType = readU32(&reader);
-        request->adminReturnCode = readU32(&reader);
-    }
-    if (size < kAdminReplyTypeAndCode) {
-        rc = STAPI_RC_BAD_EYECATCHER;
-    } else if (request->adminReturnCode != 0) {
+    if (request->adminReturnCode != 0) {
         reasons->adminRc = static_cast<int32_t>(request->adminReturnCode);
         TRACE_EXC(3206, "stapi_zul_socketcomms.flowAdminRequest Auth Request returned an error AuthRc=%d\n",
                   reasons->adminRc);
         rc = kAdminRefused;
     } else if (request->callType == kCallTypeInitialise) {
-        if (size < kAdminReplyWithHandle) {
+        if (reply.size < kAdminReplyWithHandle) {
             rc = STAPI_RC_BAD_EYECATCHER;
         } else {
-            copyBytes(&reader, request->adminHandle, sizeof request->adminHandle);
+            copyBytes(reader, request->adminHandle, sizeof request->adminHandle);
         }
-    } else if (size < kAdminReplyWithFlag) {
+    } else if (reply.size < kAdminReplyWithFlag) {
         rc = STAPI_RC_BAD_EYECATCHER;
     } else {
-        request->exceptionFlag = readU8(&reader);
+        request->exceptionFlag = readU8(reader);
         if (request->exceptionFlag != 0) {
             TRACE_EXC(3205, "stapi_zul_socketcomms.flowAdminRequest Exception occured during request execution\n");
             rc = kAdminRefused;
         } else {
-            rc = takeCallData(&reader, reply, request);
+            rc = takeCallData(reader, reply, request);
         }
+    }
+    return rc;
+}
+
+int32_t readAdminReply(const HeldBlock& reply, AdminRequest* request, ReasonsBlock* reasons) {
+    int32_t rc = STAPI_RC_BAD_EYECATCHER;
+    WireReader reader = makeWireReader(reply.bytes, reply.size);
+    if (reply.size >= kAdminReplyTypeAndCode) {
+        request->callType = readU32(&reader);
+        request->adminReturnCode = readU32(&reader);
+        rc = takeAdminResult(&reader, reply, request, reasons);
     }
     return rc;
 }

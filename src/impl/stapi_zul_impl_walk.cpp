@@ -108,9 +108,10 @@ struct Walk {
     int32_t queryElementRC;
 };
 
+// What stands at a position, or what has become of a step from it.
 enum class StepOutcome : int32_t {
-    taken,
-    atEnd,        // the terminator stands at the position
+    entry,        // there is one, or it has been taken
+    atEnd,        // the terminator
     leavesBuffer  // the step would need bytes beyond the buffer
 };
 
@@ -134,14 +135,13 @@ const void* cursorOf(const Walk& walk) {
     return readerCursor(walk.reader);
 }
 
-// Whether a step can be taken from the position; taken stands for yes.
-StepOutcome testForEnd(const ResultSetReader& reader) {
+StepOutcome whatStandsAt(const ResultSetReader& reader) {
     if (!hasBytes(reader, sizeof kTerminator)) {
         return StepOutcome::leavesBuffer;
     }
     uint32_t isTerminator = 0;
     checkTerminator(readerCursor(reader), &isTerminator);
-    return isTerminator == 1 ? StepOutcome::atEnd : StepOutcome::taken;
+    return isTerminator == 1 ? StepOutcome::atEnd : StepOutcome::entry;
 }
 
 // Puts the walk where the number of query elements stands.
@@ -281,8 +281,8 @@ StepOutcome takeFirstStep(ResultSetToken* rsPtr, Record* record) {
     if (!moveToElementCount(rsPtr, &walk)) {
         return StepOutcome::leavesBuffer;
     }
-    const StepOutcome outcome = testForEnd(walk.reader);
-    if (outcome != StepOutcome::taken) {
+    const StepOutcome outcome = whatStandsAt(walk.reader);
+    if (outcome != StepOutcome::entry) {
         return outcome;
     }
     takeEyecatcher(rsPtr, &filled);
@@ -291,7 +291,7 @@ StepOutcome takeFirstStep(ResultSetToken* rsPtr, Record* record) {
     }
     commitWalk(walk, rsPtr);
     *record = filled;
-    return StepOutcome::taken;
+    return StepOutcome::entry;
 }
 
 // A next call on a set whose walk has not begun begins it; its end test is made behind the number of query elements.
@@ -306,8 +306,8 @@ StepOutcome takeNextStep(ResultSetToken* rsPtr, Record* record) {
         takeEyecatcher(rsPtr, &filled);
         TRACE_POINT(points.notStarted, at(rsPtr), cursorOf(walk));
     }
-    const StepOutcome outcome = testForEnd(walk.reader);
-    if (outcome != StepOutcome::taken) {
+    const StepOutcome outcome = whatStandsAt(walk.reader);
+    if (outcome != StepOutcome::entry) {
         return outcome;
     }
     if (!advance<points>(rsPtr, record, &walk, &filled)) {
@@ -315,11 +315,11 @@ StepOutcome takeNextStep(ResultSetToken* rsPtr, Record* record) {
     }
     commitWalk(walk, rsPtr);
     *record = filled;
-    return StepOutcome::taken;
+    return StepOutcome::entry;
 }
 
 int32_t codeOf(StepOutcome outcome) {
-    return outcome == StepOutcome::taken ? STAPI_RC_OK : STAPI_RC_END_OF_DATA;
+    return outcome == StepOutcome::entry ? STAPI_RC_OK : STAPI_RC_END_OF_DATA;
 }
 
 int32_t isAtEnd(StepOutcome outcome) {

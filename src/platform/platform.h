@@ -83,8 +83,7 @@ SocketResult closeSocket(int32_t socket);
 int32_t connectTimeout();
 void setConnectTimeoutForTest(int32_t milliseconds);
 
-// ---- Signals, cancellation, forks
-// ------------------------------------------------------------------------------------
+// ---- Signals, cancellation, forks -----------------------------------------------------------------------------------
 
 // Keeps the calling thread from being cancelled, for a scope. What the library waits for, writes and locks, it does in
 // such a scope, so that a thread is never cancelled inside it.
