@@ -171,6 +171,16 @@ TEST_F(TokenLife, RemovalOfAnAbandonedTokenReleasesItAndIsMinus101) {
     EXPECT_EQ(hold.token(), nullptr);
 }
 
+TEST_F(TokenLife, RemovalFindsATokenHoweverFarBehindItStands) {
+    Tokens tokens = chainMany(stapi::kGtlRunawayLimit + 3);
+    TokenHold hold;
+    hold.adoptOpening(tokens.back());
+    EXPECT_EQ(hold.remove(), 0);
+    EXPECT_EQ(hold.token(), nullptr);
+    tokens.pop_back();
+    EXPECT_EQ(listed(), tokens);
+}
+
 TEST_F(TokenLife, AdoptedOpeningIsHeldUntilItEnds) {
     GatewayToken* const token = chainedIn(TokenState::connecting);
     TokenHold hold;
