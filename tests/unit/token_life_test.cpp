@@ -1,10 +1,10 @@
 // The transitions of a gateway token, one by one.
 #include <gtest/gtest.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
+#include "api/zulstats64.h"
 #include "gateway/token_life.h"
 #include "gateway_token_list_fixture.h"
 
