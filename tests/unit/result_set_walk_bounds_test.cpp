@@ -180,6 +180,19 @@ TYPED_TEST(RsWalkBounds, HugeLengthsEndTheWalkWithoutAStep) {
     }
 }
 
+TYPED_TEST(RsWalkBounds, EntryThatEndsWithTheLastReadableByteIsHandedOut) {
+    SetBytes bytes(TypeParam::kEyecatcher, 1);
+    bytes.block("RG", 0, 1);
+    TypeParam::addEntry(bytes, "last");
+    HeldSet held(bytes);
+    // What can be read ends with the place of a terminator behind the capacity.
+    held.token()->resultSetBufLen = static_cast<int32_t>(bytes.size() - sizeof unit_test::kEndMark);
+    typename TypeParam::Record record = {};
+    EXPECT_EQ(TypeParam::first(held.token(), &record), 0);
+    EXPECT_EQ(held.token()->dataCursor, held.at(bytes.size()));
+    EXPECT_EQ(TypeParam::next(held.token(), &record), STAPI_RC_END_OF_DATA);
+}
+
 TYPED_TEST(RsWalkBounds, StepThatWouldLeaveTheBufferLeavesRecordAndTokenAlone) {
     SetBytes bytes(TypeParam::kEyecatcher, 1);
     bytes.block("RG", 0, 2);

@@ -131,6 +131,18 @@ TEST_F(RsBlockWithoutEntries, LastInAnIdSetHandsOutTheMarkAsLengthThenEnds) {
     EXPECT_TRUE(held.bufferIsUnchanged());
 }
 
+TEST_F(RsBlockWithoutEntries, WithACursorThatIsNotInTheBufferIsTheEnd) {
+    HeldSet held(SetBytes("ZULIDSET", 1).block("RG", 0, 0).end());
+    char elsewhere = 0;
+    for (char* const cursor : {static_cast<char*>(nullptr), &elsewhere}) {
+        held.token()->queryIndex = 1;
+        held.token()->elementResultIndex = 1;
+        held.token()->elementResultCount = 0;
+        held.token()->dataCursor = cursor;
+        EXPECT_EQ(getNextId(held.token(), &id_), STAPI_RC_END_OF_DATA);
+    }
+}
+
 TEST_F(RsBlockWithoutEntries, LastInAnIdSetIsMetTheSameWayByNext) {
     const SetBytes bytes = SetBytes("ZULIDSET", 2).block("RA", 0, 1).id("a").block("RG", 4, 0).end();
     HeldSet held(bytes);

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 
 #include "gateway/token_life.h"
 #include "gateway_token_list_fixture.h"

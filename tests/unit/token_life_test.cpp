@@ -1,10 +1,10 @@
 // The transitions of a gateway token, one by one.
 #include <gtest/gtest.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
+#include "api/zulstats64.h"
 #include "gateway/token_life.h"
 #include "gateway_token_list_fixture.h"
 
@@ -182,6 +182,16 @@ TEST_F(TokenLife, TokenAbandonedInTheMiddleOfItsRemovalIsReleasedWithItsContents
     EXPECT_EQ(hold.remove([this, token] { EXPECT_EQ(takenByAnotherThread(token), Taking::abandoned); }),
               STAPI_RC_TOKEN_NOT_FOUND);
     EXPECT_EQ(hold.token(), nullptr);
+}
+
+TEST_F(TokenLife, RemovalFindsATokenHoweverFarBehindItStands) {
+    Tokens tokens = chainMany(stapi::kGtlRunawayLimit + 3);
+    TokenHold hold;
+    hold.adoptOpening(tokens.back());
+    EXPECT_EQ(hold.remove(), 0);
+    EXPECT_EQ(hold.token(), nullptr);
+    tokens.pop_back();
+    EXPECT_EQ(listed(), tokens);
 }
 
 TEST_F(TokenLife, AdoptedOpeningIsHeldUntilItEnds) {
