@@ -1,5 +1,6 @@
 #include "allocation_faults.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 
@@ -13,8 +14,29 @@ namespace {
 struct FaultState {
     int64_t countdown;  // 0: no fault is set
     bool andAllLater;
-    bool struck;
+    int64_t strikes;
     int64_t allocations;
+    bool isLedgerKept;
+};
+
+// The blocks of a ledger. They are few, so a search from the start is fast enough.
+constexpr size_t kMostBlocks = 4096;
+void* ledger[kMostBlocks];
+size_t ledgerEntries = 0;
+std::atomic<bool> isAnyLedgerKept{false};
+std::atomic_flag ledgerLock = ATOMIC_FLAG_INIT;
+
+class LedgerLock {
+  public:
+    LedgerLock() {
+        while (ledgerLock.test_and_set(std::memory_order_acquire)) {
+        }
+    }
+    ~LedgerLock() {
+        ledgerLock.clear(std::memory_order_release);
+    }
+    LedgerLock(const LedgerLock&) = delete;
+    LedgerLock& operator=(const LedgerLock&) = delete;
 };
 
 #if defined(_WIN32)
@@ -57,15 +79,38 @@ FaultState& threadState() {
 
 bool shallFail() {
     ++threadState().allocations;
-    bool fails = threadState().struck && threadState().andAllLater;
+    bool fails = threadState().strikes > 0 && threadState().andAllLater;
     if (threadState().countdown > 0) {
         --threadState().countdown;
-        if (threadState().countdown == 0) {
-            threadState().struck = true;
-            fails = true;
+        fails = fails || threadState().countdown == 0;
+    }
+    threadState().strikes += fails ? 1 : 0;
+    return fails;
+}
+
+// A ledger without room counts the block, and never sees its release: the test then fails.
+void* entered(void* block) {
+    if (block != nullptr && isAnyLedgerKept.load(std::memory_order_relaxed) && threadState().isLedgerKept) {
+        const LedgerLock lock;
+        if (ledgerEntries < kMostBlocks) {
+            ledger[ledgerEntries] = block;
+        }
+        ++ledgerEntries;
+    }
+    return block;
+}
+
+void strike(const void* block) {
+    if (block != nullptr && isAnyLedgerKept.load(std::memory_order_relaxed)) {
+        const LedgerLock lock;
+        const size_t known = std::min(ledgerEntries, kMostBlocks);
+        void** const found = std::find(ledger, ledger + known, block);
+        if (found != ledger + known) {
+            *found = ledger[known - 1];
+            ledger[known - 1] = nullptr;
+            --ledgerEntries;
         }
     }
-    return fails;
 }
 
 }  // namespace
@@ -77,13 +122,25 @@ void* __real_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-ide
 void* __real_realloc(void* block, size_t size);  // NOLINT(bugprone-reserved-identifier)
 void* __wrap_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-identifier)
 void* __wrap_realloc(void* block, size_t size);  // NOLINT(bugprone-reserved-identifier)
+void __real_free(void* block);                   // NOLINT(bugprone-reserved-identifier)
+void __wrap_free(void* block);                   // NOLINT(bugprone-reserved-identifier)
 
 void* __wrap_calloc(size_t count, size_t size) {
-    return shallFail() ? nullptr : __real_calloc(count, size);
+    return shallFail() ? nullptr : entered(__real_calloc(count, size));
 }
 
 void* __wrap_realloc(void* block, size_t size) {
-    return shallFail() ? nullptr : __real_realloc(block, size);
+    void* enlarged = nullptr;
+    if (!shallFail()) {
+        strike(block);
+        enlarged = entered(__real_realloc(block, size));
+    }
+    return enlarged;
+}
+
+void __wrap_free(void* block) {
+    strike(block);
+    __real_free(block);
 }
 
 }  // extern "C"
@@ -93,17 +150,38 @@ namespace test_support {
 AllocationFault::AllocationFault(int64_t n, bool andAllLater) {
     threadState().countdown = n;
     threadState().andAllLater = andAllLater;
-    threadState().struck = false;
+    threadState().strikes = 0;
 }
 
 AllocationFault::~AllocationFault() {
     threadState().countdown = 0;
     threadState().andAllLater = false;
-    threadState().struck = false;
+    threadState().strikes = 0;
 }
 
 bool AllocationFault::hasStruck() const {
-    return threadState().struck;
+    return strikes() > 0;
+}
+
+int64_t AllocationFault::strikes() const {
+    return threadState().strikes;
+}
+
+AllocationLedger::AllocationLedger() {
+    const LedgerLock lock;
+    ledgerEntries = 0;
+    threadState().isLedgerKept = true;
+    isAnyLedgerKept.store(true, std::memory_order_relaxed);
+}
+
+AllocationLedger::~AllocationLedger() {
+    isAnyLedgerKept.store(false, std::memory_order_relaxed);
+    threadState().isLedgerKept = false;
+}
+
+int64_t AllocationLedger::outstanding() const {
+    const LedgerLock lock;
+    return static_cast<int64_t>(ledgerEntries);
 }
 
 int64_t takeAllocationCount() {

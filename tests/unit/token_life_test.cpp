@@ -188,7 +188,7 @@ TEST_F(TokenLife, RemovalFindsATokenHoweverFarBehindItStands) {
     Tokens tokens = chainMany(stapi::kGtlRunawayLimit + 3);
     TokenHold hold;
     hold.adoptOpening(tokens.back());
-    EXPECT_EQ(hold.remove(), 0);
+    EXPECT_EQ(hold.remove([] {}), 0);
     EXPECT_EQ(hold.token(), nullptr);
     tokens.pop_back();
     EXPECT_EQ(listed(), tokens);

@@ -8,6 +8,7 @@
 #include "comms/stapi_zul_socketcomms.h"
 #include "diag/heap_blocks.h"
 #include "gateway_frames.h"
+#include "library_block.h"
 #include "scripted_peer.h"
 
 namespace wire_test {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "impl/stapi_zul_impl.h"
+#include "library_block.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
 
 namespace wire_test {

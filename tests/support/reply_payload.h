@@ -1,7 +1,7 @@
 // Payloads of query replies, put together step by step. What a parser only skips is filled with bytes that would show
 // if they were taken for something else.
-#ifndef ZULSTATS_TESTS_WIRE_REPLY_PAYLOAD_H
-#define ZULSTATS_TESTS_WIRE_REPLY_PAYLOAD_H
+#ifndef ZULSTATS_TESTS_SUPPORT_REPLY_PAYLOAD_H
+#define ZULSTATS_TESTS_SUPPORT_REPLY_PAYLOAD_H
 
 #include <cstdint>
 #include <string_view>

@@ -1,8 +1,7 @@
 // The frames of a gateway, in bytes.
-#ifndef ZULSTATS_TESTS_WIRE_GATEWAY_FRAMES_H
-#define ZULSTATS_TESTS_WIRE_GATEWAY_FRAMES_H
+#ifndef ZULSTATS_TESTS_SUPPORT_GATEWAY_FRAMES_H
+#define ZULSTATS_TESTS_SUPPORT_GATEWAY_FRAMES_H
 
-#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -19,9 +18,6 @@ using test_support::operator+;
 // A reply's header with an announced length of its own, and a whole reply.
 Bytes replyHeader(std::string_view name, uint32_t returnCode, uint32_t dataLength);
 Bytes reply(std::string_view name, const Bytes& body, uint32_t returnCode = 0);
-
-// A block as the exchanges want it: allocated by the library, and as large as what it holds.
-uint8_t* libraryBlock(const Bytes& content);
 
 }  // namespace wire_test
 

@@ -1,6 +1,6 @@
 // A gateway as a script of a peer: it answers what it is asked with the frames that it has been given.
-#ifndef ZULSTATS_TESTS_WIRE_GATEWAY_PEER_H
-#define ZULSTATS_TESTS_WIRE_GATEWAY_PEER_H
+#ifndef ZULSTATS_TESTS_SUPPORT_GATEWAY_PEER_H
+#define ZULSTATS_TESTS_SUPPORT_GATEWAY_PEER_H
 
 #include <cstdint>
 #include <optional>

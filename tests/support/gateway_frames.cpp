@@ -1,9 +1,5 @@
 #include "gateway_frames.h"
 
-#include <cstring>
-
-#include "diag/heap_blocks.h"
-
 namespace wire_test {
 
 Bytes replyHeader(std::string_view name, uint32_t returnCode, uint32_t dataLength) {
@@ -22,14 +18,6 @@ Bytes replyHeader(std::string_view name, uint32_t returnCode, uint32_t dataLengt
 
 Bytes reply(std::string_view name, const Bytes& body, uint32_t returnCode) {
     return replyHeader(name, returnCode, static_cast<uint32_t>(body.size())) + body;
-}
-
-uint8_t* libraryBlock(const Bytes& content) {
-    auto* const block = static_cast<uint8_t*>(stapi::allocateMemory(content.size()));
-    if (!content.empty()) {
-        std::memcpy(block, content.data(), content.size());
-    }
-    return block;
 }
 
 }  // namespace wire_test
