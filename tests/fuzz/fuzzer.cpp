@@ -1,4 +1,4 @@
-// A target as libFuzzer runs it; FUZZ_TARGET names it. With the environment variable ZULSTATS_FUZZ_PLAIN inputs are
+// A target as libFuzzer runs it. With the environment variable ZULSTATS_FUZZ_PLAIN inputs are
 // mutated without any knowledge of what they are.
 #include <cstdint>
 #include <cstdlib>
@@ -29,7 +29,7 @@ using fuzz_test::FuzzTarget;
 
 const FuzzTarget& findTarget() {
     for (const FuzzTarget& target : fuzz_test::allTargets()) {
-        if (std::string_view(target.name) == FUZZ_TARGET) {
+        if (std::string_view(target.name) == fuzz_test::kThisTarget) {
             return target;
         }
     }
@@ -37,13 +37,13 @@ const FuzzTarget& findTarget() {
 }
 
 const FuzzTarget& thisTarget() {
-    static const FuzzTarget& target = findTarget();
-    return target;
+    static const FuzzTarget& kTarget = findTarget();
+    return kTarget;
 }
 
 bool isPlain() {
-    static const bool plain = std::getenv("ZULSTATS_FUZZ_PLAIN") != nullptr;
-    return plain;
+    static const bool kPlain = std::getenv("ZULSTATS_FUZZ_PLAIN") != nullptr;
+    return kPlain;
 }
 
 // Tracing takes most of the time of a run that traces, and what fails early hides what comes later: most descendants of

@@ -23,6 +23,9 @@ struct FuzzTarget {
 
 std::span<const FuzzTarget> allTargets();
 
+// The target of a fuzzer; its build makes the definition.
+extern const char* const kThisTarget;
+
 // The targets, each described in the file of its name.
 int fuzzFlow(const uint8_t* data, size_t size);
 int fuzzAuthorisation(const uint8_t* data, size_t size);

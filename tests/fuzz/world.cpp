@@ -82,12 +82,12 @@ bool allocationFails(size_t size) {
 
 // Once in the process: the library is set up, and what it traces goes nowhere.
 void setUpLibrary() {
-    static const bool isSetUp = [] {
+    static const bool kIsSetUp = [] {
         stapi::stapiInit();
         stapi::switchTraceDestination(kNowhere);
         return true;
     }();
-    static_cast<void>(isSetUp);
+    static_cast<void>(kIsSetUp);
 }
 
 void traceAsAsked(uint8_t circumstances) {
@@ -160,8 +160,8 @@ bool isZero(const void* data, size_t size) {
 extern "C" {
 
 // Names that the linker's wrapping prescribes.
-void* __real_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-identifier)
-void* __wrap_calloc(size_t count, size_t size);  // NOLINT(bugprone-reserved-identifier)
+void* __real_calloc(size_t count, size_t size);  // NOLINT
+void* __wrap_calloc(size_t count, size_t size);  // NOLINT
 
 void* __wrap_calloc(size_t count, size_t size) {
     return fuzz_test::allocationFails(count * size) ? nullptr : __real_calloc(count, size);

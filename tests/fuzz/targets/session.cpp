@@ -5,6 +5,8 @@
 
 #include "api/zulstats64.h"
 #include "diag/stapi_zul_memory.h"
+#include "gateway/stapi_zul_gwytok.h"
+#include "gateway/token_life.h"
 #include "target_list.h"
 #include "walking.h"
 #include "world.h"
@@ -19,6 +21,9 @@ constexpr size_t kQueries = 4;
 constexpr uint8_t kOptions = 0xF0;
 constexpr uint8_t kDumpResultSet = 0xF0;
 constexpr uint8_t kDumpState = 0xE0;
+// In the first query's byte: without this bit the connection's buffer is a small one, which has to grow.
+constexpr uint8_t kUsualBuffer = 0x80;
+constexpr int32_t kSmallCapacity = 32;
 
 // Closes what is open at the end of a run, whatever has happened.
 class OpenConnections {
@@ -102,6 +107,15 @@ int32_t query(uint8_t choice, GatewayToken* token, ResultSetToken** set) {
     }
 }
 
+void takeSmallBuffer(GatewayToken* token) {
+    auto* const buffer = static_cast<char*>(stapi::allocateMemory(stapi::resultSetAllocation(kSmallCapacity)));
+    if (buffer != nullptr) {
+        stapi::addTerminator(buffer);
+        stapi::releaseMemory(token->resultSetBuf);
+        stapi::storeQueryResult(token, buffer, kSmallCapacity, false);
+    }
+}
+
 bool isRemoval(int32_t rc) {
     return rc == STAPI_RC_SOCKET_ERROR || rc == STAPI_RC_BAD_EYECATCHER;
 }
@@ -139,10 +153,13 @@ int fuzzSession(const uint8_t* data, size_t size) {
     char* version = nullptr;
     const int32_t rc = openRemoteGatewayConnection("gateway", kPort, &token, &version);
     if (rc != STAPI_RC_OK) {
-        require(token == nullptr, "a failed opening leaves a token");
+        require(token == nullptr && stapi::gtlHead == nullptr, "a failed opening leaves a token");
         return 0;
     }
     touch(version, std::strlen(version) + 1);
+    if ((choices[0] & kUsualBuffer) == 0) {
+        takeSmallBuffer(token);
+    }
     const int answered = runQueries(token, choices);
     return answered > 1 ? 3 : 1 + answered;
 }
