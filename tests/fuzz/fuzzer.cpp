@@ -46,12 +46,12 @@ bool isPlain() {
     return kPlain;
 }
 
-// Tracing takes most of the time of a run that traces, and what fails early hides what comes later: most descendants of
-// inputs that ask for either go without.
+// Traces and dumps take most of the time of a run that has them, and what fails early hides what comes later: most
+// descendants of inputs that ask for these go without.
 void makeSteady(const FuzzTarget& target, uint8_t* data, Dice* dice) {
     if (target.controlSize >= fuzz_test::kCircumstancesSize) {
         if (!dice->oneIn(24)) {
-            data[0] &= 0xF0;
+            data[0] &= static_cast<uint8_t>(~fuzz_test::kTimeConsuming);
         }
         if (!dice->oneIn(4)) {
             data[2] = 0;

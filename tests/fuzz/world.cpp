@@ -24,6 +24,7 @@ constexpr uint8_t kTraceMask = 0x0F;
 constexpr uint8_t kTraceEverything = 0x0F;
 constexpr uint8_t kTraceFailures = 0x0E;
 constexpr uint8_t kEndsInError = 0x10;
+constexpr uint8_t kDumps = 0x20;
 constexpr uint8_t kAndAllLater = 0x80;
 
 struct Daemon {
@@ -107,15 +108,14 @@ ExactBlock::ExactBlock(const uint8_t* data, size_t size) : block_(new uint8_t[si
     }
 }
 
-World::World(FuzzInput* input) {
+World::World(FuzzInput* input) : circumstances_(input->next()), wantsDumps_((circumstances_ & kDumps) != 0) {
     setUpLibrary();
     requestStore().clear();
-    const uint8_t circumstances = input->next();
     daemon = {};
-    daemon.endsInError = (circumstances & kEndsInError) != 0;
+    daemon.endsInError = (circumstances_ & kEndsInError) != 0;
     daemon.pieceSize = input->next();
     daemon.failingCall = input->next();
-    traceAsAsked(circumstances);
+    traceAsAsked(circumstances_);
     const uint8_t failing = input->next();
     allocations = {failing & ~kAndAllLater, (failing & kAndAllLater) != 0, false};
 }

@@ -56,6 +56,8 @@ class ExactBlock {
 
 constexpr int32_t kSocket = 7;
 constexpr size_t kCircumstancesSize = 4;
+// The bits of the first that take much time: tracing and dumps.
+constexpr uint8_t kTimeConsuming = 0x2F;
 // An allocation above this size fails, as a hostile length of some gigabytes may.
 constexpr size_t kLargestAllocation = size_t{1} << 20;
 
@@ -78,8 +80,16 @@ class World {
     void serve(const ExactBlock& stream);
     // From now on nothing fails any more, and nothing is traced.
     void calmDown();
+    // Whether the run is to dump what there is.
+    bool wantsDumps() const {
+        return wantsDumps_;
+    }
     // What the library has sent last.
     const std::vector<uint8_t>& lastRequest() const;
+
+  private:
+    const uint8_t circumstances_;
+    const bool wantsDumps_;
 };
 
 // Throws a std::logic_error that says what is wrong.

@@ -18,7 +18,8 @@ using Walk = size_t (*)(ResultSetToken*);
 
 constexpr int32_t kSmallestCapacity = 16;
 
-// What every buffer that a parser has written ends with: the terminator, and zeros up to its very end.
+// What every buffer that a parser has written ends with: the terminator, right behind the capacity at the latest, and
+// zeros up to its very end.
 void judgeEnd(const char* buffer, int32_t capacity) {
     size_t size = stapi::resultSetAllocation(capacity);
     touch(buffer, size);
@@ -29,6 +30,7 @@ void judgeEnd(const char* buffer, int32_t capacity) {
         size >= sizeof stapi::kTerminator &&
         std::memcmp(buffer + size - sizeof stapi::kTerminator, &stapi::kTerminator, sizeof stapi::kTerminator) == 0;
     require(isTerminated, "a parser does not end its buffer with a terminator");
+    require(size <= static_cast<size_t>(capacity) + sizeof stapi::kTerminator, "a parser writes into the slack");
 }
 
 int judgeBuffer(char* buffer, int32_t capacity, int32_t rc, Walk walk) {

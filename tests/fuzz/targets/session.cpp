@@ -17,10 +17,6 @@ namespace {
 
 constexpr int32_t kPort = 2980;
 constexpr size_t kQueries = 4;
-// In the high half of a query's byte: hex dumps take more time than all the rest.
-constexpr uint8_t kOptions = 0xF0;
-constexpr uint8_t kDumpResultSet = 0xF0;
-constexpr uint8_t kDumpState = 0xE0;
 // In the first query's byte: without this bit the connection's buffer is a small one, which has to grow.
 constexpr uint8_t kUsualBuffer = 0x80;
 constexpr int32_t kSmallCapacity = 32;
@@ -76,17 +72,15 @@ void copyAndFree(ResultSetToken* set) {
     }
 }
 
-// Everything that a caller may do with a result set, in an order that the query's byte chooses.
-void useResultSet(ResultSetToken* set, uint8_t choice) {
-    if ((choice & kOptions) == kDumpResultSet) {
+// Everything that a caller may do with a result set.
+void useResultSet(ResultSetToken* set, bool withDumps) {
+    if (withDumps) {
         dumpResultSet(set);
+        dumpState();
     }
     walkEverything(set);
     askForIds(set);
     copyAndFree(set);
-    if ((choice & kOptions) == kDumpState) {
-        dumpState();
-    }
 }
 
 int32_t query(uint8_t choice, GatewayToken* token, ResultSetToken** set) {
@@ -121,7 +115,7 @@ bool isRemoval(int32_t rc) {
 }
 
 // Stops at the query that costs the connection; the number of queries that were answered.
-int runQueries(GatewayToken* token, const uint8_t (&choices)[kQueries]) {
+int runQueries(GatewayToken* token, const uint8_t (&choices)[kQueries], bool withDumps) {
     int answered = 0;
     int32_t rc = STAPI_RC_OK;
     for (size_t index = 0; index < kQueries && !isRemoval(rc); ++index) {
@@ -129,7 +123,7 @@ int runQueries(GatewayToken* token, const uint8_t (&choices)[kQueries]) {
             ResultSetToken* set = nullptr;
             rc = query(choices[index], token, &set);
             if (rc == STAPI_RC_OK) {
-                useResultSet(set, choices[index]);
+                useResultSet(set, withDumps);
                 ++answered;
             }
         }
@@ -160,7 +154,7 @@ int fuzzSession(const uint8_t* data, size_t size) {
     if ((choices[0] & kUsualBuffer) == 0) {
         takeSmallBuffer(token);
     }
-    const int answered = runQueries(token, choices);
+    const int answered = runQueries(token, choices, world.wantsDumps());
     return answered > 1 ? 3 : 1 + answered;
 }
 

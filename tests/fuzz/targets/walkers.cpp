@@ -13,9 +13,6 @@ namespace fuzz_test {
 
 namespace {
 
-// A hex dump takes more time than all the rest.
-constexpr uint8_t kDump = 0xF0;
-
 // A caller's copy, over a buffer as every result set has it: behind the capacity there is room for the terminator, and
 // behind that zeros.
 class HandBuiltSet {
@@ -121,7 +118,7 @@ int fuzzWalkers(const uint8_t* data, size_t size) {
     if ((choices & 2) != 0) {
         copyAndWalk(set.get());
     }
-    if ((choices & kDump) == kDump) {
+    if (world.wantsDumps()) {
         dumpResultSet(set.get());
     }
     return depth;
