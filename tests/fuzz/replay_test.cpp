@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,10 @@
 #include "temporary_file.h"
 
 namespace fuzz_test {
+
+static std::ostream& operator<<(std::ostream& stream, const FuzzTarget& target) {
+    return stream << target.name;
+}
 
 namespace {
 
