@@ -67,8 +67,9 @@ set(documentation_folder ${CMAKE_INSTALL_DATAROOTDIR}/doc/zulstats64)
 if(PROJECT_IS_TOP_LEVEL)
     set(documentation_folder ${CMAKE_INSTALL_DOCDIR})
 endif()
-install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${documentation_folder} COMPONENT zulstats_documentation)
-install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${documentation_folder} COMPONENT zulstats_documentation
-    OPTIONAL)
+foreach(document README CHANGELOG CONTRIBUTING SECURITY)
+    install(FILES ${PROJECT_SOURCE_DIR}/${document}.md DESTINATION ${documentation_folder}
+        COMPONENT zulstats_documentation)
+endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${documentation_folder} COMPONENT zulstats_documentation
     FILES_MATCHING PATTERN *.md)

@@ -28,7 +28,7 @@ Options:
   --host HOST         name or numeric address of the gateway's host (default: 127.0.0.1)
   --port PORT         port of the gateway (default: 2980)
   --format FORMAT     table or json (default: table)
-  --timeout SECONDS   give up after that time; 0 waits without limit (default: 90)
+  --timeout SECONDS   give up after that time; 0 waits as the library does (default: 90)
   --trace-level N     trace the library, from 0 (nothing) to 5 (everything), to standard error
   --trace-file FILE   append the trace to this file instead; needs --trace-level
   --version           show the versions of the program and of the library's interface
