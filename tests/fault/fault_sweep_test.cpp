@@ -174,20 +174,16 @@ std::map<std::string, int64_t> recordedFloors() {
     return floors;
 }
 
-// The points of this program's sweeps, told at its end.
+int64_t totalPoints = 0;
+
+// Tells the points of this program's sweeps at its end.
 class Total : public testing::Environment {
   public:
-    static void add(int64_t points) {
-        points_ += points;
-    }
     void TearDown() override {
-        if (points_ > 0) {
-            std::printf("[  POINTS  ] %lld in all\n", static_cast<long long>(points_));
+        if (totalPoints > 0) {
+            std::printf("[  POINTS  ] %lld in all\n", static_cast<long long>(totalPoints));
         }
     }
-
-  private:
-    static inline int64_t points_ = 0;
 };
 
 testing::Environment* const kTotal = testing::AddGlobalTestEnvironment(new Total);
@@ -207,7 +203,7 @@ class FaultSweep : public testing::TestWithParam<Scenario> {
         const std::string name = GetParam().name + "/" + sweep;
         std::printf("[  POINTS  ] %s\t%lld\n", name.c_str(), static_cast<long long>(points));
         RecordProperty("points", static_cast<int>(points));
-        Total::add(points);
+        totalPoints += points;
         const std::map<std::string, int64_t> floors = recordedFloors();
         ASSERT_EQ(floors.count(name), 1U) << "fault_points.tsv has no such sweep";
         EXPECT_GE(points, floors.at(name)) << "fewer points than recorded in fault_points.tsv";
