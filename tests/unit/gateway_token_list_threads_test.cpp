@@ -61,10 +61,13 @@ class GtlThreads : public unit_test::GtlTest {
         stop = true;
         thread.join();
     }
+    // An open token of this thread's, unless another thread has closed it by now.
     static GatewayToken* chainedToken() {
         GatewayToken* const token = unit_test::newToken();
         EXPECT_EQ(chainGatewayToken(token), 0);
-        EXPECT_TRUE(stapi::settleToken(token));
+        TokenHold opening;
+        opening.adoptOpening(token);
+        opening.end();
         return token;
     }
 };
