@@ -344,4 +344,4 @@ ZULSTATS64_API int32_t dumpResultSet(ResultSetToken* rsPtr);
 }
 #endif
 
-#endif /* ZULSTATS64_H */
+#endif
