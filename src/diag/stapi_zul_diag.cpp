@@ -45,7 +45,7 @@ void writeOut(TextSink* sink) {
 // Nothing that becomes of a write reaches the caller: neither an error nor a signal, nor the thread's cancellation.
 void flushToStream(TextSink* sink) {
     const platform::CancellationHold cancellationHold;
-    const platform::WriteSignalHold signalHold;
+    const platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
     writeOut(sink);
 }
 
@@ -55,7 +55,7 @@ TextSink streamSink(std::FILE* stream, char* block, size_t capacity) {
 
 void finishLine(TextSink* sink) {
     const platform::CancellationHold cancellationHold;
-    const platform::WriteSignalHold signalHold;
+    const platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
     writeOut(sink);
     std::fflush(static_cast<std::FILE*>(sink->destination));
 }

@@ -98,16 +98,18 @@ class CancellationHold {
     int32_t stateBefore_;
 };
 
-// Keeps the calling thread from the signals that a failing write to a stream raises, for a scope.
-class WriteSignalHold {
+// For a scope in which the thread writes to a stream: keeps it from the signals that a failing write raises, and, where
+// appending is not one step of the system, other processes that hold this too from writing to the file in between. A
+// process that stays in its scope for long does not hold the others up.
+class StreamWriteHold {
   public:
-    WriteSignalHold();
-    ~WriteSignalHold();
-    WriteSignalHold(const WriteSignalHold&) = delete;
-    WriteSignalHold& operator=(const WriteSignalHold&) = delete;
+    explicit StreamWriteHold(std::FILE* stream);
+    ~StreamWriteHold();
+    StreamWriteHold(const StreamWriteHold&) = delete;
+    StreamWriteHold& operator=(const StreamWriteHold&) = delete;
 
   private:
-    alignas(16) unsigned char maskBefore_[128];
+    alignas(16) unsigned char stateBefore_[128];
 };
 
 // From now on every fork calls these: before it, and behind it in the parent and in the child. On a system without

@@ -253,10 +253,10 @@ CancellationHold::~CancellationHold() {
     stateBefore_ = 0;
 }
 
-WriteSignalHold::WriteSignalHold() : maskBefore_() {}
+StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_() {}
 
-WriteSignalHold::~WriteSignalHold() {
-    maskBefore_[0] = 0;
+StreamWriteHold::~StreamWriteHold() {
+    stateBefore_[0] = 0;
 }
 
 void watchForks(void (*)(), void (*)(), void (*)()) {}

@@ -106,16 +106,16 @@ CancellationHold::~CancellationHold() {
     pthread_setcancelstate(stateBefore_, &held);
 }
 
-WriteSignalHold::WriteSignalHold() : maskBefore_() {
-    static_assert(sizeof(sigset_t) <= sizeof maskBefore_);
-    auto* const before = new (maskBefore_) sigset_t;
+StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_() {
+    static_assert(sizeof(sigset_t) <= sizeof stateBefore_);
+    auto* const before = new (stateBefore_) sigset_t;
     const sigset_t raised = writeSignals();
     pthread_sigmask(SIG_BLOCK, &raised, before);
 }
 
 // A signal that the caller has blocked by itself, and that may have been waiting before, is left waiting.
-WriteSignalHold::~WriteSignalHold() {
-    const auto* const before = std::launder(reinterpret_cast<const sigset_t*>(maskBefore_));
+StreamWriteHold::~StreamWriteHold() {
+    const auto* const before = std::launder(reinterpret_cast<const sigset_t*>(stateBefore_));
     sigset_t waiting;
     sigemptyset(&waiting);
     sigpending(&waiting);

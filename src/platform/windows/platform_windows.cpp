@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <io.h>
 #include <malloc.h>
 #include <share.h>
 #include <sys/timeb.h>
@@ -65,6 +66,12 @@ void keepFromChildren(SOCKET socket) {
     SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
 }
 
+OVERLAPPED rangeBehindTheEnd() {
+    OVERLAPPED range = {};
+    range.OffsetHigh = 0x7FFFFFFF;
+    return range;
+}
+
 void describe(int32_t error, char* text, size_t size) {
     if (size > 0) {
         const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
@@ -91,14 +98,41 @@ void stopSocketLayer() {
     WSACleanup();
 }
 
-// Threads are not cancelled, writes raise no signals, and there are no forks.
+// Threads are not cancelled, and there are no forks.
 CancellationHold::CancellationHold() : stateBefore_(0) {}
 
 CancellationHold::~CancellationHold() = default;
 
-WriteSignalHold::WriteSignalHold() : maskBefore_() {}
+// The runtime library appends in two steps, seek and write; a range far behind any end stands for the file meanwhile.
+StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_() {
+    constexpr int kMostAttempts = 50;  // a millisecond each
+    HANDLE file = INVALID_HANDLE_VALUE;
+    const int descriptor = _fileno(stream);
+    if (descriptor >= 0) {
+        file = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+    }
+    bool isHeld = false;
+    bool isHeldByAnother = file != INVALID_HANDLE_VALUE;
+    for (int attempt = 0; attempt < kMostAttempts && isHeldByAnother; ++attempt) {
+        OVERLAPPED range = rangeBehindTheEnd();
+        isHeld = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
+        isHeldByAnother = !isHeld && GetLastError() == ERROR_LOCK_VIOLATION;
+        if (isHeldByAnother) {
+            Sleep(1);
+        }
+    }
+    const HANDLE held = isHeld ? file : INVALID_HANDLE_VALUE;
+    std::memcpy(stateBefore_, &held, sizeof held);
+}
 
-WriteSignalHold::~WriteSignalHold() = default;
+StreamWriteHold::~StreamWriteHold() {
+    HANDLE held = INVALID_HANDLE_VALUE;
+    std::memcpy(&held, stateBefore_, sizeof held);
+    if (held != INVALID_HANDLE_VALUE) {
+        OVERLAPPED range = rangeBehindTheEnd();
+        UnlockFileEx(held, 0, 1, 0, &range);
+    }
+}
 
 void watchForks(void (*)(), void (*)(), void (*)()) {}
 
