@@ -179,7 +179,7 @@ TEST_F(TokenLife, TokenAbandonedInTheMiddleOfItsRemovalIsReleasedWithItsContents
     GatewayToken* const token = chained();
     TokenHold hold;
     ASSERT_EQ(hold.beginQuery(token), 0);
-    EXPECT_EQ(hold.remove([this, token] { EXPECT_EQ(takenByAnotherThread(token), Taking::abandoned); }),
+    EXPECT_EQ(hold.remove([token] { EXPECT_EQ(takenByAnotherThread(token), Taking::abandoned); }),
               STAPI_RC_TOKEN_NOT_FOUND);
     EXPECT_EQ(hold.token(), nullptr);
 }
