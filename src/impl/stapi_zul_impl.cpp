@@ -26,28 +26,36 @@ std::atomic<int32_t> stapiInitialised{0};
 
 // A fork copies this process with one thread alone, whatever the others are at. It is made while no other thread holds
 // a lock of the library, so that what the locks guard is whole in the child, and the child gets locks of its own.
-thread_local bool isListLockHeld = false;
-thread_local bool isTraceLockHeld = false;
+// Each lock's flag names the thread that holds it for a fork; 0 is no thread.
+std::atomic<uint32_t> listLockForker{0};
+std::atomic<uint32_t> traceLockForker{0};
 
-bool holdIfInitialised(LockRecord* lockPtr) {
-    return lockState(lockPtr) == kLockInitialised && requestLock(lockPtr) == 0;
+void holdForFork(LockRecord* lockPtr, std::atomic<uint32_t>* forker) {
+    if (lockState(lockPtr) == kLockInitialised && requestLock(lockPtr) == 0) {
+        forker->store(platform::currentThreadId(), std::memory_order_relaxed);
+    }
+}
+
+void releaseAfterFork(LockRecord* lockPtr, std::atomic<uint32_t>* forker) {
+    if (forker->load(std::memory_order_relaxed) == platform::currentThreadId()) {
+        forker->store(0, std::memory_order_relaxed);
+        releaseLock(lockPtr);
+    }
 }
 
 void holdLocksForFork() {
-    isListLockHeld = holdIfInitialised(&gtlLock);
-    isTraceLockHeld = holdIfInitialised(&traceLock);
+    holdForFork(&gtlLock, &listLockForker);
+    holdForFork(&traceLock, &traceLockForker);
 }
 
 void releaseLocksInParent() {
-    if (isTraceLockHeld) {
-        releaseLock(&traceLock);
-    }
-    if (isListLockHeld) {
-        releaseLock(&gtlLock);
-    }
+    releaseAfterFork(&traceLock, &traceLockForker);
+    releaseAfterFork(&gtlLock, &listLockForker);
 }
 
 void renewLocksInChild() {
+    listLockForker.store(0, std::memory_order_relaxed);
+    traceLockForker.store(0, std::memory_order_relaxed);
     renewLock(&traceLock);
     renewLock(&gtlLock);
     if (stapiInitialised.load(std::memory_order_acquire) != 1) {
