@@ -25,8 +25,8 @@ namespace {
 
 constexpr std::chrono::seconds kMostProcessorTime{10};
 #if defined(BUILT_WITH_SANITIZERS)
-// AddressSanitizer keeps a byte of its own for every eight of a block, also of what was merely announced, and a query has
-// two blocks of up to 2 GiB.
+// AddressSanitizer keeps a byte of its own for every eight of a block, also of what was merely announced, and a query
+// has two blocks of up to 2 GiB.
 constexpr int64_t kMostMemory = int64_t{64 + 512} << 20;
 #else
 constexpr int64_t kMostMemory = int64_t{64} << 20;
