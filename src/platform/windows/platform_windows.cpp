@@ -105,7 +105,8 @@ CancellationHold::~CancellationHold() = default;
 
 // The runtime library appends in two steps, seek and write; a range far behind any end stands for the file meanwhile.
 StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_() {
-    constexpr int kMostAttempts = 50;  // a millisecond each
+    constexpr ULONGLONG kMostMilliseconds = 1000;
+    const ULONGLONG begin = GetTickCount64();
     HANDLE file = INVALID_HANDLE_VALUE;
     const int descriptor = _fileno(stream);
     if (descriptor >= 0) {
@@ -113,7 +114,7 @@ StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_() {
     }
     bool isHeld = false;
     bool isHeldByAnother = file != INVALID_HANDLE_VALUE;
-    for (int attempt = 0; attempt < kMostAttempts && isHeldByAnother; ++attempt) {
+    while (isHeldByAnother && GetTickCount64() - begin < kMostMilliseconds) {
         OVERLAPPED range = rangeBehindTheEnd();
         isHeld = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
         isHeldByAnother = !isHeld && GetLastError() == ERROR_LOCK_VIOLATION;
