@@ -229,8 +229,13 @@ SocketResult sendBytes(int32_t socket, const void* data, size_t size) {
 }
 
 SocketResult waitReadable(int32_t socket) {
-    fd_set readable = setOf(nativeSocket(socket));
-    const SocketResult selected = fromCall(select(0, &readable, nullptr, nullptr, nullptr));
+    // In slices: a wait that begins in the very moment of the socket's shutdown may miss it, and the next one does not.
+    SocketResult selected = {0, 0};
+    while (selected.value == 0) {
+        fd_set readable = setOf(nativeSocket(socket));
+        timeval oneSecond = {1, 0};
+        selected = fromCall(select(0, &readable, nullptr, nullptr, &oneSecond));
+    }
     return isCutOff(selected) ? SocketResult{1, 0} : selected;
 }
 
