@@ -99,8 +99,8 @@ class CancellationHold {
 };
 
 // For a scope in which the thread writes to a stream: keeps it from the signals that a failing write raises, and, where
-// appending is not one step of the system, other processes that hold this too from writing to the file in between. A
-// process that stays in its scope for long does not hold the others up.
+// appending is not one step of the system, other processes that hold this too from writing to the file in between. One
+// that stays in its scope for long holds up each line of the others for a second at most.
 class StreamWriteHold {
   public:
     explicit StreamWriteHold(std::FILE* stream);

@@ -4,15 +4,12 @@
 #include <malloc.h>
 #include <signal.h>
 
-#if __has_include(<sanitizer/lsan_interface.h>)
-#include <sanitizer/lsan_interface.h>
-#endif
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
 #include "forked_posix.h"
+#include "leaves_trace_name_posix.h"
 #include "relay_posix.h"
 #include "system_fixture.h"
 #include "trace_text.h"
@@ -20,6 +17,7 @@
 namespace system_test {
 
 using test_support::GatewaySim;
+using test_support::LeavesTraceName;
 
 class HygienePosix : public SystemTest {};
 
@@ -59,33 +57,6 @@ size_t openDescriptors() {
     closedir(folder);
     return count;
 }
-
-#if defined(__SANITIZE_ADDRESS__)
-#define WITH_LEAK_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define WITH_LEAK_SANITIZER 1
-#endif
-#endif
-
-// While it lives, what this thread allocates may stay behind: an instance that was used leaves the name of its trace
-// destination to the end of the process.
-class LeavesTraceName {
-  public:
-#if defined(WITH_LEAK_SANITIZER)
-    LeavesTraceName() {
-        __lsan_disable();
-    }
-    ~LeavesTraceName() {
-        __lsan_enable();
-    }
-#else
-    LeavesTraceName() {}
-    ~LeavesTraceName() {}
-#endif
-    LeavesTraceName(const LeavesTraceName&) = delete;
-    LeavesTraceName& operator=(const LeavesTraceName&) = delete;
-};
 
 // A second instance of the library, loaded from a copy of its file: the program's own stays loaded throughout.
 class LoadedLibrary {
