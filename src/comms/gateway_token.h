@@ -43,13 +43,7 @@ namespace stapi {
 constexpr const char* kGatewayEyecatcher = "ZULGWTOK";
 constexpr size_t kProtocolVersionArea = 64;  // what the area is made with; a longer text gets a larger one
 
-enum ConnectionStatus : int32_t {
-    kConnectionCreated = 0,
-    kConnectionOpen = 1,
-    kConnectionFailed = 2,
-    kConnectionCloseFailed = 3,
-    kConnectionClosed = 4
-};
+enum class ConnectionStatus : int32_t { created = 0, open = 1, failed = 2, closeFailed = 3, closed = 4 };
 
 }  // namespace stapi
 

@@ -61,7 +61,8 @@ void endConnection(GatewayToken* token) {
     const bool isMine = idsEqual(callingOwner().pid, token->owningPid) != 0;
     if (token->socket >= 0 && isMine) {
         const int32_t closeRc = closeConnection(&token->socket);
-        token->connStatus = closeRc != 0 ? kConnectionCloseFailed : kConnectionClosed;
+        token->connStatus =
+            static_cast<int32_t>(closeRc != 0 ? ConnectionStatus::closeFailed : ConnectionStatus::closed);
     } else if (token->socket >= 0) {
         platform::closeSocket(token->socket);
     }
@@ -184,7 +185,7 @@ GatewayToken* allocateToken(int32_t port) {
     } else {
         std::memcpy(token->eyecatcher, kGatewayEyecatcher, sizeof token->eyecatcher);
         token->port = port;
-        token->connStatus = kConnectionCreated;
+        token->connStatus = static_cast<int32_t>(ConnectionStatus::created);
         token->socket = platform::kNoSocket;
         getPidTid(&token->owningPid, &token->owningTid);
     }
@@ -511,7 +512,7 @@ int32_t openStatsSocket(GatewayToken* gwTokPtr, const char* hostname, int32_t po
                 hostname == nullptr ? "NULL" : hostname, port);
     int32_t socket = platform::kNoSocket;
     const int32_t connectRc = connectToGateway(port, hostname, &socket, gwTokPtr);
-    noteConnectionStatus(gwTokPtr, connectRc == STAPI_RC_OK ? kConnectionOpen : kConnectionFailed);
+    noteConnectionStatus(gwTokPtr, connectRc == STAPI_RC_OK ? ConnectionStatus::open : ConnectionStatus::failed);
     if (connectRc == STAPI_RC_OK) {
         TRACE_EVENT(2003, "stapi_zul_gwytok.openStatsSocket() Connected to Gateway %s:%u - socketDescriptor(%d)\n",
                     hostname, static_cast<uint32_t>(port), socket);

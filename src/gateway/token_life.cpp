@@ -181,7 +181,7 @@ void noteSocket(GatewayToken* token, int32_t socket) {
 
 void noteConnectionStatus(GatewayToken* token, ConnectionStatus status) {
     const LockScope scope(&gtlLock);
-    token->connStatus = status;
+    token->connStatus = static_cast<int32_t>(status);
 }
 
 void storeQueryResult(GatewayToken* token, char* buffer, int32_t bufferLen, bool resetOwner) {
