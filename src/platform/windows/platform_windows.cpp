@@ -61,6 +61,15 @@ bool isCutOff(const SocketResult& result) {
     return result.value < 0 && (result.error == WSA_OPERATION_ABORTED || result.error == WSAESHUTDOWN);
 }
 
+// Whether another thread has cut the socket off, and nothing of the daemon's is there to be read.
+bool isCutOffByNow(int32_t socket) {
+    char next = 0;
+    setNonBlocking(socket, true);
+    const SocketResult peeked = fromCall(recv(nativeSocket(socket), &next, sizeof next, MSG_PEEK));
+    setNonBlocking(socket, false);
+    return isCutOff(peeked);
+}
+
 // Sockets of the library are not inherited by child programs.
 void keepFromChildren(SOCKET socket) {
     SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
@@ -229,14 +238,16 @@ SocketResult sendBytes(int32_t socket, const void* data, size_t size) {
 }
 
 SocketResult waitReadable(int32_t socket) {
-    // In slices: a wait that begins in the very moment of the socket's shutdown may miss it, and the next one does not.
+    // In slices: a wait that begins in the very moment of the socket's shutdown may not be woken, nor any later one.
     SocketResult selected = {0, 0};
-    while (selected.value == 0) {
+    bool isOver = false;
+    while (!isOver) {
         fd_set readable = setOf(nativeSocket(socket));
         timeval oneSecond = {1, 0};
         selected = fromCall(select(0, &readable, nullptr, nullptr, &oneSecond));
+        isOver = selected.value != 0 || isCutOffByNow(socket);
     }
-    return isCutOff(selected) ? SocketResult{1, 0} : selected;
+    return selected.value == 0 || isCutOff(selected) ? SocketResult{1, 0} : selected;
 }
 
 SocketResult receiveBytes(int32_t socket, void* data, size_t size) {
