@@ -96,7 +96,7 @@ int32_t getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr) {
 }
 
 int32_t getNextId(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    return walk<kGetNextId>(rsPtr, idDataPtr);
+    return stapi::takePlainStep(rsPtr, idDataPtr) ? STAPI_RC_OK : walk<kGetNextId>(rsPtr, idDataPtr);
 }
 
 int32_t getFirstStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
@@ -104,5 +104,5 @@ int32_t getFirstStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
 }
 
 int32_t getNextStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    return walk<kGetNextStat>(rsPtr, statDataPtr);
+    return stapi::takePlainStep(rsPtr, statDataPtr) ? STAPI_RC_OK : walk<kGetNextStat>(rsPtr, statDataPtr);
 }

@@ -6,6 +6,7 @@
 #include "comms/stapi_zul_statcomms.h"
 #include "diag/heap_blocks.h"
 #include "diag/stapi_zul_diag.h"
+#include "resultset/result_set_writer.h"
 
 namespace stapi {
 
@@ -23,9 +24,10 @@ constexpr size_t kSerialVersion = 8;         // of a class
 constexpr size_t kClassEnd = 5;
 constexpr size_t kClassRest = kSerialVersion + kClassEnd;
 constexpr size_t kEndOfObject = 1;
-constexpr size_t kStatisticObjectStart = 2;  // the tags of object and class description
-constexpr size_t kStatisticEnd = 2;          // the end of its data; then the next object's tag, or the response's end
-constexpr size_t kLongBlockHighLength = 2;   // the upper half of a long block's length
+constexpr size_t kStatisticObjectStart = 2;    // the tags of object and class description
+constexpr int32_t kStatisticLengthFields = 4;  // those of the id and of the value
+constexpr size_t kStatisticEnd = 2;            // the end of its data; then the next object's tag, or the response's end
+constexpr size_t kLongBlockHighLength = 2;     // the upper half of a long block's length
 
 constexpr size_t kShortBlockLengthBytes = 1;
 constexpr size_t kLongBlockLengthBytes = 4;
@@ -89,6 +91,22 @@ void putChars(ReplyParser* parser, const uint8_t* text, int32_t count) {
     }
 }
 
+// Whether nothing is traced of what is handed on text by text, so that it need not be handed on field by field.
+bool isHandedOnSilently() {
+    return !isTraceOn(TraceWord::entry);
+}
+
+bool hasRoomFor(const ReplyParser& parser, int64_t count) {
+    return parser.written + count <= *parser.capacity;
+}
+
+void putLengthAndText(ReplyParser* parser, const uint8_t* text, int32_t length) {
+    const auto lengthWord = static_cast<uint32_t>(length);
+    writeAtCursor(&parser->cursor, &lengthWord, sizeof lengthWord);
+    writeAtCursor(&parser->cursor, text, lengthWord);
+    parser->written += lengthTextSize(length);
+}
+
 // The number of responses, which is only there when the flag before it says so.
 uint32_t readResponseCount(ReplyParser* parser) {
     return readU8OrZero(&parser->reader) == kMultiResponse ? readU32(&parser->reader) : 1;
@@ -142,13 +160,29 @@ int32_t passQueryElement(ReplyParser* parser) {
     return queryRc;
 }
 
+// Hands on a text at once when all of it is there, and room for it; false, with nothing done, when it takes passText.
+bool passWholeText(ReplyParser* parser) {
+    WireReader reader = parser->reader;
+    const int32_t length = readU16(&reader);
+    const uint8_t* const text = readBytes(&reader, static_cast<size_t>(length));
+    const bool isWhole = !reader.overrun && hasRoomFor(*parser, lengthTextSize(length));
+    if (isWhole) {
+        putLengthAndText(parser, text, length);
+        parser->reader = reader;
+    }
+    return isWhole;
+}
+
 void passIds(ReplyParser* parser, uint32_t responseIndex) {
     const uint32_t count = readU32(&parser->reader);
     TRACE_DEBUG(2227, "stapi_zul_statcomms.parseIdsData reading %d IDs for result %d\n", static_cast<int32_t>(count),
                 static_cast<int32_t>(responseIndex));
     putInteger(parser, count);
+    const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isIntact(*parser); ++index) {
-        passText(parser);
+        if (!isSilent || parser->growthRc != STAPI_RC_OK || !passWholeText(parser)) {
+            passText(parser);
+        }
     }
 }
 
@@ -247,8 +281,35 @@ void passValue(ReplyParser* parser, bool isLongBlock, int32_t roomInBlock) {
     skipBytes(&parser->reader, kStatisticEnd);
 }
 
+// Hands on a statistic at once when it stands in one block, all of it is there, and room for it; false, with nothing
+// done, when it takes passStatistic.
+bool passWholeStatistic(ReplyParser* parser) {
+    WireReader reader = parser->reader;
+    skipBytes(&reader, kClassEnd);
+    const bool isLongBlock = readU8(&reader) == kTagLongBlock;
+    int32_t chunkLength = INT32_MAX;
+    if (isLongBlock) {
+        chunkLength = readLongBlockLength(&reader);
+    } else {
+        skipBytes(&reader, kShortBlockLengthBytes);
+    }
+    // A negative length is a size beyond any end.
+    const int32_t idLength = readI16(&reader);
+    const uint8_t* const id = readBytes(&reader, static_cast<size_t>(idLength));
+    const int32_t dataLength = readI16(&reader);
+    const uint8_t* const data = readBytes(&reader, static_cast<size_t>(dataLength));
+    skipBytes(&reader, kStatisticEnd);
+    const bool isWhole = !reader.overrun && dataLength <= chunkLength - idLength - kStatisticLengthFields &&
+                         hasRoomFor(*parser, lengthTextSize(idLength) + lengthTextSize(dataLength));
+    if (isWhole) {
+        putLengthAndText(parser, id, idLength);
+        putLengthAndText(parser, data, dataLength);
+        parser->reader = reader;
+    }
+    return isWhole;
+}
+
 void passStatistic(ReplyParser* parser) {
-    constexpr int32_t kLengthFields = 4;  // those of the id and of the value
     WireReader* const reader = &parser->reader;
     skipBytes(reader, kClassEnd);
     const uint8_t tag = readU8OrZero(reader);
@@ -268,7 +329,7 @@ void passStatistic(ReplyParser* parser) {
     putInteger(parser, static_cast<uint32_t>(idLength));
     passBytes(parser, idLength);
     if (isIntact(*parser)) {
-        passValue(parser, tag == kTagLongBlock, chunkLength - idLength - kLengthFields);
+        passValue(parser, tag == kTagLongBlock, chunkLength - idLength - kStatisticLengthFields);
     }
 }
 
@@ -280,8 +341,11 @@ void passStatistics(ReplyParser* parser, uint32_t responseIndex) {
     skipBytes(&parser->reader, kStatisticObjectStart);
     skipText(&parser->reader);
     skipBytes(&parser->reader, kSerialVersion);
+    const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isGoingWell(*parser); ++index) {
-        passStatistic(parser);
+        if (!isSilent || !passWholeStatistic(parser)) {
+            passStatistic(parser);
+        }
     }
     TRACE_DEBUG(2240, "stapi_zul_statcomms.parseStatsData running total of parsed data = %d bytes \n",
                 static_cast<int32_t>(parser->written));

@@ -2,6 +2,7 @@
 #ifndef ZULSTATS_IMPL_STAPI_ZUL_IMPL_H
 #define ZULSTATS_IMPL_STAPI_ZUL_IMPL_H
 
+#include <atomic>
 #include <cstdint>
 
 #include "api/zulstats64.h"
@@ -16,6 +17,12 @@ extern char apiVersion[];
 // an earlier attempt got half-way. After a failure the trace level stays 1 and a later call tries again. Takes no lock.
 int32_t stapiInit();
 
+// Whether stapiInit has set the library up.
+extern std::atomic<int32_t> stapiInitialised;
+inline bool isStarted() {
+    return stapiInitialised.load(std::memory_order_acquire) == 1;
+}
+
 // What happens when the library is loaded into a process and unloaded from it.
 void libraryLoaded();
 void libraryUnloading();
@@ -25,6 +32,13 @@ void libraryUnloading();
 // or the string has more than 32,765 characters (*outputPtr is unchanged).
 int32_t dup2ASCIIString(const char* dataPtr, char** outputPtr);
 int32_t dup2NativeString(const char* dataPtr, char** outputPtr);
+
+// The next step of a walk where it is the usual one, in a few instructions: the set's walk has begun and the calling
+// thread may walk it, the step finds an entry, and nothing of it is to be traced. Fills the record, moves the token's
+// position and returns true. False, with nothing changed, when anything is otherwise or amiss (the pointers may be
+// null); the full step then finds out what.
+bool takePlainStep(ResultSetToken* rsPtr, IdData* idDataPtr);
+bool takePlainStep(ResultSetToken* rsPtr, StatData* statDataPtr);
 
 // One step of a walk over a result set, which holds ids or statistics as the function's name says. Fills the record and
 // moves the token's position. 0; -113 the end, or a step that would leave the buffer: record and token are unchanged.

@@ -2,6 +2,9 @@
 // both only when it succeeds. The end is found by the terminator; the counts in the buffer serve the trace, and tell
 // where a query element's entries end.
 //
+// At the levels at which nothing of a step is traced, most steps are plain ones: they read in place and write what they
+// found.
+//
 // All four walkers take the same step; each is an instance of the templates below with the trace points of its own.
 #include <cstring>
 
@@ -318,6 +321,105 @@ StepOutcome takeNextStep(ResultSetToken* rsPtr, Record* record) {
     return StepOutcome::entry;
 }
 
+// The query element that a plain step is in.
+struct PlainElement {
+    const char* text;
+    uint32_t length;
+    int32_t rc;
+    int32_t entries;
+    int32_t nextEntry;  // 1-based
+};
+
+// The query element that the walk is in, or the one that begins at its position. False when that is no element with
+// entries.
+bool findPlainElement(const ResultSetToken* rsPtr, ResultSetReader* reader, PlainElement* element) {
+    bool isFound = true;
+    if (rsPtr->elementResultIndex != 0) {
+        *element = {rsPtr->queryElementPtr, rsPtr->queryElementLen, rsPtr->queryElementRC, rsPtr->elementResultCount,
+                    rsPtr->elementResultIndex};
+    } else {
+        uint32_t rc = 0;
+        uint32_t entries = 0;
+        isFound = readWord(reader, &element->length) && element->length != kTerminator &&
+                  readText(reader, element->length, &element->text) && readWord(reader, &rc) &&
+                  readWord(reader, &entries);
+        element->rc = static_cast<int32_t>(rc);
+        element->entries = static_cast<int32_t>(entries);
+        element->nextEntry = 1;
+    }
+    return isFound && element->rc >= 0 && element->entries != 0;
+}
+
+// The texts of an entry: the id's length has been read.
+struct PlainEntry {
+    uint32_t idLength;
+    const char* id;
+    uint32_t valueLength;
+    const char* value;
+};
+
+bool readPlainEntry(ResultSetReader* reader, PlainEntry* entry, const IdData*) {
+    return readText(reader, entry->idLength, &entry->id);
+}
+
+bool readPlainEntry(ResultSetReader* reader, PlainEntry* entry, const StatData*) {
+    return readText(reader, entry->idLength, &entry->id) &&
+           readLengthAndText(reader, &entry->valueLength, &entry->value);
+}
+
+void fillTexts(const PlainEntry& entry, IdData* record) {
+    record->idLen = entry.idLength;
+    record->idPtr = entry.id;
+}
+
+void fillTexts(const PlainEntry& entry, StatData* record) {
+    record->statIdLen = entry.idLength;
+    record->statIdPtr = entry.id;
+    record->statValueLen = entry.valueLength;
+    record->statValuePtr = entry.value;
+}
+
+// Moves the walk behind an entry of the element, which begins with that entry unless the walk was in it already.
+void commitPlainStep(const ResultSetReader& reader, const PlainElement& element, ResultSetToken* rsPtr) {
+    if (rsPtr->elementResultIndex == 0) {
+        rsPtr->queryElementPtr = element.text;
+        rsPtr->queryElementLen = element.length;
+        rsPtr->queryElementRC = element.rc;
+        rsPtr->elementResultCount = element.entries;
+    }
+    const bool isLast = element.nextEntry >= element.entries;
+    rsPtr->elementResultIndex = isLast ? 0 : element.nextEntry + 1;
+    rsPtr->queryIndex += isLast ? 1 : 0;
+    storeDataCursor(rsPtr, readerCursor(reader));
+}
+
+// Whether the calling thread may walk this set, its walk has begun, and nothing would be traced of a step.
+template <ResultSetContent content>
+bool isReadyForPlainStep(const ResultSetToken* rsPtr) {
+    return !isTraceOn(TraceWord::event) && isStarted() && rsPtr->queryIndex != 0 &&
+           resultSetContent(rsPtr) == content && isForCaller(rsPtr);
+}
+
+template <ResultSetContent content, typename Record>
+bool takePlainStepOver(ResultSetToken* rsPtr, Record* record) {
+    if (rsPtr == nullptr || record == nullptr || !isReadyForPlainStep<content>(rsPtr)) {
+        return false;
+    }
+    ResultSetReader reader = readerAtCursor(rsPtr);
+    PlainElement element = {};
+    PlainEntry entry = {};
+    if (!findPlainElement(rsPtr, &reader, &element) || !readWord(&reader, &entry.idLength) ||
+        entry.idLength == kTerminator || !readPlainEntry(&reader, &entry, record)) {
+        return false;
+    }
+    commitPlainStep(reader, element, rsPtr);
+    record->queryElementPtr = element.text;
+    record->queryElementLen = element.length;
+    record->queryElementRC = element.rc;
+    fillTexts(entry, record);
+    return true;
+}
+
 int32_t codeOf(StepOutcome outcome) {
     return outcome == StepOutcome::entry ? STAPI_RC_OK : STAPI_RC_END_OF_DATA;
 }
@@ -327,6 +429,14 @@ int32_t isAtEnd(StepOutcome outcome) {
 }
 
 }  // namespace
+
+bool takePlainStep(ResultSetToken* rsPtr, IdData* idDataPtr) {
+    return takePlainStepOver<ResultSetContent::ids>(rsPtr, idDataPtr);
+}
+
+bool takePlainStep(ResultSetToken* rsPtr, StatData* statDataPtr) {
+    return takePlainStepOver<ResultSetContent::statistics>(rsPtr, statDataPtr);
+}
 
 int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
     TRACE_ENTRY(1043, "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));

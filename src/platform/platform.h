@@ -105,11 +105,16 @@ class StreamWriteHold {
   public:
     explicit StreamWriteHold(std::FILE* stream);
     ~StreamWriteHold();
+    // A write in this scope has failed: the signal that this may have raised goes with the scope.
+    void noteFailure() {
+        hasFailed_ = true;
+    }
     StreamWriteHold(const StreamWriteHold&) = delete;
     StreamWriteHold& operator=(const StreamWriteHold&) = delete;
 
   private:
     alignas(16) unsigned char stateBefore_[128];
+    bool hasFailed_;
 };
 
 // From now on every fork calls these: before it, and behind it in the parent and in the child. On a system without
@@ -134,6 +139,13 @@ void yieldThread();
 
 uint32_t currentProcessId();
 uint32_t currentThreadId();
+
+// Both at once.
+struct ThreadIdentity {
+    uint32_t process;
+    uint32_t thread;
+};
+ThreadIdentity callingThread();
 
 struct LocalTime {
     std::tm calendar;

@@ -41,7 +41,7 @@ struct Exchange {
     uint8_t* const request;
     uint8_t* data;
     int32_t length;
-    stapi::HeaderRecord header;
+    stapi::HeaderRecord header = {};
     stapi::ReasonsBlock reasons = {};
 };
 

@@ -113,7 +113,7 @@ CancellationHold::CancellationHold() : stateBefore_(0) {}
 CancellationHold::~CancellationHold() = default;
 
 // The runtime library appends in two steps, seek and write; a range far behind any end stands for the file meanwhile.
-StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_() {
+StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_(), hasFailed_(false) {
     constexpr ULONGLONG kMostMilliseconds = 1000;
     const ULONGLONG begin = GetTickCount64();
     HANDLE file = INVALID_HANDLE_VALUE;
@@ -294,6 +294,10 @@ uint32_t currentProcessId() {
 
 uint32_t currentThreadId() {
     return GetCurrentThreadId();
+}
+
+ThreadIdentity callingThread() {
+    return {GetCurrentProcessId(), GetCurrentThreadId()};
 }
 
 LocalTime currentLocalTime() {
