@@ -1,11 +1,15 @@
 // What a client takes besides time; scripts/bench runs it and reads the line that it prints.
-//   bench_cost reply SHAPE                                      bytes of the reply to a query
-//   bench_cost calls FILE PORT SHAPE QUERIES                    queries, and walks over what they bring
-//   bench_cost floor - PORT SHAPE QUERIES                       the same with bare exchanges
-//   bench_cost memory FILE PORT SHAPE CONNECTIONS               the same on so many connections
-//   bench_cost equal FILE PORT SHAPE                            the library's buffer and the limit's, byte by byte
-// FILE is the library; for equal it is the module with its parsers. A SHAPE is one of statistics, as stats:1000x10, or
-// of ids. Allocations are counted when the allocation counter is loaded before all other libraries.
+//   bench_cost MODE FILE PORT SHAPE N
+//     reply               bytes of the reply to a query
+//     calls               N queries, and walks over what they bring
+//     floor               the same with bare exchanges
+//     memory              queries and walks on N connections
+//     equal               compares the library's buffer with the limit's, byte by byte
+//     parse, limit-parse  parses one reply N times, for a counter of instructions
+//     walk, limit-walk    walks one result set N times
+// FILE is the library; for equal and parse it is the module with its parsers. A SHAPE is one of statistics, as
+// stats:1000x10, or of ids. What a mode does not need may be "-". Allocations are counted when the allocation counter
+// is loaded before all other libraries.
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -72,7 +76,7 @@ void runQueries(int32_t queries, Query query) {
 void runLibrary(const std::string& file, int32_t port, const Shape& shape, int32_t queries) {
     const Library library(file);
     Connection connection(library, port);
-    runQueries(queries, [&] { connection.queryAndWalk(shape); });
+    runQueries(queries, [&] { bench::requireEntries(connection.queryAndWalk(shape), shape); });
 }
 
 void runFloor(int32_t port, const Shape& shape, int32_t queries) {
@@ -122,37 +126,104 @@ void measureMemory(const std::string& file, int32_t port, const Shape& shape, in
     std::printf("private %zu peak %zu\n", privateAfter - privateBefore, peak - residentBefore);
 }
 
+class ParsedByLibrary {
+  public:
+    explicit ParsedByLibrary(const std::string& file) : inside_(file), buffer_(inside_.makeBuffer(&capacity_)) {}
+    ~ParsedByLibrary() {
+        inside_.releaseBuffer(buffer_);
+    }
+    ParsedByLibrary(const ParsedByLibrary&) = delete;
+    ParsedByLibrary& operator=(const ParsedByLibrary&) = delete;
+
+    void parse(Content content, const bench::Bytes& payload) {
+        const auto parser = content == Content::stats ? inside_.parseStats : inside_.parseIds;
+        bench::require(parser(payload.data(), payload.size(), &buffer_, &capacity_), "the library's parser");
+    }
+
+    // Whether its first bytes are these.
+    bool beginsWith(const char* bytes, size_t size) const {
+        return size <= static_cast<size_t>(capacity_) + sizeof(uint32_t) && std::memcmp(buffer_, bytes, size) == 0;
+    }
+
+  private:
+    bench::Inside inside_;
+    int32_t capacity_ = 0;
+    char* buffer_;
+};
+
 void compare(const std::string& file, const Shape& shape) {
-    const bench::Inside inside(file);
     const bench::Bytes payload = bench::replyPayload(shape);
     bench::LimitResult limit;
     limit.parse(shape.content, payload.data(), payload.size());
-    int32_t capacity = 0;
-    char* buffer = inside.makeBuffer(&capacity);
-    const auto parse = shape.content == Content::stats ? inside.parseStats : inside.parseIds;
-    bench::require(parse(payload.data(), payload.size(), &buffer, &capacity), "the library's parser");
-    const LimitSet& set = limit.set();
-    const bool isEqual = set.size <= static_cast<size_t>(capacity) + sizeof(uint32_t) &&
-                         std::memcmp(set.buffer, buffer, set.size) == 0 && limit.walk(shape.content) == shape.count;
-    std::printf("equal %d bytes %zu\n", isEqual ? 1 : 0, set.size);
-    inside.releaseBuffer(buffer);
+    bench::requireEntries(limit.walk(shape.content), shape);
+    ParsedByLibrary library(file);
+    library.parse(shape.content, payload);
+    const bool isEqual = library.beginsWith(limit.set().buffer, limit.set().size);
+    std::printf("equal %d bytes %zu\n", isEqual ? 1 : 0, limit.set().size);
 }
 
-void run(const std::vector<std::string>& words) {
-    const std::string& mode = words.at(0);
-    if (mode == "reply") {
-        const size_t size = bench::queryExchanges(shapeOf(words.at(1))).back().bodySize;
-        std::printf("reply %zu\n", size);
-    } else if (mode == "equal") {
-        compare(words.at(1), shapeOf(words.at(3)));
-    } else if (mode == "calls") {
-        runLibrary(words.at(1), std::stoi(words.at(2)), shapeOf(words.at(3)), std::stoi(words.at(4)));
-    } else if (mode == "floor") {
-        runFloor(std::stoi(words.at(2)), shapeOf(words.at(3)), std::stoi(words.at(4)));
-    } else if (mode == "memory") {
-        measureMemory(words.at(1), std::stoi(words.at(2)), shapeOf(words.at(3)), std::stoi(words.at(4)));
+void parseAgain(const std::string& file, const Shape& shape, int32_t times) {
+    const bench::Bytes payload = bench::replyPayload(shape);
+    ParsedByLibrary library(file);
+    for (int32_t index = 0; index < times; ++index) {
+        library.parse(shape.content, payload);
+    }
+}
+
+void walkAgain(const std::string& file, int32_t port, const Shape& shape, int32_t times) {
+    const Library library(file);
+    Connection connection(library, port);
+    ResultSetToken* const resultSet = connection.query(shape);
+    for (int32_t index = 0; index < times; ++index) {
+        bench::walk(library, shape.content, resultSet);
+    }
+}
+
+void useLimitAgain(const Shape& shape, int32_t parses, int32_t walks) {
+    const bench::Bytes payload = bench::replyPayload(shape);
+    bench::LimitResult limit;
+    for (int32_t index = 0; index < parses; ++index) {
+        limit.parse(shape.content, payload.data(), payload.size());
+    }
+    for (int32_t index = 0; index < walks; ++index) {
+        limit.walk(shape.content);
+    }
+}
+
+struct Words {
+    std::string mode;
+    std::string file;
+    int32_t port;
+    Shape shape;
+    int32_t count;
+};
+
+Words wordsOf(const std::vector<std::string>& words) {
+    const auto number = [](const std::string& text) { return text == "-" ? 0 : std::stoi(text); };
+    return {words.at(0), words.at(1), number(words.at(2)), shapeOf(words.at(3)), number(words.at(4))};
+}
+
+void run(const Words& words) {
+    if (words.mode == "reply") {
+        std::printf("reply %zu\n", bench::queryExchanges(words.shape).back().bodySize);
+    } else if (words.mode == "equal") {
+        compare(words.file, words.shape);
+    } else if (words.mode == "calls") {
+        runLibrary(words.file, words.port, words.shape, words.count);
+    } else if (words.mode == "floor") {
+        runFloor(words.port, words.shape, words.count);
+    } else if (words.mode == "memory") {
+        measureMemory(words.file, words.port, words.shape, words.count);
+    } else if (words.mode == "parse") {
+        parseAgain(words.file, words.shape, words.count);
+    } else if (words.mode == "walk") {
+        walkAgain(words.file, words.port, words.shape, words.count);
+    } else if (words.mode == "limit-parse") {
+        useLimitAgain(words.shape, words.count, 0);
+    } else if (words.mode == "limit-walk") {
+        useLimitAgain(words.shape, 1, words.count);
     } else {
-        throw std::invalid_argument(mode + " is no mode; the file bench/cost.cpp names them");
+        throw std::invalid_argument(words.mode + " is no mode; the file bench/cost.cpp names them");
     }
 }
 
@@ -160,7 +231,7 @@ void run(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
     try {
-        run(std::vector<std::string>(argv + 1, argv + argc));
+        run(wordsOf(std::vector<std::string>(argv + 1, argv + argc)));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bench_cost: %s\n", error.what());
         return 2;

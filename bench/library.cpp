@@ -72,6 +72,12 @@ void require(int32_t rc, const char* call) {
     }
 }
 
+void requireEntries(uint32_t entries, const Shape& shape) {
+    if (entries != shape.count) {
+        failBenchmark("the number of entries", static_cast<int32_t>(entries));
+    }
+}
+
 Connection::Connection(const Library& library, int32_t port) : library_(library) {
     char* version = nullptr;
     require(library.openGatewayConnection(port, &token_, &version), "openGatewayConnection");

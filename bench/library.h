@@ -57,6 +57,9 @@ struct Inside {
 // Ends the program unless the code of a call is 0.
 void require(int32_t rc, const char* call);
 
+// Ends the program unless a walk has met as many entries as the shape has.
+void requireEntries(uint32_t entries, const Shape& shape);
+
 // An open connection of the calling thread.
 class Connection {
   public:

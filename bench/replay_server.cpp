@@ -1,6 +1,7 @@
 // Answers every request with bytes that were prepared beforehand, for any number of connections in one thread. Whoever
 // asks for a shape for the first time waits for its preparation.
-//   replay_server [--cpu N]     prints "listening on PORT" and serves until its standard input ends
+//   replay_server [--cpu N]     prints "listening on PORT" and serves until its standard input ends; then it prints how
+//                               many requests that differ from each other it has seen
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -74,6 +75,10 @@ class Server {
                 isServing = handle(ready[index].data.fd);
             }
         }
+    }
+
+    size_t differentRequests() const {
+        return replies_.size();
     }
 
   private:
@@ -172,6 +177,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: replay_server [--cpu N]\n");
         return 2;
     }
-    Server(listenOnLoopback()).serve();
+    Server server(listenOnLoopback());
+    server.serve();
+    std::printf("requests %zu\n", server.differentRequests());
     return 0;
 }
