@@ -1,12 +1,8 @@
 /* The ids of the calling process and thread, asked of the system once for each thread. */
-#ifndef ZULSTATS_BENCH_THREAD_IDENTITY_H
-#define ZULSTATS_BENCH_THREAD_IDENTITY_H
+#ifndef ZULSTATS_BENCH_POSIX_THREAD_IDENTITY_H
+#define ZULSTATS_BENCH_POSIX_THREAD_IDENTITY_H
 
 #include <stdint.h>
-
-#ifdef __cplusplus
-extern "C" {
-#endif
 
 extern __thread uint32_t knownThread;
 extern uint32_t knownProcess;
@@ -25,9 +21,5 @@ static inline uint32_t currentProcess(void) {
     }
     return knownProcess;
 }
-
-#ifdef __cplusplus
-}
-#endif
 
 #endif
