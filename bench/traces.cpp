@@ -5,7 +5,8 @@
 
 #include <cerrno>
 #include <fstream>
-#include <iterator>
+#include <string>
+#include <vector>
 
 #include "bare_socket.h"
 #include "benchmarks.h"
@@ -71,9 +72,14 @@ void writeBare(benchmark::State& state, const std::vector<std::string>& texts) {
     TraceToFile::emptyWorkFile();
 }
 
+// Whose lines are written: the floor writes those of the library.
+const Library& tracedLibrary(const Spec& spec) {
+    return libraryOf(spec.contender == Contender::floor ? Contender::library : spec.contender);
+}
+
 template <typename Call>
 void traceCalls(benchmark::State& state, const Spec& spec, int32_t level, Call call) {
-    const Library& library = libraryOf(Contender::library);
+    const Library& library = tracedLibrary(spec);
     const std::vector<std::string> lines = linesOf(library, level, call);
     if (lines.empty()) {
         failBenchmark("a trace without lines", level);
@@ -91,14 +97,14 @@ void traceCalls(benchmark::State& state, const Spec& spec, int32_t level, Call c
 
 // A whole walk at trace level N.
 void traceLine(benchmark::State& state, const Spec& spec) {
-    const Library& library = libraryOf(Contender::library);
+    const Library& library = tracedLibrary(spec);
     Connection connection(library, settings.port);
     ResultSetToken* const resultSet = connection.query(spec.shape);
     traceCalls(state, spec, spec.n, [&] { walk(library, spec.shape.content, resultSet); });
 }
 
 void dump(benchmark::State& state, const Spec& spec) {
-    const Library& library = libraryOf(Contender::library);
+    const Library& library = tracedLibrary(spec);
     Connection connection(library, settings.port);
     ResultSetToken* const resultSet = connection.query(spec.shape);
     traceCalls(state, spec, 0, [&] { require(library.dumpResultSet(resultSet), "dumpResultSet"); });
