@@ -198,9 +198,19 @@ struct Words {
     int32_t count;
 };
 
+int32_t numberOf(const std::string& text) {
+    const auto number = bench::numberFromText(text == "-" ? "0" : text, INT32_MAX);
+    if (!number) {
+        throw std::invalid_argument(text + " is no number");
+    }
+    return static_cast<int32_t>(*number);
+}
+
 Words wordsOf(const std::vector<std::string>& words) {
-    const auto number = [](const std::string& text) { return text == "-" ? 0 : std::stoi(text); };
-    return {words.at(0), words.at(1), number(words.at(2)), shapeOf(words.at(3)), number(words.at(4))};
+    if (words.size() != 5) {
+        throw std::invalid_argument("usage: bench_cost MODE FILE PORT SHAPE N");
+    }
+    return {words[0], words[1], numberOf(words[2]), shapeOf(words[3]), numberOf(words[4])};
 }
 
 void run(const Words& words) {

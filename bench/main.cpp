@@ -3,7 +3,6 @@
 //   bench_client --port=N [--library=FILE] [--inside=FILE] [--untraced=FILE] [--other=FILE] [--other-inside=FILE]
 //                [--empty=FILE] [--work-file=FILE] [--benchmark_...] NAME...
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -30,6 +29,8 @@ const Module& loaded(std::map<Contender, std::unique_ptr<Module>>* modules,
     }
     return *module;
 }
+
+constexpr uint32_t kLargestN = 10000;
 
 const std::map<std::string_view, Contender> kContenders = {{"floor", Contender::floor},
                                                            {"limit", Contender::limit},
@@ -59,11 +60,11 @@ Spec specOf(const std::string& name) {
         refuse(name);
     }
     const auto shape = shapeFromText(parts[2] == "stats" ? Content::stats : Content::ids, parts[3]);
-    const int32_t n = std::atoi(parts[4].c_str());
-    if (!shape || n < 1) {
+    const auto n = numberFromText(parts[4], kLargestN);
+    if (!shape || n.value_or(0) < 1) {
         refuse(name);
     }
-    return {parts[0], kContenders.at(parts[1]), *shape, n};
+    return {parts[0], kContenders.at(parts[1]), *shape, static_cast<int32_t>(*n)};
 }
 
 void addBenchmark(const Kinds& kinds, const std::string& name) {
@@ -94,7 +95,7 @@ bool takeSetting(const std::string& argument) {
         {"--work-file", &settings.workFile},
     };
     if (name == "--port") {
-        settings.port = std::atoi(value.c_str());
+        settings.port = static_cast<int32_t>(numberFromText(value, UINT16_MAX).value_or(0));
         return true;
     }
     const auto text = texts.find(name);

@@ -39,10 +39,10 @@ int32_t check(int32_t result, const char* what) {
     return result;
 }
 
-void pinTo(int32_t cpu) {
+void pinTo(uint32_t processor) {
     cpu_set_t set;
     CPU_ZERO(&set);
-    CPU_SET(static_cast<size_t>(cpu), &set);
+    CPU_SET(processor, &set);
     check(sched_setaffinity(0, sizeof set, &set), "cannot use the processor that --cpu names");
 }
 
@@ -171,11 +171,14 @@ int32_t listenOnLoopback() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 3 && std::string_view(argv[1]) == "--cpu") {
-        pinTo(std::atoi(argv[2]));
-    } else if (argc != 1) {
-        std::fprintf(stderr, "usage: replay_server [--cpu N]\n");
-        return 2;
+    if (argc != 1) {
+        const bool isPinned = argc == 3 && std::string_view(argv[1]) == "--cpu";
+        const auto processor = bench::numberFromText(isPinned ? argv[2] : "", CPU_SETSIZE - 1);
+        if (!processor) {
+            std::fprintf(stderr, "usage: replay_server [--cpu N]\n");
+            return 2;
+        }
+        pinTo(*processor);
     }
     Server server(listenOnLoopback());
     server.serve();

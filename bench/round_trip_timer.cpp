@@ -3,7 +3,6 @@
 //                                             KIND CONTENDER COUNT NANOSECONDS
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 
 #include "floor_client.h"
 #include "limit_set.h"
@@ -15,6 +14,7 @@ using bench::Shape;
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kValueLength = 10;
+constexpr uint32_t kMostStatistics = 1000000;
 constexpr std::chrono::milliseconds kMeasured(100);
 constexpr int32_t kCallsBetweenLooks = 8;
 
@@ -65,14 +65,19 @@ void measure(const bench::Library& library, int32_t port, const Shape& shape) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 4) {
+    const auto port = bench::numberFromText(argc < 4 ? "" : argv[2], UINT16_MAX);
+    if (!port) {
         std::fprintf(stderr, "usage: round_trip_timer LIBRARY PORT COUNT...\n");
         return 2;
     }
     const bench::Library library(argv[1]);
     for (int index = 3; index < argc; ++index) {
-        measure(library, std::atoi(argv[2]),
-                {Content::stats, static_cast<uint32_t>(std::atoi(argv[index])), kValueLength});
+        const auto count = bench::numberFromText(argv[index], kMostStatistics);
+        if (!count) {
+            std::fprintf(stderr, "round_trip_timer: %s is no number of statistics\n", argv[index]);
+            return 2;
+        }
+        measure(library, static_cast<int32_t>(*port), {Content::stats, *count, kValueLength});
     }
     return 0;
 }

@@ -10,14 +10,14 @@ namespace {
 constexpr uint32_t kMostEntries = 1000000;
 constexpr uint32_t kLongestValue = 32767;
 
+}  // namespace
+
 std::optional<uint32_t> numberFromText(std::string_view text, uint32_t most) {
     uint32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const bool isNumber = error == std::errc() && end == text.data() + text.size() && number <= most;
     return isNumber ? std::optional(number) : std::nullopt;
 }
-
-}  // namespace
 
 std::string shapeText(const Shape& shape) {
     return std::to_string(shape.count) + "x" + std::to_string(shape.valueLength);

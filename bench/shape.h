@@ -19,6 +19,9 @@ struct Shape {
     uint32_t valueLength;  // of statistics; not looked at for ids
 };
 
+// A decimal number of at most this much, and nothing else.
+std::optional<uint32_t> numberFromText(std::string_view text, uint32_t most);
+
 std::string shapeText(const Shape& shape);
 std::optional<Shape> shapeFromText(Content content, std::string_view text);
 
