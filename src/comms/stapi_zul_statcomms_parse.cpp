@@ -96,17 +96,6 @@ bool isHandedOnSilently() {
     return !isTraceOn(TraceWord::entry);
 }
 
-bool hasRoomFor(const ReplyParser& parser, int64_t count) {
-    return parser.written + count <= *parser.capacity;
-}
-
-void putLengthAndText(ReplyParser* parser, const uint8_t* text, int32_t length) {
-    const auto lengthWord = static_cast<uint32_t>(length);
-    writeAtCursor(&parser->cursor, &lengthWord, sizeof lengthWord);
-    writeAtCursor(&parser->cursor, text, lengthWord);
-    parser->written += lengthTextSize(length);
-}
-
 // The number of responses, which is only there when the flag before it says so.
 uint32_t readResponseCount(ReplyParser* parser) {
     return readU8OrZero(&parser->reader) == kMultiResponse ? readU32(&parser->reader) : 1;
@@ -160,17 +149,29 @@ int32_t passQueryElement(ReplyParser* parser) {
     return queryRc;
 }
 
-// Hands on a text at once when all of it is there, and room for it; false, with nothing done, when it takes passText.
-bool passWholeText(ReplyParser* parser) {
+// Hands on texts for as long as they are whole and there is room for them; as passWholeStatistics.
+uint32_t passWholeTexts(ReplyParser* parser, uint32_t most) {
     WireReader reader = parser->reader;
-    const int32_t length = readU16(&reader);
-    const uint8_t* const text = readBytes(&reader, static_cast<size_t>(length));
-    const bool isWhole = !reader.overrun && hasRoomFor(*parser, lengthTextSize(length));
-    if (isWhole) {
-        putLengthAndText(parser, text, length);
-        parser->reader = reader;
+    char* cursor = parser->cursor;
+    int64_t room = *parser->capacity - parser->written;
+    uint32_t passed = 0;
+    bool isWhole = true;
+    while (isWhole && passed < most) {
+        WireReader ahead = reader;
+        const int32_t length = readU16(&ahead);
+        const uint8_t* const text = readBytes(&ahead, static_cast<size_t>(length));
+        isWhole = !ahead.overrun && lengthTextSize(length) <= room;
+        if (isWhole) {
+            cursor = writeLengthAndText(cursor, text, length);
+            room -= lengthTextSize(length);
+            reader = ahead;
+            ++passed;
+        }
     }
-    return isWhole;
+    parser->written = *parser->capacity - room;
+    parser->cursor = cursor;
+    parser->reader = reader;
+    return passed;
 }
 
 void passIds(ReplyParser* parser, uint32_t responseIndex) {
@@ -180,7 +181,8 @@ void passIds(ReplyParser* parser, uint32_t responseIndex) {
     putInteger(parser, count);
     const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isIntact(*parser); ++index) {
-        if (!isSilent || parser->growthRc != STAPI_RC_OK || !passWholeText(parser)) {
+        index += isSilent && isGoingWell(*parser) ? passWholeTexts(parser, count - index) : 0;
+        if (index < count) {
             passText(parser);
         }
     }
@@ -281,32 +283,62 @@ void passValue(ReplyParser* parser, bool isLongBlock, int32_t roomInBlock) {
     skipBytes(&parser->reader, kStatisticEnd);
 }
 
-// Hands on a statistic at once when it stands in one block, all of it is there, and room for it; false, with nothing
-// done, when it takes passStatistic.
-bool passWholeStatistic(ReplyParser* parser) {
-    WireReader reader = parser->reader;
-    skipBytes(&reader, kClassEnd);
-    const bool isLongBlock = readU8(&reader) == kTagLongBlock;
-    int32_t chunkLength = INT32_MAX;
-    if (isLongBlock) {
-        chunkLength = readLongBlockLength(&reader);
+// A statistic that stands in one block, and all of it is there.
+struct WholeStatistic {
+    int32_t idLength;
+    const uint8_t* id;
+    int32_t dataLength;
+    const uint8_t* data;
+};
+
+// False when it is not of that kind; the reader then stands anywhere.
+bool readWholeStatistic(WireReader* reader, WholeStatistic* found) {
+    WireReader head = readPart(reader, kClassEnd + sizeof(uint8_t));
+    skipBytes(&head, kClassEnd);
+    int32_t roomInBlock = INT32_MAX;
+    if (readU8(&head) == kTagLongBlock) {
+        WireReader lengths = readPart(reader, kLongBlockLengthBytes + sizeof(int16_t));
+        roomInBlock = readLongBlockLength(&lengths);
+        found->idLength = readI16(&lengths);
     } else {
-        skipBytes(&reader, kShortBlockLengthBytes);
+        WireReader lengths = readPart(reader, kShortBlockLengthBytes + sizeof(int16_t));
+        skipBytes(&lengths, kShortBlockLengthBytes);
+        found->idLength = readI16(&lengths);
     }
     // A negative length is a size beyond any end.
-    const int32_t idLength = readI16(&reader);
-    const uint8_t* const id = readBytes(&reader, static_cast<size_t>(idLength));
-    const int32_t dataLength = readI16(&reader);
-    const uint8_t* const data = readBytes(&reader, static_cast<size_t>(dataLength));
-    skipBytes(&reader, kStatisticEnd);
-    const bool isWhole = !reader.overrun && dataLength <= chunkLength - idLength - kStatisticLengthFields &&
-                         hasRoomFor(*parser, lengthTextSize(idLength) + lengthTextSize(dataLength));
-    if (isWhole) {
-        putLengthAndText(parser, id, idLength);
-        putLengthAndText(parser, data, dataLength);
-        parser->reader = reader;
+    found->id = readBytes(reader, static_cast<size_t>(found->idLength));
+    found->dataLength = readI16(reader);
+    found->data = readBytes(reader, static_cast<size_t>(found->dataLength));
+    skipBytes(reader, kStatisticEnd);
+    return !reader->overrun && found->dataLength <= roomInBlock - found->idLength - kStatisticLengthFields;
+}
+
+// Hands on statistics for as long as they are whole and there is room for them, at most that many; their number. What
+// it works on stands in registers meanwhile, because a reply may hold many thousands.
+uint32_t passWholeStatistics(ReplyParser* parser, uint32_t most) {
+    WireReader reader = parser->reader;
+    char* cursor = parser->cursor;
+    int64_t room = *parser->capacity - parser->written;
+    uint32_t passed = 0;
+    bool isWhole = true;
+    while (isWhole && passed < most) {
+        WireReader ahead = reader;
+        WholeStatistic found;
+        isWhole = readWholeStatistic(&ahead, &found);
+        const int64_t size = isWhole ? lengthTextSize(found.idLength) + lengthTextSize(found.dataLength) : 0;
+        isWhole = isWhole && size <= room;
+        if (isWhole) {
+            cursor = writeLengthAndText(cursor, found.id, found.idLength);
+            cursor = writeLengthAndText(cursor, found.data, found.dataLength);
+            room -= size;
+            reader = ahead;
+            ++passed;
+        }
     }
-    return isWhole;
+    parser->written = *parser->capacity - room;
+    parser->cursor = cursor;
+    parser->reader = reader;
+    return passed;
 }
 
 void passStatistic(ReplyParser* parser) {
@@ -343,7 +375,8 @@ void passStatistics(ReplyParser* parser, uint32_t responseIndex) {
     skipBytes(&parser->reader, kSerialVersion);
     const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isGoingWell(*parser); ++index) {
-        if (!isSilent || !passWholeStatistic(parser)) {
+        index += isSilent ? passWholeStatistics(parser, count - index) : 0;
+        if (index < count) {
             passStatistic(parser);
         }
     }

@@ -33,13 +33,6 @@ void libraryUnloading();
 int32_t dup2ASCIIString(const char* dataPtr, char** outputPtr);
 int32_t dup2NativeString(const char* dataPtr, char** outputPtr);
 
-// The next step of a walk where it is the usual one, in a few instructions: the set's walk has begun and the calling
-// thread may walk it, the step finds an entry, and nothing of it is to be traced. Fills the record, moves the token's
-// position and returns true. False, with nothing changed, when anything is otherwise or amiss (the pointers may be
-// null); the full step then finds out what.
-bool takePlainStep(ResultSetToken* rsPtr, IdData* idDataPtr);
-bool takePlainStep(ResultSetToken* rsPtr, StatData* statDataPtr);
-
 // One step of a walk over a result set, which holds ids or statistics as the function's name says. Fills the record and
 // moves the token's position. 0; -113 the end, or a step that would leave the buffer: record and token are unchanged.
 int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr);

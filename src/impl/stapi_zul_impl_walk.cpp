@@ -10,6 +10,7 @@
 
 #include "api/zulstats64.h"
 #include "diag/trace_point.h"
+#include "impl/plain_step.h"
 #include "impl/stapi_zul_impl.h"
 #include "resultset/result_set_reader.h"
 
@@ -321,103 +322,70 @@ StepOutcome takeNextStep(ResultSetToken* rsPtr, Record* record) {
     return StepOutcome::entry;
 }
 
-// The query element that a plain step is in.
+// A query element with entries, as its header says.
 struct PlainElement {
     const char* text;
     uint32_t length;
     int32_t rc;
     int32_t entries;
-    int32_t nextEntry;  // 1-based
 };
 
-// The query element that the walk is in, or the one that begins at its position. False when that is no element with
-// entries.
-bool findPlainElement(const ResultSetToken* rsPtr, ResultSetReader* reader, PlainElement* element) {
-    bool isFound = true;
-    if (rsPtr->elementResultIndex != 0) {
-        *element = {rsPtr->queryElementPtr, rsPtr->queryElementLen, rsPtr->queryElementRC, rsPtr->elementResultCount,
-                    rsPtr->elementResultIndex};
-    } else {
-        uint32_t rc = 0;
-        uint32_t entries = 0;
-        isFound = readWord(reader, &element->length) && element->length != kTerminator &&
-                  readText(reader, element->length, &element->text) && readWord(reader, &rc) &&
-                  readWord(reader, &entries);
-        element->rc = static_cast<int32_t>(rc);
-        element->entries = static_cast<int32_t>(entries);
-        element->nextEntry = 1;
-    }
-    return isFound && element->rc >= 0 && element->entries != 0;
+// Reads the header of a query element; false when that is not there, or is none of an element with entries.
+bool readPlainElement(ResultSetReader* reader, PlainElement* element) {
+    uint32_t rc = 0;
+    uint32_t entries = 0;
+    const bool isThere = readWord(reader, &element->length) && element->length != kTerminator &&
+                         readText(reader, element->length, &element->text) && readWord(reader, &rc) &&
+                         readWord(reader, &entries);
+    element->rc = static_cast<int32_t>(rc);
+    element->entries = static_cast<int32_t>(entries);
+    return isThere && element->rc >= 0 && element->entries != 0;
 }
 
-// The texts of an entry: the id's length has been read.
-struct PlainEntry {
-    uint32_t idLength;
-    const char* id;
-    uint32_t valueLength;
-    const char* value;
-};
-
-bool readPlainEntry(ResultSetReader* reader, PlainEntry* entry, const IdData*) {
-    return readText(reader, entry->idLength, &entry->id);
-}
-
-bool readPlainEntry(ResultSetReader* reader, PlainEntry* entry, const StatData*) {
-    return readText(reader, entry->idLength, &entry->id) &&
-           readLengthAndText(reader, &entry->valueLength, &entry->value);
-}
-
-void fillTexts(const PlainEntry& entry, IdData* record) {
-    record->idLen = entry.idLength;
-    record->idPtr = entry.id;
-}
-
-void fillTexts(const PlainEntry& entry, StatData* record) {
-    record->statIdLen = entry.idLength;
-    record->statIdPtr = entry.id;
-    record->statValueLen = entry.valueLength;
-    record->statValuePtr = entry.value;
-}
-
-// Moves the walk behind an entry of the element, which begins with that entry unless the walk was in it already.
-void commitPlainStep(const ResultSetReader& reader, const PlainElement& element, ResultSetToken* rsPtr) {
-    if (rsPtr->elementResultIndex == 0) {
+// Steps to the first entry of the query element at which the reader stands.
+template <typename Record>
+bool stepIntoPlainElement(ResultSetReader* reader, ResultSetToken* rsPtr, Record* record) {
+    PlainElement element = {};
+    Record found;
+    const bool isPlain = readPlainElement(reader, &element) && readPlainEntry(reader, &found);
+    if (isPlain) {
         rsPtr->queryElementPtr = element.text;
         rsPtr->queryElementLen = element.length;
         rsPtr->queryElementRC = element.rc;
         rsPtr->elementResultCount = element.entries;
+        commitPlainEntry(*reader, 1, element.entries, rsPtr);
+        fillElement(*rsPtr, record);
+        fillEntry(found, record);
     }
-    const bool isLast = element.nextEntry >= element.entries;
-    rsPtr->elementResultIndex = isLast ? 0 : element.nextEntry + 1;
-    rsPtr->queryIndex += isLast ? 1 : 0;
-    storeDataCursor(rsPtr, readerCursor(reader));
+    return isPlain;
 }
 
-// Whether the calling thread may walk this set, its walk has begun, and nothing would be traced of a step.
-template <ResultSetContent content>
-bool isReadyForPlainStep(const ResultSetToken* rsPtr) {
-    return !isTraceOn(TraceWord::event) && isStarted() && rsPtr->queryIndex != 0 &&
-           resultSetContent(rsPtr) == content && isForCaller(rsPtr);
-}
-
-template <ResultSetContent content, typename Record>
-bool takePlainStepOver(ResultSetToken* rsPtr, Record* record) {
-    if (rsPtr == nullptr || record == nullptr || !isReadyForPlainStep<content>(rsPtr)) {
-        return false;
-    }
+template <typename Record>
+bool stepIntoNextElement(ResultSetToken* rsPtr, Record* record) {
     ResultSetReader reader = readerAtCursor(rsPtr);
-    PlainElement element = {};
-    PlainEntry entry = {};
-    if (!findPlainElement(rsPtr, &reader, &element) || !readWord(&reader, &entry.idLength) ||
-        entry.idLength == kTerminator || !readPlainEntry(&reader, &entry, record)) {
-        return false;
+    return stepIntoPlainElement(&reader, rsPtr, record);
+}
+
+// A walk that begins counts its query elements from 1, so the step is taken from there, or not at all.
+template <typename Record>
+bool stepIntoFirstElement(ResultSetToken* rsPtr, Record* record) {
+    ResultSetReader reader = readerAtStart(rsPtr);
+    const char* eyecatcher = nullptr;
+    uint32_t elements = 0;
+    const uint32_t indexBefore = rsPtr->queryIndex;
+    bool isTaken = readText(&reader, kEyecatcherLength, &eyecatcher) && readWord(&reader, &elements) &&
+                   elements != kTerminator && elements != 0;
+    if (isTaken) {
+        rsPtr->queryIndex = 1;
+        isTaken = stepIntoPlainElement(&reader, rsPtr, record);
+        if (isTaken) {
+            rsPtr->queryHeaderCount = elements;
+            takeEyecatcher(rsPtr, record);
+        } else {
+            rsPtr->queryIndex = indexBefore;
+        }
     }
-    commitPlainStep(reader, element, rsPtr);
-    record->queryElementPtr = element.text;
-    record->queryElementLen = element.length;
-    record->queryElementRC = element.rc;
-    fillTexts(entry, record);
-    return true;
+    return isTaken;
 }
 
 int32_t codeOf(StepOutcome outcome) {
@@ -430,12 +398,20 @@ int32_t isAtEnd(StepOutcome outcome) {
 
 }  // namespace
 
-bool takePlainStep(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    return takePlainStepOver<ResultSetContent::ids>(rsPtr, idDataPtr);
+bool stepIntoElement(ResultSetToken* rsPtr, IdData* record) {
+    return stepIntoNextElement(rsPtr, record);
 }
 
-bool takePlainStep(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    return takePlainStepOver<ResultSetContent::statistics>(rsPtr, statDataPtr);
+bool stepIntoElement(ResultSetToken* rsPtr, StatData* record) {
+    return stepIntoNextElement(rsPtr, record);
+}
+
+bool stepIntoSet(ResultSetToken* rsPtr, IdData* record) {
+    return stepIntoFirstElement(rsPtr, record);
+}
+
+bool stepIntoSet(ResultSetToken* rsPtr, StatData* record) {
+    return stepIntoFirstElement(rsPtr, record);
 }
 
 int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {

@@ -146,6 +146,8 @@ struct ThreadIdentity {
     uint32_t thread;
 };
 ThreadIdentity callingThread();
+// Whether these are the ids of the calling thread and of its process.
+bool isCallingThread(uint32_t process, uint32_t thread);
 
 struct LocalTime {
     std::tm calendar;

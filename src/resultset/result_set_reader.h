@@ -40,11 +40,11 @@ inline char* readerCursor(const ResultSetReader& reader) {
 }
 
 // Whether count bytes are there at the position.
-inline bool hasBytes(const ResultSetReader& reader, size_t count) {
+[[gnu::always_inline]] inline bool hasBytes(const ResultSetReader& reader, size_t count) {
     return reader.size - reader.position >= count;
 }
 
-inline bool readWord(ResultSetReader* reader, uint32_t* word) {
+[[gnu::always_inline]] inline bool readWord(ResultSetReader* reader, uint32_t* word) {
     const bool there = hasBytes(*reader, sizeof *word);
     if (there) {
         std::memcpy(word, reader->buffer + reader->position, sizeof *word);
@@ -54,7 +54,7 @@ inline bool readWord(ResultSetReader* reader, uint32_t* word) {
 }
 
 // The address of length bytes, which the position then lies behind.
-inline bool readText(ResultSetReader* reader, uint32_t length, const char** text) {
+[[gnu::always_inline]] inline bool readText(ResultSetReader* reader, uint32_t length, const char** text) {
     const bool there = hasBytes(*reader, length);
     if (there) {
         *text = reader->buffer + reader->position;
@@ -69,7 +69,7 @@ inline void skipTextOrAll(ResultSetReader* reader, uint32_t length) {
 }
 
 // A length word and its text.
-inline bool readLengthAndText(ResultSetReader* reader, uint32_t* length, const char** text) {
+[[gnu::always_inline]] inline bool readLengthAndText(ResultSetReader* reader, uint32_t* length, const char** text) {
     return readWord(reader, length) && readText(reader, *length, text);
 }
 

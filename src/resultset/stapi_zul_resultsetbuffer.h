@@ -108,12 +108,7 @@ int32_t verifyAPIResultSetToken(const ResultSetToken* rsPtr);
 
 // The same as a question, untraced, for a copy too, which is anybody's.
 inline bool isForCaller(const ResultSetToken* rsPtr) {
-    bool isOwn = true;
-    if (rsPtr->owner == OWNER_GATEWAY) {
-        const platform::ThreadIdentity caller = platform::callingThread();
-        isOwn = rsPtr->owningTid == caller.thread && rsPtr->owningPid == caller.process;
-    }
-    return isOwn;
+    return rsPtr->owner != OWNER_GATEWAY || platform::isCallingThread(rsPtr->owningPid, rsPtr->owningTid);
 }
 
 // Writes the token and a hex dump of its buffer to the trace destination, whatever the trace level. 0; -103 (null).

@@ -40,12 +40,13 @@ inline void skipBytes(WireReader* reader, size_t count) {
 // there.
 inline const uint8_t* readBytes(WireReader* reader, size_t count) {
     const uint8_t* bytes = nullptr;
-    if (bytesLeft(*reader) >= count && reader->position <= reader->size) {
+    if (reader->position <= reader->size && reader->size - reader->position >= count) {
         bytes = reader->data + reader->position;
+        reader->position += count;
     } else {
         reader->overrun = true;
+        skipBytes(reader, count);
     }
-    skipBytes(reader, count);
     return bytes;
 }
 
@@ -64,22 +65,41 @@ inline void copyBytes(WireReader* reader, void* target, size_t count) {
     skipBytes(reader, count);
 }
 
-// The value of width bytes, of which those beyond the end are zero.
 template <size_t width>
-uint32_t readUnsigned(WireReader* reader) {
-    uint8_t bytes[width];
-    if (bytesLeft(*reader) >= width) {
-        // A copy of known size is a single load.
-        std::memcpy(bytes, reader->data + reader->position, width);
-        reader->position += width;
-    } else {
-        copyBytes(reader, bytes, width);
-    }
-    uint32_t value = 0;
-    for (const uint8_t byte : bytes) {
-        value = (value << 8) | byte;
+constexpr uint32_t fromBigEndian(const uint8_t* bytes) {
+    uint32_t value = bytes[0];
+    for (size_t index = 1; index < width; ++index) {
+        value = (value << 8) | bytes[index];
     }
     return value;
+}
+
+// The value of width bytes of which some lie beyond the end. Kept out of the way of the others.
+template <size_t width>
+[[gnu::noinline, gnu::cold]] uint32_t readBeyondEnd(WireReader* reader) {
+    uint8_t bytes[width];
+    copyBytes(reader, bytes, width);
+    return fromBigEndian<width>(bytes);
+}
+
+// The value of width bytes, of which those beyond the end are zero.
+template <size_t width>
+[[gnu::always_inline]] inline uint32_t readUnsigned(WireReader* reader) {
+    uint32_t value = 0;
+    if (bytesLeft(*reader) >= width) {
+        value = fromBigEndian<width>(reader->data + reader->position);
+        reader->position += width;
+    } else {
+        value = readBeyondEnd<width>(reader);
+    }
+    return value;
+}
+
+// A reader over the next count bytes, which this one moves behind; an empty one, with overrun set in both, when they
+// are not all there. One look at the end then serves for all the fields in them.
+inline WireReader readPart(WireReader* reader, size_t count) {
+    const uint8_t* const bytes = readBytes(reader, count);
+    return {.data = bytes, .size = bytes == nullptr ? 0 : count, .position = 0, .overrun = bytes == nullptr};
 }
 
 inline uint8_t readU8(WireReader* reader) {

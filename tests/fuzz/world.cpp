@@ -284,6 +284,10 @@ ThreadIdentity callingThread() {
     return {fuzz_test::kSomePid, fuzz_test::kSomePid};
 }
 
+bool isCallingThread(uint32_t process, uint32_t thread) {
+    return process == fuzz_test::kSomePid && thread == fuzz_test::kSomePid;
+}
+
 LocalTime currentLocalTime() {
     LocalTime result = {};
     result.calendar.tm_mday = 1;

@@ -124,6 +124,12 @@ ThreadIdentity learnThread(uint32_t processId) {
     return knownThread;
 }
 
+// The same as isCallingThread when the kept ids do not say so. Kept out of the way.
+[[gnu::noinline]] bool isLearntThread(uint32_t process, uint32_t thread) {
+    const ThreadIdentity caller = callingThread();
+    return process == caller.process && thread == caller.thread;
+}
+
 // The two variants of strerror_r differ in what they return.
 [[maybe_unused]] const char* errorText(int, const char* buffer) {
     return buffer;
@@ -353,6 +359,12 @@ uint32_t currentThreadId() {
 ThreadIdentity callingThread() {
     const uint32_t processId = currentProcessId();
     return knownThread.process == processId ? knownThread : learnThread(processId);
+}
+
+bool isCallingThread(uint32_t process, uint32_t thread) {
+    const bool isKnownThread = process == forkWipedPage.processId.load(std::memory_order_relaxed) &&
+                               process == knownThread.process && thread == knownThread.thread;
+    return isKnownThread || isLearntThread(process, thread);
 }
 
 LocalTime currentLocalTime() {

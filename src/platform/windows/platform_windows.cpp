@@ -300,6 +300,10 @@ ThreadIdentity callingThread() {
     return {GetCurrentProcessId(), GetCurrentThreadId()};
 }
 
+bool isCallingThread(uint32_t process, uint32_t thread) {
+    return thread == GetCurrentThreadId() && process == GetCurrentProcessId();
+}
+
 LocalTime currentLocalTime() {
     __timeb64 now = {};
     _ftime64(&now);
