@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "api/zulstats64.h"
+#include "end_child_posix.h"
 #include "gateway_token_list_fixture.h"
 
 namespace {
@@ -20,7 +21,7 @@ int32_t inAChildProcess(const Action& action) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(kChildLimitInSeconds);
-        _exit(action() + kCodeOffset);
+        test_support::endChild(action() + kCodeOffset);
     }
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
