@@ -169,7 +169,7 @@ std::vector<std::string> with(std::vector<std::string> options, const std::strin
 
 constexpr size_t kHeader = 34;
 constexpr size_t kMostBytes = 2000;
-constexpr size_t kStride = 5;
+constexpr size_t kStride = 9;
 
 }  // namespace
 

@@ -126,6 +126,13 @@ TEST(TextFormat, EveryByteFrom0x80To0x9FStaysAsItIs) {
     EXPECT_EQ(format("<%s>", text.c_str()).text, "<" + text + ">");
 }
 
+TEST(TextFormat, UnknownAndIncompleteConversionsStayAsTheyAre) {
+    const char* volatile unknown = "<%y>";  // volatile, or the compiler would object to it
+    const char* volatile incomplete = "100%-";
+    EXPECT_EQ(format(unknown).text, "<%y>");
+    EXPECT_EQ(format(incomplete).text, "100%-");
+}
+
 TEST(TextFormat, ConversionsInsideAnArgumentAreNotConverted) {
     EXPECT_EQ(format("<%s> %d", "%d%s%n%p", 5).text, "<%d%s%n%p> 5");
 }
