@@ -46,6 +46,18 @@ TEST_F(GtlFork, GatewayTokenIsRefusedInAnotherProcess) {
     EXPECT_EQ(stapi::verifyGatewayToken(token), 0);
 }
 
+// The library that is set up renews its locks in every child.
+TEST_F(GtlFork, LocksOfALibraryThatIsSetUpCanBeTakenInAnotherProcess) {
+    int32_t level = 0;
+    ASSERT_EQ(getAPITraceLevel(&level), STAPI_RC_OK);
+    EXPECT_EQ(inAChildProcess([&] {
+                  const int32_t requested = stapi::requestLock(&stapi::gtlLock);
+                  stapi::releaseLock(&stapi::gtlLock);
+                  return requested == 0 ? setAPITraceLevel(level) : requested;
+              }),
+              STAPI_RC_OK);
+}
+
 TEST_F(GtlFork, ConnectionsResultSetIsRefusedInAnotherProcess) {
     ResultSetToken* const resultSet = chainedWithEmptySet()->connRSToken;
     IdData record = {};
