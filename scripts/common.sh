@@ -42,7 +42,7 @@ require_packages() {
 }
 
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev googletest)
-test_packages=(binutils pkgconf clang libclang-rt-14-dev clang-tidy clang-format)
+test_packages=(binutils pkgconf clang libclang-rt-14-dev clang-tidy clang-format cppcheck)
 bench_packages=(python3 binutils libbenchmark-dev strace valgrind)
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64)
 

@@ -140,6 +140,22 @@ TEST(TextFormat, BytesAbove127StayAsTheyAre) {
     EXPECT_EQ(format("<%s>", "\x80\xC3\xA4\xFF").text, "<\x80\xC3\xA4\xFF>");
 }
 
+// Some terminals take them for commands; they are also parts of UTF-8, and only the latter is decided on.
+TEST(TextFormat, EveryByteFrom0x80To0x9FStaysAsItIs) {
+    std::string text;
+    for (int byte = 0x80; byte <= 0x9F; ++byte) {
+        text.push_back(static_cast<char>(byte));
+    }
+    EXPECT_EQ(format("<%s>", text.c_str()).text, "<" + text + ">");
+}
+
+TEST(TextFormat, UnknownAndIncompleteConversionsStayAsTheyAre) {
+    const char* volatile unknown = "<%y>";  // volatile, or the compiler would object to it
+    const char* volatile incomplete = "100%-";
+    EXPECT_EQ(format(unknown).text, "<%y>");
+    EXPECT_EQ(format(incomplete).text, "100%-");
+}
+
 TEST(TextFormat, ConversionsInsideAnArgumentAreNotConverted) {
     EXPECT_EQ(format("<%s> %d", "%d%s%n%p", 5).text, "<%d%s%n%p> 5");
 }

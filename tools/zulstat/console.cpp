@@ -7,6 +7,7 @@
 namespace zulstat {
 
 bool standardOutputTakesColour() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes a variable of the environment.
     const char* const noColour = std::getenv("NO_COLOR");
     const bool isUnwanted = noColour != nullptr && *noColour != '\0';
     return !isUnwanted && standardOutputIsColourTerminal();

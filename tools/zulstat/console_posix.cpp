@@ -37,6 +37,7 @@ std::optional<std::string> fileNameForLibrary(const std::string& name) {
 }
 
 bool standardOutputIsColourTerminal() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes a variable of the environment.
     const char* const terminal = std::getenv("TERM");
     const bool showsColours = terminal != nullptr && std::strcmp(terminal, "dumb") != 0 && *terminal != '\0';
     return showsColours && ::isatty(STDOUT_FILENO) == 1;

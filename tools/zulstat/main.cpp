@@ -47,6 +47,7 @@ int writeOutput(const std::string& text, const int exitCode) {
         return exitCode;
     }
     if (!outcome.isReaderGone) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody else calls it; the library has its own.
         printError("the output cannot be written: " + std::string(std::strerror(outcome.error)) +
                    ". Is the disk full, or standard output closed?");
     }
