@@ -35,9 +35,9 @@ struct GatewayToken {
     char* protocolVersion;        // the daemon's protocol version; owned
     GatewayToken* nextGwyTokPtr;  // next on the list of connections, or null
     // Behind the record proper.
-    stapi::TokenState state;      // guarded by the list's lock
-    size_t protocolVersionSize;   // size of the protocolVersion area
-    stapi::KeptBlock replyBlock;  // owned
+    stapi::TokenState state;         // guarded by the list's lock
+    size_t protocolVersionSize;      // size of the protocolVersion area
+    stapi::ConnectionMemory memory;  // its blocks are owned
 };
 
 namespace stapi {

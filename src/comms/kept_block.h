@@ -17,6 +17,12 @@ struct KeptBlock {
     int32_t smallReplies;  // in a row, each of which needed a small part of it only
 };
 
+// What a connection keeps for its queries.
+struct ConnectionMemory {
+    KeptBlock reply;
+    size_t resultSetTouched;  // bytes at the start of its result-set buffer that may be other than zero
+};
+
 // Smaller bodies get blocks of their own: those cost next to nothing.
 constexpr size_t kLeastKeptBody = 4096;
 

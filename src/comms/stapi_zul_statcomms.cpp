@@ -98,19 +98,22 @@ int32_t storeVersion(GatewayToken* token, const AdminRequest& admin) {
     return rc;
 }
 
-int32_t parseReply(const char* queryType, const AdminRequest& admin, char** buffer, int32_t* bufferLen) {
+int32_t parseReply(const char* queryType, const AdminRequest& admin, char** buffer, int32_t* bufferLen,
+                   ConnectionMemory* memory) {
     int32_t rc = STAPI_RC_OK;
     const auto dataLength = static_cast<int32_t>(admin.header.dataLength);
     const auto arrived = static_cast<int32_t>(admin.callDataArrived);
     const HexDumpArea payload = {admin.callData, arrived, 0, admin.callDataArrived};
     TRACE_DATA(2230, payload, "stapi_zul_statcomms.statCommsString data=%p len=%d stopword=%8.8X\n", at(admin.callData),
                dataLength, 0);
+    const KnownZeros known = {.arrived = admin.callDataArrived,
+                              .bufferTouched = memory == nullptr ? nullptr : &memory->resultSetTouched};
     if (std::strcmp(queryType, kQueryGetStats) == 0) {
         TRACE_DEBUG(2210, "stapi_zul_statcomms.statCommsString Successfully called the Gateway for Stats\n");
-        rc = parseStatsData(admin.callData, buffer, bufferLen, admin.header.dataLength);
+        rc = parseArrivedStats(admin.callData, buffer, bufferLen, admin.header.dataLength, known);
     } else {
         TRACE_DEBUG(2211, "stapi_zul_statcomms.statCommsString Successfully called the Gateway for IDs\n");
-        rc = parseIdsData(admin.callData, buffer, bufferLen, admin.header.dataLength);
+        rc = parseArrivedIds(admin.callData, buffer, bufferLen, admin.header.dataLength, known);
     }
     return rc;
 }
@@ -153,11 +156,11 @@ int32_t statProtocolVer(GatewayToken* gwTokPtr, ReasonsBlock* reasons) {
 }
 
 int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
-                  KeptBlock* kept) {
+                  ConnectionMemory* memory) {
     TRACE_ENTRY(2206,
                 "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
                 socketDesc, queryType, at(*buffer), *bufferLen, at(reasons));
-    const int32_t rc = statCommsString(socketDesc, queryType, "", buffer, bufferLen, reasons, kept);
+    const int32_t rc = statCommsString(socketDesc, queryType, "", buffer, bufferLen, reasons, memory);
     TRACE_EXIT(
         2207,
         "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p) rc=%d\n",
@@ -166,7 +169,7 @@ int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int3
 }
 
 int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* queryString, char** buffer,
-                        int32_t* bufferLen, ReasonsBlock* reasons, KeptBlock* kept) {
+                        int32_t* bufferLen, ReasonsBlock* reasons, ConnectionMemory* memory) {
     char tracedType[kQueryTypeArea] = {};
     std::memcpy(tracedType, queryType, boundedLength(queryType, sizeof tracedType - 1));
     TRACE_ENTRY(
@@ -174,7 +177,7 @@ int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* q
         "stapi_zul_statcomms.statCommsString(socketDesc=%d, queryType=%s, queryString=%p, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
         socketDesc, tracedType, at(queryString), at(*buffer), *bufferLen, at(reasons));
     AdminRequest admin = {};
-    admin.header.kept = kept;
+    admin.header.kept = memory == nullptr ? nullptr : &memory->reply;
     int32_t rc = getInitAdminRequest(socketDesc, &admin, reasons);
     if (rc == STAPI_RC_OK) {
         TRACE_DEBUG(2209, "stapi_zul_statcomms.statCommsString Successfully init'd the Admin Request\n");
@@ -185,14 +188,14 @@ int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* q
         rc = sendCall(socketDesc, calculateCallLength(&admin), &admin, reasons);
     }
     if (rc == STAPI_RC_OK) {
-        rc = parseReply(queryType, admin, buffer, bufferLen);
+        rc = parseReply(queryType, admin, buffer, bufferLen, memory);
     }
     if (admin.callData != nullptr) {
         TRACE_DEBUG(2212, "stapi_zul_statcomms.statCommsString Free request callData %p\n", at(admin.callData));
         releaseCallData(&admin);
     }
-    if (kept != nullptr) {
-        reviewKeptBlock(kept, admin.callDataArrived);
+    if (memory != nullptr) {
+        reviewKeptBlock(&memory->reply, admin.callDataArrived);
     }
     TRACE_EXIT(
         2213,

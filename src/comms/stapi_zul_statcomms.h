@@ -24,28 +24,45 @@ int32_t getInitAdminRequest(int32_t socketDesc, AdminRequest* admin, ReasonsBloc
 
 // Runs a query and parses its reply into *buffer, a result-set buffer of capacity *bufferLen; both change when the
 // buffer grows, and *buffer is null after a failed growth. queryString is null-terminated. 0; -111; -122 malformed
-// reply or reply without a payload; a code of flowAdminRequest. The reply is received into kept, unless that is null.
+// reply or reply without a payload; a code of flowAdminRequest. memory is the connection's, or null.
 int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* queryString, char** buffer,
-                        int32_t* bufferLen, ReasonsBlock* reasons, KeptBlock* kept = nullptr);
+                        int32_t* bufferLen, ReasonsBlock* reasons, ConnectionMemory* memory = nullptr);
 // The same with an empty query string.
 int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
-                  KeptBlock* kept = nullptr);
+                  ConnectionMemory* memory = nullptr);
 
 // Bytes of the body that follow the call-length field of an invocation, and of a request for an attribute.
 int32_t calculateCallLength(const AdminRequest* admin);
 int32_t calculateGetAttrCallLength(const AdminRequest* admin);
 
-// Parse a reply payload of rawDataSize bytes into *resultSetBuffer, as statCommsString. 0; -111 the buffer could not
-// grow; -122 the payload is malformed or ends too early (the buffer then holds what was read, terminated).
-int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
-                     size_t rawDataSize = kUnboundedPayload);
-int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
-                       size_t rawDataSize = kUnboundedPayload);
+// Where a parser need not look, or write: what of the payload never arrived is zero, and so is the buffer behind what
+// was ever written to it. A result set of which most is zeros then takes no memory for them.
+struct KnownZeros {
+    size_t arrived = SIZE_MAX;        // bytes of the payload that arrived
+    size_t* bufferTouched = nullptr;  // bytes at the start of the buffer that may be other than zero; null: any
+};
 
-// Doubles a buffer and moves the write cursor along. 0; -111: *resultSetBuffer is null, the old buffer is released,
-// capacity and cursor are unchanged.
+// Parse a reply payload of rawDataSize bytes into *resultSetBuffer, as statCommsString. 0; -111 the buffer could not
+// grow; -122 the payload is malformed or ends too early (the buffer then holds what was read, terminated). The first
+// two spare the memory of known zeros.
+int32_t parseArrivedIds(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen, size_t rawDataSize,
+                        const KnownZeros& known);
+inline int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
+                            size_t rawDataSize = kUnboundedPayload) {
+    return parseArrivedIds(rawData, resultSetBuffer, resultSetBufferLen, rawDataSize, {});
+}
+int32_t parseArrivedStats(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
+                          size_t rawDataSize, const KnownZeros& known);
+inline int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
+                              size_t rawDataSize = kUnboundedPayload) {
+    return parseArrivedStats(rawData, resultSetBuffer, resultSetBufferLen, rawDataSize, {});
+}
+
+// Doubles a buffer and moves the write cursor along. Of what is in it, the first content bytes at most are kept; the
+// rest of the new buffer is zero. 0; -111: *resultSetBuffer is null, the old buffer is released, capacity and cursor
+// are unchanged.
 int32_t reallocResultsSetBuffer(char** resultSetBuffer, int32_t* resultSetBufferLen, char** buffer,
-                                int32_t totaldatawritten);
+                                int32_t totaldatawritten, size_t content = SIZE_MAX);
 
 }  // namespace stapi
 

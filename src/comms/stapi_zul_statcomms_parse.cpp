@@ -1,5 +1,6 @@
 // The parsers of the replies. A reply is an object stream that the daemon's runtime has serialised; its descriptions
 // always stand at the same places, so it is walked by position, and only what belongs into the result set is looked at.
+#include <algorithm>
 #include <cstring>
 
 #include "api/zulstats64.h"
@@ -39,16 +40,21 @@ struct ReplyParser {
     int32_t* capacity;
     char* cursor;
     int64_t written;
+    size_t arrived;    // bytes of the reply that are not merely announced
+    size_t touched;    // bytes at the start of the buffer that may be other than zero
     int32_t growthRc;  // of the last growth
     bool malformed;    // bytes that belong into the result set are missing or make no sense
 };
 
-ReplyParser makeReplyParser(const uint8_t* payload, size_t size, char** buffer, int32_t* capacity) {
+ReplyParser makeReplyParser(const uint8_t* payload, size_t size, char** buffer, int32_t* capacity,
+                            const KnownZeros& known) {
     return {.reader = makeWireReader(payload, size),
             .buffer = buffer,
             .capacity = capacity,
             .cursor = nullptr,
             .written = 0,
+            .arrived = known.arrived,
+            .touched = known.bufferTouched == nullptr ? SIZE_MAX : *known.bufferTouched,
             .growthRc = STAPI_RC_OK,
             .malformed = false};
 }
@@ -62,11 +68,29 @@ bool isGoingWell(const ReplyParser& parser) {
     return isIntact(parser) && parser.growthRc == STAPI_RC_OK;
 }
 
+// Whether nothing is traced of what is handed on text by text, so that it need not be handed on field by field.
+bool isHandedOnSilently() {
+    return !isTraceOn(TraceWord::entry);
+}
+
+// Into a fresh block goes what was written, up to the zeros that nobody wrote.
+void grow(ReplyParser* parser) {
+    const size_t content = std::min(parser->touched, static_cast<size_t>(parser->written));
+    parser->growthRc = reallocResultsSetBuffer(parser->buffer, parser->capacity, &parser->cursor,
+                                               static_cast<int32_t>(parser->written), content);
+    parser->touched = content;
+}
+
+// Counts what has been written at the cursor.
+void noteWritten(ReplyParser* parser, int64_t count) {
+    parser->written += count;
+    parser->touched = std::max(parser->touched, static_cast<size_t>(parser->written));
+}
+
 // Makes room for count bytes: one doubling whenever one is enough.
 void reserve(ReplyParser* parser, int64_t count) {
     while (parser->growthRc == STAPI_RC_OK && parser->written + count > *parser->capacity) {
-        parser->growthRc = reallocResultsSetBuffer(parser->buffer, parser->capacity, &parser->cursor,
-                                                   static_cast<int32_t>(parser->written));
+        grow(parser);
     }
 }
 
@@ -76,8 +100,14 @@ void putInteger(ReplyParser* parser, uint32_t value) {
         reserve(parser, sizeof value);
     }
     if (isGoingWell(*parser)) {
-        addInteger(&parser->cursor, value);
-        parser->written += static_cast<int64_t>(sizeof value);
+        if (value == 0 && static_cast<size_t>(parser->written) >= parser->touched && isHandedOnSilently()) {
+            // It is there already.
+            parser->cursor += sizeof value;
+            parser->written += static_cast<int64_t>(sizeof value);
+        } else {
+            addInteger(&parser->cursor, value);
+            noteWritten(parser, sizeof value);
+        }
     }
 }
 
@@ -87,13 +117,8 @@ void putChars(ReplyParser* parser, const uint8_t* text, int32_t count) {
     }
     if (isGoingWell(*parser)) {
         addChars(&parser->cursor, reinterpret_cast<const char*>(text), count);
-        parser->written += count;
+        noteWritten(parser, count);
     }
-}
-
-// Whether nothing is traced of what is handed on text by text, so that it need not be handed on field by field.
-bool isHandedOnSilently() {
-    return !isTraceOn(TraceWord::entry);
 }
 
 // The number of responses, which is only there when the flag before it says so.
@@ -107,13 +132,18 @@ void startResultSet(ReplyParser* parser, const char* eyecatcher, uint32_t respon
     addTerminator(parser->cursor);
     addPlatformChars(&parser->cursor, eyecatcher, kEyecatcherLength);
     addInteger(&parser->cursor, responses);
-    parser->written = static_cast<int64_t>(kEyecatcherLength + sizeof responses);
+    noteWritten(parser, kEyecatcherLength + sizeof responses);
 }
 
 // The terminator always fits: every buffer is larger than its capacity. After a failed growth there is no buffer.
-void finishResultSet(ReplyParser* parser) {
+void finishResultSet(ReplyParser* parser, size_t* bufferTouched) {
     if (*parser->buffer != nullptr) {
         addTerminator(parser->cursor);
+        const size_t behind = static_cast<size_t>(parser->written) + sizeof kTerminator;
+        parser->touched = std::max(parser->touched, behind);
+    }
+    if (bufferTouched != nullptr) {
+        *bufferTouched = *parser->buffer == nullptr ? 0 : parser->touched;
     }
 }
 
@@ -149,9 +179,16 @@ int32_t passQueryElement(ReplyParser* parser) {
     return queryRc;
 }
 
+// A reader over what has arrived. Zeros that are merely announced are left to those who need not write them.
+WireReader arrivedPart(const ReplyParser& parser) {
+    WireReader reader = parser.reader;
+    reader.size = std::min(reader.size, parser.arrived);
+    return reader;
+}
+
 // Hands on texts for as long as they are whole and there is room for them; as passWholeStatistics.
 uint32_t passWholeTexts(ReplyParser* parser, uint32_t most) {
-    WireReader reader = parser->reader;
+    WireReader reader = arrivedPart(*parser);
     char* cursor = parser->cursor;
     int64_t room = *parser->capacity - parser->written;
     uint32_t passed = 0;
@@ -168,9 +205,9 @@ uint32_t passWholeTexts(ReplyParser* parser, uint32_t most) {
             ++passed;
         }
     }
-    parser->written = *parser->capacity - room;
     parser->cursor = cursor;
-    parser->reader = reader;
+    noteWritten(parser, *parser->capacity - room - parser->written);
+    parser->reader.position = reader.position;
     return passed;
 }
 
@@ -316,7 +353,7 @@ bool readWholeStatistic(WireReader* reader, WholeStatistic* found) {
 // Hands on statistics for as long as they are whole and there is room for them, at most that many; their number. What
 // it works on stands in registers meanwhile, because a reply may hold many thousands.
 uint32_t passWholeStatistics(ReplyParser* parser, uint32_t most) {
-    WireReader reader = parser->reader;
+    WireReader reader = arrivedPart(*parser);
     char* cursor = parser->cursor;
     int64_t room = *parser->capacity - parser->written;
     uint32_t passed = 0;
@@ -335,9 +372,9 @@ uint32_t passWholeStatistics(ReplyParser* parser, uint32_t most) {
             ++passed;
         }
     }
-    parser->written = *parser->capacity - room;
     parser->cursor = cursor;
-    parser->reader = reader;
+    noteWritten(parser, *parser->capacity - room - parser->written);
+    parser->reader.position = reader.position;
     return passed;
 }
 
@@ -396,10 +433,11 @@ void passStatsResponse(ReplyParser* parser, uint32_t responseIndex) {
 
 }  // namespace
 
-int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen, size_t rawDataSize) {
+int32_t parseArrivedIds(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen, size_t rawDataSize,
+                        const KnownZeros& known) {
     TRACE_ENTRY(2224, "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
                 at(rawData), at(*resultSetBuffer), *resultSetBufferLen);
-    ReplyParser parser = makeReplyParser(rawData, rawDataSize, resultSetBuffer, resultSetBufferLen);
+    ReplyParser parser = makeReplyParser(rawData, rawDataSize, resultSetBuffer, resultSetBufferLen, known);
     const uint32_t responses = readResponseCount(&parser);
     TRACE_DEBUG(2225, "stapi_zul_statcomms.parseIdsData received %d responses from the Gateway\n",
                 static_cast<int32_t>(responses));
@@ -408,7 +446,7 @@ int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* re
     for (uint32_t index = 0; index < responses && isIntact(parser); ++index) {
         passIdResponse(&parser, index);
     }
-    finishResultSet(&parser);
+    finishResultSet(&parser, known.bufferTouched);
     const int32_t rc = parserResult(parser);
     TRACE_EXIT(2229,
                "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
@@ -416,11 +454,11 @@ int32_t parseIdsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* re
     return rc;
 }
 
-int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
-                       size_t rawDataSize) {
+int32_t parseArrivedStats(const uint8_t* rawData, char** resultSetBuffer, int32_t* resultSetBufferLen,
+                          size_t rawDataSize, const KnownZeros& known) {
     TRACE_ENTRY(2220, "stapi_zul_statcomms.parseStatsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d)\n",
                 at(rawData), at(*resultSetBuffer), *resultSetBufferLen);
-    ReplyParser parser = makeReplyParser(rawData, rawDataSize, resultSetBuffer, resultSetBufferLen);
+    ReplyParser parser = makeReplyParser(rawData, rawDataSize, resultSetBuffer, resultSetBufferLen, known);
     const uint32_t responses = readResponseCount(&parser);
     TRACE_DEBUG(2221, "stapi_zul_statcomms.parseStatsData received %d responses from the Gateway\n",
                 static_cast<int32_t>(responses));
@@ -430,10 +468,9 @@ int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* 
     }
     // This growth's code counts, whatever came before: after a failed growth it makes a new, empty buffer.
     if (isIntact(parser) && *resultSetBufferLen < parser.written + static_cast<int64_t>(sizeof kTerminator)) {
-        parser.growthRc = reallocResultsSetBuffer(resultSetBuffer, resultSetBufferLen, &parser.cursor,
-                                                  static_cast<int32_t>(parser.written));
+        grow(&parser);
     }
-    finishResultSet(&parser);
+    finishResultSet(&parser, known.bufferTouched);
     TRACE_DEBUG(2241, "stapi_zul_statcomms.parseStatsData parsed data total = %d bytes \n",
                 static_cast<int32_t>(parser.written));
     const int32_t rc = parserResult(parser);
@@ -444,7 +481,7 @@ int32_t parseStatsData(const uint8_t* rawData, char** resultSetBuffer, int32_t* 
 }
 
 int32_t reallocResultsSetBuffer(char** resultSetBuffer, int32_t* resultSetBufferLen, char** buffer,
-                                int32_t totaldatawritten) {
+                                int32_t totaldatawritten, size_t content) {
     int32_t rc = STAPI_RC_OK;
     TRACE_ENTRY(
         2244,
@@ -453,8 +490,8 @@ int32_t reallocResultsSetBuffer(char** resultSetBuffer, int32_t* resultSetBuffer
     const int32_t capacity = *resultSetBufferLen;
     char* grown = nullptr;
     if (capacity > 0 && capacity <= INT32_MAX / 2) {
-        grown = static_cast<char*>(
-            enlargeMemory(*resultSetBuffer, resultSetAllocation(capacity), resultSetAllocation(capacity * 2)));
+        grown = static_cast<char*>(enlargeMemory(*resultSetBuffer, std::min(content, resultSetAllocation(capacity)),
+                                                 resultSetAllocation(capacity * 2)));
     }
     if (grown == nullptr) {
         releaseMemory(*resultSetBuffer);

@@ -73,13 +73,13 @@ constexpr StatQuery<const char*> kStatsByStatGroupId = {
 };
 
 int32_t exchange(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
-                 KeptBlock* kept) {
-    return statComms(socketDesc, queryType, buffer, bufferLen, reasons, kept);
+                 ConnectionMemory* memory) {
+    return statComms(socketDesc, queryType, buffer, bufferLen, reasons, memory);
 }
 
 int32_t exchange(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
-                 KeptBlock* kept, const char* ids) {
-    return statCommsString(socketDesc, queryType, ids, buffer, bufferLen, reasons, kept);
+                 ConnectionMemory* memory, const char* ids) {
+    return statCommsString(socketDesc, queryType, ids, buffer, bufferLen, reasons, memory);
 }
 
 HexDumpArea resultDump(const char* buffer, int32_t bufferLen) {
@@ -87,13 +87,13 @@ HexDumpArea resultDump(const char* buffer, int32_t bufferLen) {
 }
 
 template <typename... Ids>
-int32_t run(const StatQuery<Ids...>& query, int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept,
-            Ids... ids) {
+int32_t run(const StatQuery<Ids...>& query, int32_t socketDesc, char** buffer, int32_t* bufferLen,
+            ConnectionMemory* memory, Ids... ids) {
     int32_t rc = STAPI_RC_NO_DATA;
     TRACE_POINT(query.entry, socketDesc, at(*buffer), *bufferLen, ids...);
     if (*buffer != nullptr) {
         ReasonsBlock reasons = {};
-        const int32_t exchangeRc = exchange(socketDesc, query.queryType, buffer, bufferLen, &reasons, kept, ids...);
+        const int32_t exchangeRc = exchange(socketDesc, query.queryType, buffer, bufferLen, &reasons, memory, ids...);
         rc = mapExchangeCode(exchangeRc, reasons);
     }
     if (rc == STAPI_RC_OK) {
@@ -105,30 +105,31 @@ int32_t run(const StatQuery<Ids...>& query, int32_t socketDesc, char** buffer, i
 
 }  // namespace
 
-int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept) {
-    return run(kResourceGroupsIds, socketDesc, buffer, bufferLen, kept);
+int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, ConnectionMemory* memory) {
+    return run(kResourceGroupsIds, socketDesc, buffer, bufferLen, memory);
 }
 
-int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept) {
-    return run(kStatIds, socketDesc, buffer, bufferLen, kept);
+int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, ConnectionMemory* memory) {
+    return run(kStatIds, socketDesc, buffer, bufferLen, memory);
 }
 
 int32_t commsStatIdsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
-                                  KeptBlock* kept) {
-    return run(kStatIdsByStatGroupId, socketDesc, buffer, bufferLen, kept, ids);
+                                  ConnectionMemory* memory) {
+    return run(kStatIdsByStatGroupId, socketDesc, buffer, bufferLen, memory, ids);
 }
 
-int32_t commsStats(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept) {
-    return run(kStats, socketDesc, buffer, bufferLen, kept);
+int32_t commsStats(int32_t socketDesc, char** buffer, int32_t* bufferLen, ConnectionMemory* memory) {
+    return run(kStats, socketDesc, buffer, bufferLen, memory);
 }
 
-int32_t commsStatsByStatId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids, KeptBlock* kept) {
-    return run(kStatsByStatId, socketDesc, buffer, bufferLen, kept, ids);
+int32_t commsStatsByStatId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
+                           ConnectionMemory* memory) {
+    return run(kStatsByStatId, socketDesc, buffer, bufferLen, memory, ids);
 }
 
 int32_t commsStatsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
-                                KeptBlock* kept) {
-    return run(kStatsByStatGroupId, socketDesc, buffer, bufferLen, kept, ids);
+                                ConnectionMemory* memory) {
+    return run(kStatsByStatGroupId, socketDesc, buffer, bufferLen, memory, ids);
 }
 
 }  // namespace stapi

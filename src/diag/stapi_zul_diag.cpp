@@ -206,18 +206,27 @@ void useDestination(std::FILE* stream, const char* name) {
     traceBannerWritten = 0;
 }
 
-TraceSwitch switchToFile(const char* traceFile) {
-    TraceSwitch result = {.failed = true, .switched = false, .error = 0};
+// A file that is to be the destination, or null with the C library's error number.
+struct OpenedFile {
+    std::FILE* stream;
+    int32_t error;
+};
+
+OpenedFile openDestination(const char* traceFile) {
+    OpenedFile opened = {nullptr, 0};
     if (std::strlen(traceFile) >= kTraceFileNameArea) {
-        result.error = ENAMETOOLONG;
+        opened.error = ENAMETOOLONG;
     } else {
-        std::FILE* const stream = platform::openForAppending(traceFile, &result.error);
-        if (stream != nullptr) {
-            useDestination(stream, traceFile);
-            result = {.failed = false, .switched = true, .error = 0};
-        }
+        opened.stream = platform::openForAppending(traceFile, &opened.error);
     }
-    return result;
+    return opened;
+}
+
+TraceSwitch switchToFile(const OpenedFile& opened, const char* traceFile) {
+    if (opened.stream != nullptr) {
+        useDestination(opened.stream, traceFile);
+    }
+    return {.failed = opened.stream == nullptr, .switched = opened.stream != nullptr, .error = opened.error};
 }
 
 TraceSwitch switchToStandardError() {
@@ -409,8 +418,10 @@ void changeTraceLevel(int32_t level) {
 }
 
 TraceSwitch switchTraceDestination(const char* traceFile) {
+    // Without the lock: a pipe may let its opener wait for a reader, and neither another thread nor a fork shall.
+    const OpenedFile opened = traceFile == nullptr ? OpenedFile{nullptr, 0} : openDestination(traceFile);
     const LockScope scope(&traceLock);
-    const TraceSwitch result = traceFile == nullptr ? switchToStandardError() : switchToFile(traceFile);
+    const TraceSwitch result = traceFile == nullptr ? switchToStandardError() : switchToFile(opened, traceFile);
     if (traceLevel.load(std::memory_order_relaxed) > 0 && traceBannerWritten == 0) {
         writeBanner();
         traceBannerWritten = 1;

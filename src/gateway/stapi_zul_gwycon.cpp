@@ -73,8 +73,11 @@ int32_t prepareSocket(int32_t socketDescriptor) {
 }
 
 // The connect itself: 0, -1 it failed at once, or the code of the wait.
-int32_t startAndAwaitConnect(const platform::HostAddress& address, const int32_t* socketDescriptorPtr, int32_t* error) {
+int32_t startAndAwaitConnect(const platform::HostAddress& address, const int32_t* socketDescriptorPtr, int32_t* error,
+                             GatewayToken* token) {
     const platform::SocketResult connected = platform::startConnect(*socketDescriptorPtr, address);
+    // Told again: a socket that was cut off before its connect is not, and would be waited for.
+    tellToken(token, *socketDescriptorPtr);
     int32_t outcome = connected.value;
     *error = connected.error;
     if (outcome == -1 && *error == platform::kErrorWouldBlock) {
@@ -107,9 +110,9 @@ int32_t connectFailureCode(int32_t outcome, int32_t error) {
 }
 
 int32_t connectSocket(const platform::HostAddress& address, const char* ipAddr, int32_t port,
-                      const int32_t* socketDescriptorPtr, int32_t* error) {
+                      const int32_t* socketDescriptorPtr, int32_t* error, GatewayToken* token) {
     int32_t rc = STAPI_RC_OK;
-    int32_t outcome = startAndAwaitConnect(address, socketDescriptorPtr, error);
+    int32_t outcome = startAndAwaitConnect(address, socketDescriptorPtr, error, token);
     if (outcome == 0) {
         TRACE_DEBUG(3003, "stapi_zul_gwycon.connectToGateway() Connected to Gateway %s:%u\n", ipAddr,
                     static_cast<uint32_t>(port));
@@ -154,7 +157,7 @@ int32_t connectToGateway(int32_t port, const char* ipAddr, int32_t* socketDescri
         rc = prepareSocket(*socketDescriptorPtr);
     }
     if (rc == STAPI_RC_OK) {
-        rc = connectSocket(address, ipAddr, port, socketDescriptorPtr, &error);
+        rc = connectSocket(address, ipAddr, port, socketDescriptorPtr, &error, token);
     }
     if (rc == STAPI_RC_OK) {
         tellToken(token, *socketDescriptorPtr);

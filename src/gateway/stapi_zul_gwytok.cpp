@@ -85,7 +85,7 @@ void releaseTokenContents(GatewayToken* token) {
         releaseMemory(token->protocolVersion);
         token->protocolVersion = nullptr;
     }
-    releaseKeptBlock(&token->replyBlock);
+    releaseKeptBlock(&token->memory.reply);
 }
 
 void releaseToken(GatewayToken** tokenPtr) {
@@ -174,7 +174,7 @@ void discardUnlistedToken(GatewayToken* token) {
     }
     releaseMemory(token->resultSetBuf);
     releaseMemory(token->protocolVersion);
-    releaseKeptBlock(&token->replyBlock);
+    releaseKeptBlock(&token->memory.reply);
     releaseMemory(token);
 }
 

@@ -46,6 +46,7 @@ struct ConnectWait {
 
 // Starts the socket layer of the process; 0, or the layer's own number for its failure.
 int32_t startSocketLayer();
+// Stops it, and gives back what this layer keeps for the process.
 void stopSocketLayer();
 
 // Resolves host and port text into stream addresses; value 0 on success, else error is the resolver's number.

@@ -214,18 +214,18 @@ TEST_F(QueryOnce, AGrownBufferIsHandedOnToTheNextQuery) {
 }
 
 TEST(QueryFunction, WithoutABufferIsMinus103AndNothingIsSent) {
-    using QueryCall = int32_t (*)(int32_t, char**, int32_t*, stapi::KeptBlock*);
+    using QueryCall = int32_t (*)(int32_t, char**, int32_t*, stapi::ConnectionMemory*);
     const QueryCall runs[] = {
         stapi::commsResourceGroupsIds,
         stapi::commsStatIds,
         stapi::commsStats,
-        [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
+        [](int32_t socket, char** buffer, int32_t* length, stapi::ConnectionMemory*) {
             return stapi::commsStatIdsByStatGroupId(socket, buffer, length, "X");
         },
-        [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
+        [](int32_t socket, char** buffer, int32_t* length, stapi::ConnectionMemory*) {
             return stapi::commsStatsByStatId(socket, buffer, length, "X");
         },
-        [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
+        [](int32_t socket, char** buffer, int32_t* length, stapi::ConnectionMemory*) {
             return stapi::commsStatsByStatGroupId(socket, buffer, length, "X");
         },
     };
@@ -244,7 +244,7 @@ TEST(QueryFunction, WithoutABufferIsMinus103AndNothingIsSent) {
 
 struct TracedQuery {
     const char* name;
-    int32_t (*run)(int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock* kept);
+    int32_t (*run)(int32_t socket, char** buffer, int32_t* length, stapi::ConnectionMemory* memory);
     bool isStatistics;
     int entry;
     int exit;
@@ -280,17 +280,17 @@ INSTANTIATE_TEST_SUITE_P(
                     TracedQuery{"commsStatIds", stapi::commsStatIds, false, 2304, 2305, 2314, ""},
                     TracedQuery{"commsStats", stapi::commsStats, true, 2310, 2311, 2317, ""},
                     TracedQuery{"commsStatIdsByStatGroupId",
-                                [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
+                                [](int32_t socket, char** buffer, int32_t* length, stapi::ConnectionMemory*) {
                                     return stapi::commsStatIdsByStatGroupId(socket, buffer, length, "X");
                                 },
                                 false, 2302, 2303, 2313, ", ids=AAAAAAAAAAAAAAAA"},
                     TracedQuery{"commsStatsByStatId",
-                                [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
+                                [](int32_t socket, char** buffer, int32_t* length, stapi::ConnectionMemory*) {
                                     return stapi::commsStatsByStatId(socket, buffer, length, "X");
                                 },
                                 true, 2306, 2307, 2315, ", ids=AAAAAAAAAAAAAAAA"},
                     TracedQuery{"commsStatsByStatGroupId",
-                                [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
+                                [](int32_t socket, char** buffer, int32_t* length, stapi::ConnectionMemory*) {
                                     return stapi::commsStatsByStatGroupId(socket, buffer, length, "X");
                                 },
                                 true, 2308, 2309, 2316, ", ids=AAAAAAAAAAAAAAAA"}),

@@ -95,8 +95,10 @@ pthread_mutex_t* nativeMutex(Mutex* mutex) {
 }
 
 // Asking the system for the process's or the thread's id takes longer than a whole step of a walk, so both are kept.
-// Every fork, whatever call makes it, wipes the page in which the process's id stands; a thread's id holds for the
-// process that it was learnt in.
+// A fork that gives the child memory of its own, whatever call makes it, wipes the page in which the process's id
+// stands. A thread's id is kept with that of the process in which it was learnt, as the value of a thread-specific key:
+// a library that is loaded and unloaded again and again must not take thread-local storage, of which a process has
+// little.
 constexpr size_t kPageSize = 4096;
 
 struct alignas(kPageSize) ForkWipedPage {
@@ -105,15 +107,58 @@ struct alignas(kPageSize) ForkWipedPage {
 
 ForkWipedPage forkWipedPage;
 std::atomic<bool> pageStaysAtForks{false};  // the system cannot wipe it, so nothing may be kept there
-[[gnu::tls_model("initial-exec")]] thread_local ThreadIdentity knownThread = {};
+std::atomic<uint32_t> threadKeyAndOne{0};   // 0: there is no key
 
-// The calendar of the second in which the thread has last asked for the time: most of its trace lines come in heaps.
+// The calendar of the second in which the time was last asked for: trace lines come in heaps.
 struct KnownSecond {
+    std::atomic<bool> isInUse;
     bool isKnown;
     time_t second;
     std::tm calendar;
 };
-[[gnu::tls_model("initial-exec")]] thread_local KnownSecond knownSecond = {};
+KnownSecond knownSecond = {};
+
+void calendarOf(time_t second, std::tm* calendar) {
+    if (knownSecond.isInUse.exchange(true, std::memory_order_acquire)) {
+        localtime_r(&second, calendar);  // another thread is at it, or was when this process was forked off
+    } else {
+        if (!knownSecond.isKnown || knownSecond.second != second) {
+            localtime_r(&second, &knownSecond.calendar);
+            knownSecond.second = second;
+            knownSecond.isKnown = true;
+        }
+        *calendar = knownSecond.calendar;
+        knownSecond.isInUse.store(false, std::memory_order_release);
+    }
+}
+
+constexpr uint64_t packed(uint32_t process, uint32_t thread) {
+    return static_cast<uint64_t>(process) << 32 | thread;
+}
+
+// What is kept of the calling thread; 0 when that is nothing.
+uint64_t knownThread() {
+    static_assert(sizeof(void*) == sizeof(uint64_t));
+    const uint32_t keyAndOne = threadKeyAndOne.load(std::memory_order_acquire);
+    return keyAndOne == 0 ? 0 : reinterpret_cast<uint64_t>(pthread_getspecific(keyAndOne - 1));
+}
+
+// Makes the key, unless another thread has been faster. Without one nothing is kept.
+void makeThreadKey() {
+    pthread_key_t key = 0;
+    uint32_t none = 0;
+    if (pthread_key_create(&key, nullptr) == 0 &&
+        !threadKeyAndOne.compare_exchange_strong(none, key + 1, std::memory_order_acq_rel)) {
+        pthread_key_delete(key);
+    }
+}
+
+void dropThreadKey() {
+    const uint32_t keyAndOne = threadKeyAndOne.exchange(0, std::memory_order_acq_rel);
+    if (keyAndOne != 0) {
+        pthread_key_delete(keyAndOne - 1);
+    }
+}
 
 // The trace's stream while that is a regular file, a write to which raises a signal at a limit of the file's size
 // alone.
@@ -154,8 +199,15 @@ uint32_t learnProcessId() {
 }
 
 ThreadIdentity learnThread(uint32_t processId) {
-    knownThread = {processId, static_cast<uint32_t>(syscall(SYS_gettid))};
-    return knownThread;
+    const auto threadId = static_cast<uint32_t>(syscall(SYS_gettid));
+    if (threadKeyAndOne.load(std::memory_order_acquire) == 0) {
+        makeThreadKey();
+    }
+    const uint32_t keyAndOne = threadKeyAndOne.load(std::memory_order_acquire);
+    if (keyAndOne != 0) {
+        pthread_setspecific(keyAndOne - 1, reinterpret_cast<void*>(packed(processId, threadId)));
+    }
+    return {processId, threadId};
 }
 
 // The same as isCallingThread when the kept ids do not say so. Kept out of the way.
@@ -186,7 +238,9 @@ int32_t startSocketLayer() {
     return 0;
 }
 
-void stopSocketLayer() {}
+void stopSocketLayer() {
+    dropThreadKey();
+}
 
 CancellationHold::CancellationHold() : stateBefore_(0) {
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &stateBefore_);
@@ -397,25 +451,21 @@ uint32_t currentThreadId() {
 
 ThreadIdentity callingThread() {
     const uint32_t processId = currentProcessId();
-    return knownThread.process == processId ? knownThread : learnThread(processId);
+    const uint64_t known = knownThread();
+    return known >> 32 == processId ? ThreadIdentity{processId, static_cast<uint32_t>(known)} : learnThread(processId);
 }
 
 bool isCallingThread(uint32_t process, uint32_t thread) {
-    const bool isKnownThread = process == forkWipedPage.processId.load(std::memory_order_relaxed) &&
-                               process == knownThread.process && thread == knownThread.thread;
+    const bool isKnownThread =
+        process == forkWipedPage.processId.load(std::memory_order_relaxed) && knownThread() == packed(process, thread);
     return isKnownThread || isLearntThread(process, thread);
 }
 
 LocalTime currentLocalTime() {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
-    if (!knownSecond.isKnown || knownSecond.second != now.tv_sec) {
-        knownSecond.second = now.tv_sec;
-        localtime_r(&now.tv_sec, &knownSecond.calendar);
-        knownSecond.isKnown = true;
-    }
     LocalTime result = {};
-    result.calendar = knownSecond.calendar;
+    calendarOf(now.tv_sec, &result.calendar);
     result.milliseconds = static_cast<int32_t>(now.tv_nsec / 1000000);
     return result;
 }
