@@ -17,10 +17,16 @@ struct KeptBlock {
     int32_t smallReplies;  // in a row, each of which needed a small part of it only
 };
 
+// What of a result-set buffer may be other than zero: its first bytes, and a terminator behind them.
+struct TouchedBytes {
+    size_t first;
+    size_t terminator;  // its offset; below first there is none behind them
+};
+
 // What a connection keeps for its queries.
 struct ConnectionMemory {
     KeptBlock reply;
-    size_t resultSetTouched;  // bytes at the start of its result-set buffer that may be other than zero
+    TouchedBytes resultSet;
 };
 
 // Smaller bodies get blocks of their own: those cost next to nothing.

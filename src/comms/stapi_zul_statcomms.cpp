@@ -107,7 +107,7 @@ int32_t parseReply(const char* queryType, const AdminRequest& admin, char** buff
     TRACE_DATA(2230, payload, "stapi_zul_statcomms.statCommsString data=%p len=%d stopword=%8.8X\n", at(admin.callData),
                dataLength, 0);
     const KnownZeros known = {.arrived = admin.callDataArrived,
-                              .bufferTouched = memory == nullptr ? nullptr : &memory->resultSetTouched};
+                              .touched = memory == nullptr ? nullptr : &memory->resultSet};
     if (std::strcmp(queryType, kQueryGetStats) == 0) {
         TRACE_DEBUG(2210, "stapi_zul_statcomms.statCommsString Successfully called the Gateway for Stats\n");
         rc = parseArrivedStats(admin.callData, buffer, bufferLen, admin.header.dataLength, known);

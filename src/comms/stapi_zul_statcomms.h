@@ -39,7 +39,7 @@ int32_t calculateGetAttrCallLength(const AdminRequest* admin);
 // was ever written to it. A result set of which most is zeros then takes no memory for them.
 struct KnownZeros {
     size_t arrived = SIZE_MAX;        // bytes of the payload that arrived
-    size_t* bufferTouched = nullptr;  // bytes at the start of the buffer that may be other than zero; null: any
+    TouchedBytes* touched = nullptr;  // of the buffer, brought up to date by the parser; null: all of it
 };
 
 // Parse a reply payload of rawDataSize bytes into *resultSetBuffer, as statCommsString. 0; -111 the buffer could not

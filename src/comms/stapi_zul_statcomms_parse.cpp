@@ -31,6 +31,9 @@ constexpr size_t kStatisticEnd = 2;            // the end of its data; then the 
 constexpr size_t kLongBlockHighLength = 2;     // the upper half of a long block's length
 
 constexpr size_t kShortBlockLengthBytes = 1;
+// A statistic of zeros: a block of any kind but a long one, and two empty texts.
+constexpr size_t kMissingStatistic =
+    kClassEnd + sizeof(uint8_t) + kShortBlockLengthBytes + 2 * sizeof(int16_t) + kStatisticEnd;
 constexpr size_t kLongBlockLengthBytes = 4;
 
 // A reply being turned into a result set.
@@ -54,7 +57,7 @@ ReplyParser makeReplyParser(const uint8_t* payload, size_t size, char** buffer, 
             .cursor = nullptr,
             .written = 0,
             .arrived = known.arrived,
-            .touched = known.bufferTouched == nullptr ? SIZE_MAX : *known.bufferTouched,
+            .touched = known.touched == nullptr ? SIZE_MAX : known.touched->first,
             .growthRc = STAPI_RC_OK,
             .malformed = false};
 }
@@ -84,7 +87,9 @@ void grow(ReplyParser* parser) {
 // Counts what has been written at the cursor.
 void noteWritten(ReplyParser* parser, int64_t count) {
     parser->written += count;
-    parser->touched = std::max(parser->touched, static_cast<size_t>(parser->written));
+    if (count > 0) {
+        parser->touched = std::max(parser->touched, static_cast<size_t>(parser->written));
+    }
 }
 
 // Makes room for count bytes: one doubling whenever one is enough.
@@ -127,7 +132,10 @@ uint32_t readResponseCount(ReplyParser* parser) {
 }
 
 // The head of a result set needs no room test: every buffer is large enough for it.
-void startResultSet(ReplyParser* parser, const char* eyecatcher, uint32_t responses) {
+void startResultSet(ReplyParser* parser, const char* eyecatcher, uint32_t responses, const TouchedBytes* touched) {
+    if (touched != nullptr && touched->terminator >= touched->first) {
+        std::memset(*parser->buffer + touched->terminator, 0, sizeof kTerminator);
+    }
     parser->cursor = *parser->buffer;
     addTerminator(parser->cursor);
     addPlatformChars(&parser->cursor, eyecatcher, kEyecatcherLength);
@@ -136,14 +144,12 @@ void startResultSet(ReplyParser* parser, const char* eyecatcher, uint32_t respon
 }
 
 // The terminator always fits: every buffer is larger than its capacity. After a failed growth there is no buffer.
-void finishResultSet(ReplyParser* parser, size_t* bufferTouched) {
+void finishResultSet(ReplyParser* parser, TouchedBytes* touched) {
     if (*parser->buffer != nullptr) {
         addTerminator(parser->cursor);
-        const size_t behind = static_cast<size_t>(parser->written) + sizeof kTerminator;
-        parser->touched = std::max(parser->touched, behind);
     }
-    if (bufferTouched != nullptr) {
-        *bufferTouched = *parser->buffer == nullptr ? 0 : parser->touched;
+    if (touched != nullptr) {
+        *touched = {parser->touched, static_cast<size_t>(parser->written)};
     }
 }
 
@@ -211,6 +217,28 @@ uint32_t passWholeTexts(ReplyParser* parser, uint32_t most) {
     return passed;
 }
 
+// Hands on entries of which nothing arrived, at most that many: each takes so many bytes of the reply, all zero, and
+// becomes so many empty texts. Their number. A reply that was cut off may announce a thousand million of them.
+uint32_t passMissingEntries(ReplyParser* parser, uint32_t most, size_t entrySize, size_t texts) {
+    uint32_t passed = 0;
+    if (isGoingWell(*parser) && parser->reader.position >= parser->arrived) {
+        passed = static_cast<uint32_t>(std::min<size_t>(most, bytesLeft(parser->reader) / entrySize));
+        const auto size = static_cast<int64_t>(passed * texts * sizeof(uint32_t));
+        reserve(parser, size);
+        if (parser->growthRc == STAPI_RC_OK) {
+            const auto from = static_cast<size_t>(parser->written);
+            const size_t behind = from + static_cast<size_t>(size);
+            if (parser->touched > from) {
+                std::memset(parser->cursor, 0, std::min(parser->touched, behind) - from);
+            }
+            parser->cursor += size;
+            parser->written += size;
+        }
+        skipBytes(&parser->reader, passed * entrySize);
+    }
+    return passed;
+}
+
 void passIds(ReplyParser* parser, uint32_t responseIndex) {
     const uint32_t count = readU32(&parser->reader);
     TRACE_DEBUG(2227, "stapi_zul_statcomms.parseIdsData reading %d IDs for result %d\n", static_cast<int32_t>(count),
@@ -219,6 +247,7 @@ void passIds(ReplyParser* parser, uint32_t responseIndex) {
     const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isIntact(*parser); ++index) {
         index += isSilent && isGoingWell(*parser) ? passWholeTexts(parser, count - index) : 0;
+        index += isSilent ? passMissingEntries(parser, count - index, sizeof(uint16_t), 1) : 0;
         if (index < count) {
             passText(parser);
         }
@@ -413,6 +442,7 @@ void passStatistics(ReplyParser* parser, uint32_t responseIndex) {
     const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isGoingWell(*parser); ++index) {
         index += isSilent ? passWholeStatistics(parser, count - index) : 0;
+        index += isSilent ? passMissingEntries(parser, count - index, kMissingStatistic, 2) : 0;
         if (index < count) {
             passStatistic(parser);
         }
@@ -441,12 +471,12 @@ int32_t parseArrivedIds(const uint8_t* rawData, char** resultSetBuffer, int32_t*
     const uint32_t responses = readResponseCount(&parser);
     TRACE_DEBUG(2225, "stapi_zul_statcomms.parseIdsData received %d responses from the Gateway\n",
                 static_cast<int32_t>(responses));
-    startResultSet(&parser, kIdSetEyecatcher, responses);
+    startResultSet(&parser, kIdSetEyecatcher, responses, known.touched);
     // A failed growth does not end the reading: nothing more is written, but every response is still traced.
     for (uint32_t index = 0; index < responses && isIntact(parser); ++index) {
         passIdResponse(&parser, index);
     }
-    finishResultSet(&parser, known.bufferTouched);
+    finishResultSet(&parser, known.touched);
     const int32_t rc = parserResult(parser);
     TRACE_EXIT(2229,
                "stapi_zul_statcomms.parseIdsData(rawData=%p, *resultSetBuffer=%p, *resultSetBufferLen=%d) rc=%d\n",
@@ -462,7 +492,7 @@ int32_t parseArrivedStats(const uint8_t* rawData, char** resultSetBuffer, int32_
     const uint32_t responses = readResponseCount(&parser);
     TRACE_DEBUG(2221, "stapi_zul_statcomms.parseStatsData received %d responses from the Gateway\n",
                 static_cast<int32_t>(responses));
-    startResultSet(&parser, kStatSetEyecatcher, responses);
+    startResultSet(&parser, kStatSetEyecatcher, responses, known.touched);
     for (uint32_t index = 0; index < responses && isGoingWell(parser); ++index) {
         passStatsResponse(&parser, index);
     }
@@ -470,7 +500,7 @@ int32_t parseArrivedStats(const uint8_t* rawData, char** resultSetBuffer, int32_
     if (isIntact(parser) && *resultSetBufferLen < parser.written + static_cast<int64_t>(sizeof kTerminator)) {
         grow(&parser);
     }
-    finishResultSet(&parser, known.bufferTouched);
+    finishResultSet(&parser, known.touched);
     TRACE_DEBUG(2241, "stapi_zul_statcomms.parseStatsData parsed data total = %d bytes \n",
                 static_cast<int32_t>(parser.written));
     const int32_t rc = parserResult(parser);

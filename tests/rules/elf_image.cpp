@@ -16,6 +16,7 @@ constexpr uint64_t kSonameEntry = 14;
 constexpr uint64_t kFlagsEntry = 30;
 constexpr uint64_t kBindNow = 8;
 constexpr uint32_t kStackSegment = 0x6474E551;
+constexpr uint32_t kThreadLocalSegment = 7;
 constexpr uint32_t kRelocatedSegment = 0x6474E552;
 constexpr uint32_t kPropertySegment = 0x6474E553;
 constexpr uint32_t kExecutable = 1;
@@ -129,6 +130,8 @@ void readSegments(const Bytes& file, ElfImage* image) {
             image->hasExecutableStack = (file.at<uint32_t>(entry + 4) & kExecutable) != 0;
         } else if (type == kRelocatedSegment) {
             image->isProtectedAfterRelocation = true;
+        } else if (type == kThreadLocalSegment) {
+            image->hasThreadLocalStorage = true;
         } else if (type == kPropertySegment) {
             readProperties(file, file.at<uint64_t>(entry + 8), image);
         }

@@ -16,6 +16,7 @@ struct ElfImage {
     bool hasExecutableStack = true;
     bool isProtectedAfterRelocation = false;
     bool isBoundAtOnce = false;
+    bool hasThreadLocalStorage = false;
     bool checksBranchTargets = false;    // indirect branch tracking
     bool checksReturnAddresses = false;  // shadow stack
 };

@@ -122,6 +122,11 @@ TEST(BuiltLibrary, IsHardened) {
 #endif
 }
 
+// What a process can give away of it is little, and does not always come back when a library is unloaded.
+TEST(BuiltLibrary, TakesNoThreadLocalStorage) {
+    EXPECT_FALSE(builtLibrary().hasThreadLocalStorage);
+}
+
 #if defined(NDEBUG) && !defined(BUILT_WITH_SANITIZERS)
 TEST(BuiltLibrary, ChecksItsStackAndTheSizesOfItsCopies) {
     const std::vector<std::string> imports = builtLibrary().imports;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdint>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -10,6 +11,8 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "forked_posix.h"
@@ -166,6 +169,41 @@ TEST_F(GoodGuest, SignalThatTheCallerHasWaitingStaysWaiting) {
         return std::vector<int32_t>{dumpRc, sigismember(&waiting, SIGPIPE)};
     });
     EXPECT_EQ(codes, (std::vector<int32_t>{0, 1}));
+}
+
+// The letter by which the system names what a thread of this process is doing; 'S' when it waits.
+char stateOfThread(pid_t thread) {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(status, text);
+    const size_t behindName = text.rfind(") ");
+    return behindName == std::string::npos ? '?' : text[behindName + 2];
+}
+
+// Opening such a file waits for a reader, for as long as it takes.
+TEST_F(GoodGuest, TracePipeWithoutAReaderHoldsUpNeitherAnotherThreadNorAFork) {
+    const TemporaryFile name;
+    const std::string pipe = name.path() + ".pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const std::vector<int32_t> codes = inForkedChild([&pipe] {
+        ::alarm(kChildLimitInSeconds);
+        std::atomic<pid_t> thread = 0;
+        std::thread opener([&pipe, &thread] {
+            thread = static_cast<pid_t>(::syscall(SYS_gettid));
+            setAPITraceFile(pipe.c_str());
+        });
+        while (thread == 0 || stateOfThread(thread) != 'S') {
+            std::this_thread::yield();
+        }
+        const int32_t levelRc = setAPITraceLevel(0);
+        const int32_t forked = inForkedChild([] { return std::vector<int32_t>{7}; }).front();
+        const int reader = ::open(pipe.c_str(), O_RDONLY);
+        opener.join();
+        ::close(reader);
+        return std::vector<int32_t>{levelRc, forked};
+    });
+    ::unlink(pipe.c_str());
+    EXPECT_EQ(codes, (std::vector<int32_t>{0, 7}));
 }
 
 // ---- Descriptors ----------------------------------------------------------------------------------------------------
