@@ -316,11 +316,19 @@ class CommandLineReader {
                 break;
             case Command::completion:
                 result_.completionFor = onePositional();
+                if (!isShell(result_.completionFor)) {
+                    throw UsageFault{"there is no completion for " + quoteText(result_.completionFor) +
+                                     ", only for bash, zsh and fish; man is the manual page."};
+                }
                 break;
             case Command::ping:
             case Command::doctor:
                 break;
         }
+    }
+
+    static bool isShell(const std::string& name) {
+        return name == "bash" || name == "zsh" || name == "fish" || name == "man";
     }
 
     std::string onePositional() const {

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <random>
 
+#include "exit_codes.h"
 #include "text_escape.h"
 
 namespace zulstat {
@@ -120,6 +121,14 @@ std::optional<std::string> replaceFile(const std::string& name, const std::strin
         fs::remove(beside, error);
     }
     return fault;
+}
+
+void endProcessWhenInterrupted() {
+    whenInterrupted([](const Interruption interruption) {
+        if (interruption != Interruption::resized) {
+            endProcess(kExitInterrupted);
+        }
+    });
 }
 
 void endProcess(const int exitCode) {

@@ -15,8 +15,8 @@
 
 namespace zulstat {
 
-// To be called before anything else, and before any thread is started: a closed pipe becomes an error of the write
-// instead of a signal, no socket can take the place of a closed standard stream, and signals wait for whenInterrupted.
+// To be called before anything else: a closed pipe becomes an error of the write instead of a signal, and no socket can
+// take the place of a closed standard stream.
 void prepareConsole();
 
 // In UTF-8, without the program's name.
@@ -44,9 +44,15 @@ std::optional<TerminalSize> terminalSize();
 
 enum class Interruption { wanted, terminated, resized };
 
+// From now on signals wait for whenInterrupted. To be called before any thread is started.
+void holdInterruptions();
+
 // Calls the function in a thread of its own whenever the user presses Ctrl-C, the process is asked to end, or the
-// terminal's size changes. To be called once.
+// terminal's size changes. To be called once, behind holdInterruptions.
 void whenInterrupted(std::function<void(Interruption)> handler);
+
+// The same for a run that has nothing to show then.
+void endProcessWhenInterrupted();
 
 // The whole content; "-" is standard input.
 std::variant<std::string, Fault> readWholeFile(const std::string& name);

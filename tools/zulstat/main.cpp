@@ -5,12 +5,16 @@
 #include <variant>
 
 #include "command_line.h"
+#include "command_table.h"
 #include "console.h"
+#include "doctor.h"
 #include "exit_codes.h"
 #include "messages.h"
 #include "one_shot.h"
+#include "ping.h"
 #include "program_output.h"
 #include "text_escape.h"
+#include "watch.h"
 #include "zulstats64.h"
 
 namespace zulstat {
@@ -39,14 +43,28 @@ bool startTrace(const CommandLine& commandLine) {
     return code == STAPI_RC_OK;
 }
 
+int showCompletion(const std::string& shell) {
+    if (shell == "man") {
+        return writeOutput(manualPage(programVersion()), std::nullopt, kExitOk);
+    }
+    const Shell wanted = shell == "zsh" ? Shell::zsh : shell == "fish" ? Shell::fish : Shell::bash;
+    return writeOutput(completionScript(wanted), std::nullopt, kExitOk);
+}
+
 int runCommand(const CommandLine& commandLine) {
     switch (commandLine.command) {
-        case Command::check:
         case Command::watch:
+            return runWatch(commandLine);
+        case Command::check:
+            return runCheck(commandLine);
         case Command::ping:
+            return runPing(commandLine);
         case Command::doctor:
+            return runDoctor(commandLine);
         case Command::dump:
+            return runDump(commandLine);
         case Command::completion:
+            return showCompletion(commandLine.completionFor);
         case Command::groups:
         case Command::ids:
         case Command::stats:
@@ -64,6 +82,7 @@ int runProgram(const std::vector<std::string>& arguments) {
     const auto& commandLine = std::get<CommandLine>(parsed);
     // The library's first call is made here, because two threads that make it at once may disturb each other.
     apiVersion();
+    holdInterruptions();
     return startTrace(commandLine) ? runCommand(commandLine) : kExitUsage;
 }
 

@@ -72,9 +72,12 @@ std::string describeQuery(const Query& query) {
     return std::string(nameOfEntries(query.kind)) + std::string(nameOfSelection(query.by));
 }
 
+std::string reasonOf(const Failure& failure) {
+    return failure.code ? describeCode(*failure.code) : failure.reason + ". " + failure.advice;
+}
+
 std::string describeFailure(const Failure& failure, const Gateway& gateway) {
-    const std::string reason = failure.code ? describeCode(*failure.code) : failure.reason + ". " + failure.advice;
-    return describeStage(failure, formatGateway(gateway)) + ": " + reason;
+    return describeStage(failure, formatGateway(gateway)) + ": " + reasonOf(failure);
 }
 
 std::vector<std::string> describeRemarks(const Report& report) {

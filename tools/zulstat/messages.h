@@ -24,6 +24,9 @@ std::string describeQuery(const Query& query);
 // What there may be none of: "statistics", "resource groups".
 std::string_view nameOfEntries(QueryKind kind);
 
+// Why, without what and where: "connection refused (STAPI_RC_CONNECT_REFUSED, -135). Is the gateway running?"
+std::string reasonOf(const Failure& failure);
+
 // What failed, where, why and what to try, without the program's name.
 std::string describeFailure(const Failure& failure, const Gateway& gateway);
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -115,6 +116,27 @@ int runOneShot(const CommandLine& commandLine) {
     const int exitCode = show(reports, commandLine);
     endWhenSilent(*runs, reports, exitCode);
     return exitCode;
+}
+
+int runCheck(const CommandLine& commandLine) {
+    endProcessWhenInterrupted();
+    const auto first = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+    const Reports earlier = first->wait(commandLine.timeLimit);
+    const bool hasRates = std::any_of(commandLine.check.metrics.begin(), commandLine.check.metrics.end(),
+                                      [](const Metric& metric) { return metric.isRate; });
+    const bool isAnswered =
+        std::any_of(earlier.begin(), earlier.end(), [](const Report& report) { return !report.failure; });
+    Reports later = earlier;
+    std::shared_ptr<GatewayRuns> second;
+    if (hasRates && isAnswered) {
+        std::this_thread::sleep_for(commandLine.interval);
+        second = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+        later = second->wait(commandLine.timeLimit);
+    }
+    const CheckResult result = evaluateCheck(earlier, later, commandLine.check);
+    const int exitCode = writeOutput(result.text, std::nullopt, result.exitCode);
+    // A thread may be left behind that still waits for its gateway; nobody waits for a goodbye.
+    endProcess(exitCode == kExitOutputFailed ? kCheckUnknown : exitCode);
 }
 
 }  // namespace zulstat

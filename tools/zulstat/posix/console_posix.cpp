@@ -54,6 +54,9 @@ Interruption meaningOf(const int number) {
 void prepareConsole() {
     keepStandardStreamsTaken();
     std::signal(SIGPIPE, SIG_IGN);
+}
+
+void holdInterruptions() {
     const sigset_t signals = signalsOfInterest();
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }

@@ -110,6 +110,8 @@ std::optional<TerminalSize> terminalSize() {
     return TerminalSize{static_cast<size_t>(columns), static_cast<size_t>(rows)};
 }
 
+void holdInterruptions() {}
+
 void whenInterrupted(std::function<void(Interruption)> handler) {
     interruptionHandler() = std::move(handler);
     SetConsoleCtrlHandler(handleControl, TRUE);
