@@ -153,8 +153,7 @@ TEST(WatchScreen, ShowsStateStatisticsAndKeys) {
     gateway.sample({{"a", "text"}, {"c", "150"}});
     EXPECT_EQ(watchScreen(gateway.model, viewOf(80, 6)),
               (std::vector<std::string>{"22:13:20Z  gateway1:7 is up, every 2 s",
-                                        "QUERY  STATISTIC  VALUE  CHANGE  RATE/s  HISTORY",
-                                        "A      a          text",
+                                        "QUERY  STATISTIC  VALUE  CHANGE  RATE/s  HISTORY", "A      a          text",
                                         "A      c            150     +50      50   \xE2\x96\x81", "",
                                         "q quit  p pause  / filter  arrows scroll   1-2 of 2"}));
 }

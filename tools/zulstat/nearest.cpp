@@ -36,7 +36,7 @@ std::optional<std::string> findNearest(const std::string_view text, const std::v
     if (text.size() > kLongestThatIsCompared) {
         return std::nullopt;
     }
-    const size_t most = std::max<size_t>(1, text.size() / 3);
+    const size_t most = (text.size() + 2) / 3;
     size_t best = most + 1;
     std::optional<std::string> nearest;
     for (const std::string& candidate : candidates) {

@@ -9,7 +9,7 @@
 namespace zulstat {
 
 // The candidate that a user may have meant: with the fewest characters added, left out, changed or swapped, but not
-// more than a third of them. The first of several.
+// more than a third of them, rounded up. The first of several.
 std::optional<std::string> findNearest(std::string_view text, const std::vector<std::string>& candidates);
 
 }  // namespace zulstat
