@@ -57,6 +57,17 @@ if(ZULSTATS_BUILD_TOOLS)
         set_target_properties(zulstat PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
     endif()
     install(TARGETS zulstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zulstats_tools)
+    if(TARGET zulstats_zulstat_texts)
+        set(texts ${PROJECT_BINARY_DIR}/tools/zulstat)
+        install(FILES ${texts}/zulstat.man DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME zulstat.1
+            COMPONENT zulstats_tools)
+        install(FILES ${texts}/zulstat.bash DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+            RENAME zulstat COMPONENT zulstats_tools)
+        install(FILES ${texts}/zulstat.zsh DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/site-functions RENAME _zulstat
+            COMPONENT zulstats_tools)
+        install(FILES ${texts}/zulstat.fish DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d
+            COMPONENT zulstats_tools)
+    endif()
 endif()
 if(ZULSTATS_BUILD_SIM)
     install(TARGETS gatewaysim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zulstats_tools)
@@ -72,4 +83,4 @@ foreach(document README CHANGELOG CONTRIBUTING SECURITY)
         COMPONENT zulstats_documentation)
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${documentation_folder} COMPONENT zulstats_documentation
-    FILES_MATCHING PATTERN *.md)
+    FILES_MATCHING PATTERN *.md PATTERN *.json)

@@ -83,7 +83,9 @@ std::string zshScript() {
             " \" in *\" $word \"*) command=$word; break;; esac\n    done\n";
     text +=
         "    case $command in\n        '') found='" + commandNames() + " --help --version --host --port --gateway';;\n";
-    text += commandCases("found") + "    esac\n    _zulstat_words \"$found\"\n}\ncompdef _zulstat zulstat\n";
+    text += commandCases("found") + "    esac\n    _zulstat_words \"$found\"\n}\n";
+    // Found as a function file it is called at once, sourced it only registers itself.
+    text += "if [ \"$funcstack[1]\" = _zulstat ]; then _zulstat \"$@\"; else compdef _zulstat zulstat; fi\n";
     return text;
 }
 

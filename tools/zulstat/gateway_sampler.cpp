@@ -48,7 +48,7 @@ Sample takeFrom(GatewayConnection& connection, const Gateway& gateway, const std
         }
         sample.asking = since(begin);
     }
-    sample.report.duration = std::chrono::duration_cast<std::chrono::milliseconds>(since(sample.at));
+    sample.report.duration = since(sample.at);
     return sample;
 }
 

@@ -128,7 +128,7 @@ void addReport(Json& object, const Report& report) {
         queries.push_back(queryToJson(result));
     }
     object["time"] = formatTime(report.startedAt);
-    object["durationMs"] = report.duration.count();
+    object["durationMs"] = std::chrono::duration<double, std::milli>(report.duration).count();
     object["gateway"] = Json{
         {"name", nullptr}, {"host", report.gateway.host}, {"port", report.gateway.port}, {"protocolVersion", nullptr}};
     if (!report.gateway.name.empty()) {

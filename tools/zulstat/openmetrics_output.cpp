@@ -77,7 +77,7 @@ std::string texts(const Reports& reports) {
 }  // namespace
 
 std::string renderOpenMetrics(const Reports& reports, const bool withTexts) {
-    constexpr int kDecimals = 3;
+    constexpr int kDecimals = 6;
     std::string output = startFamily("zulstat_up", "Whether the gateway answered all queries.");
     for (const Report& report : reports) {
         output += "zulstat_up{" + gatewayLabel(report) + "} " + (report.failure ? "0" : "1") + "\n";

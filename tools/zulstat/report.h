@@ -72,7 +72,7 @@ struct Suggestion {
 struct Report {
     Gateway gateway;
     std::chrono::system_clock::time_point startedAt;
-    std::chrono::milliseconds duration{0};
+    std::chrono::microseconds duration{0};
     std::optional<std::string> protocolVersion;  // none while not connected
     std::vector<QueryResult> results;
     std::vector<Suggestion> suggestions;

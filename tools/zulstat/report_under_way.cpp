@@ -97,8 +97,8 @@ Report ReportUnderWay::waitForReport(const std::chrono::milliseconds limit) {
     return report;
 }
 
-std::chrono::milliseconds ReportUnderWay::elapsed() const {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin_);
+std::chrono::microseconds ReportUnderWay::elapsed() const {
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin_);
 }
 
 bool ReportUnderWay::isAnswered() {

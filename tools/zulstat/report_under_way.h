@@ -39,7 +39,7 @@ class ReportUnderWay {
     bool waitUntilFinished(std::chrono::milliseconds limit);
 
   private:
-    std::chrono::milliseconds elapsed() const;
+    std::chrono::microseconds elapsed() const;
 
     std::mutex mutex_;
     std::condition_variable changed_;

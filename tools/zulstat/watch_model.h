@@ -39,7 +39,7 @@ struct WatchedGateway {
     std::string reason;                           // why it is down, a whole sentence
     std::chrono::system_clock::time_point since;  // when it went down
     std::chrono::system_clock::time_point lastSample;
-    std::chrono::milliseconds duration{0};
+    std::chrono::microseconds duration{0};
     std::optional<std::chrono::system_clock::time_point> nextTry;
     std::vector<WatchRow> rows;  // of the last sample, in its order
 };

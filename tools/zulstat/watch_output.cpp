@@ -316,7 +316,7 @@ std::string watchCsv(const WatchModel& model, const size_t gateway, const bool w
 std::string watchJson(const WatchModel& model, const size_t gateway) {
     const WatchedGateway& watched = model.gateways().at(gateway);
     Json document{{"format", 1}, {"time", formatTime(watched.isUp ? watched.lastSample : watched.since)}};
-    document["durationMs"] = watched.duration.count();
+    document["durationMs"] = std::chrono::duration<double, std::milli>(watched.duration).count();
     document["gateway"] = Json{{"name", nullptr}, {"host", watched.gateway.host}, {"port", watched.gateway.port}};
     if (!watched.gateway.name.empty()) {
         document["gateway"]["name"] = watched.gateway.name;
