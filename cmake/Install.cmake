@@ -71,6 +71,16 @@ if(ZULSTATS_BUILD_TOOLS)
 endif()
 if(ZULSTATS_BUILD_SIM)
     install(TARGETS gatewaysim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zulstats_tools)
+    if(NOT CMAKE_CROSSCOMPILING AND NOT WIN32)
+        set(page ${PROJECT_BINARY_DIR}/gatewaysim.1)
+        add_custom_command(OUTPUT ${page}
+            COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:gatewaysim> -DNAME=gatewaysim
+                "-DSUMMARY=stand in for a gateway daemon on a loopback address" -DVERSION=${ZULSTATS_PACKAGE_VERSION}
+                -DPAGE=${page} -P ${PROJECT_SOURCE_DIR}/cmake/ManualPage.cmake
+            DEPENDS gatewaysim ${PROJECT_SOURCE_DIR}/cmake/ManualPage.cmake VERBATIM)
+        add_custom_target(zulstats_gatewaysim_page ALL DEPENDS ${page})
+        install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT zulstats_tools)
+    endif()
 endif()
 
 # The README names the others by their place beside it. Below another project, CMAKE_INSTALL_DOCDIR is that project's.
