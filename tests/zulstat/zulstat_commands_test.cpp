@@ -61,7 +61,7 @@ TEST(ZulstatCutReply, IsNoSuccessWithZeros) {
     const CatalogueGateway gateway(R"({"protocol": "1", "groups": ["memory"], "statistics": [
         {"id": "memory.first", "group": "memory", "kind": "text", "text": "1"},
         {"id": "memory.used", "group": "memory", "kind": "text", "text": "536870912"}]})",
-                                   {"--fault", "invoke:cut=270"});
+                                   {"--fault", "invoke:cut=251"});
     const ProgramOutcome outcome = gateway.ask({"stats", "--group", "memory"});
     EXPECT_EQ(outcome.exitCode, 4);
     EXPECT_EQ(withPlainLineEnds(outcome.standardOutput), "QUERY   STATISTIC     VALUE\nmemory  memory.first      1\n");
@@ -339,7 +339,7 @@ TEST(ZulstatWatch, IsNotHeldUpByAGatewayThatStopsAnswering) {
     const GatewaySim silent({"--fault", "invoke:stall"});
     const GatewaySim neverOpen({"--fault", "handshake:stall"});
     const ProgramOutcome outcome = runPlain(
-        {"watch", "-n", "2", "-i", "0.1", "-t", "0.5", "-f", "json", gatewayOption("good", good.gateway().port()),
+        {"watch", "-n", "2", "-i", "0.1", "-t", "2", "-f", "json", gatewayOption("good", good.gateway().port()),
          gatewayOption("silent", silent.port()), gatewayOption("never", neverOpen.port())});
     EXPECT_EQ(outcome.exitCode, 4);
     int up = 0;

@@ -62,6 +62,9 @@ struct WriteOutcome {
     bool isReaderGone = false;  // an error that needs no message
 };
 
+// From now on a line written to standard output ends with LF alone, whatever the system's habit.
+void keepLineEnds();
+
 // Writes the whole text, and closes standard output so that late errors show.
 WriteOutcome writeAllOutput(std::string_view text);
 

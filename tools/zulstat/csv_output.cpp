@@ -29,7 +29,7 @@ std::string startOfLine(const Report& report, const QueryResult& result, const E
 }  // namespace
 
 std::string csvCell(const std::string_view text) {
-    const std::string escaped = escapeText(text);
+    std::string escaped = escapeText(text);
     if (escaped.find_first_of(",\"") == std::string::npos && !escaped.starts_with(' ') && !escaped.ends_with(' ')) {
         return escaped;
     }

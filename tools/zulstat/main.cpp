@@ -44,6 +44,7 @@ bool startTrace(const CommandLine& commandLine) {
 }
 
 int showCompletion(const std::string& shell) {
+    keepLineEnds();
     if (shell == "man") {
         return writeOutput(manualPage(programVersion()), std::nullopt, kExitOk);
     }

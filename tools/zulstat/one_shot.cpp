@@ -50,6 +50,8 @@ std::string render(const Reports& reports, const CommandLine& commandLine) {
         case OutputFormat::csv:
             return renderCsv(reports, commandLine.hasHeader);
         case OutputFormat::openmetrics:
+            // Its readers know no other line ends.
+            keepLineEnds();
             return renderOpenMetrics(reports, commandLine.withTexts);
         case OutputFormat::table:
             break;

@@ -97,6 +97,8 @@ void whenInterrupted(std::function<void(Interruption)> handler) {
     }).detach();
 }
 
+void keepLineEnds() {}
+
 bool isReaderGone(const int errorNumber) {
     return errorNumber == EPIPE;
 }

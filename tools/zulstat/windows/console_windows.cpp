@@ -8,8 +8,12 @@
 // shellapi.h needs windows.h before it.
 #include <shellapi.h>
 
+#include <fcntl.h>
+#include <io.h>
+
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -115,6 +119,10 @@ void holdInterruptions() {}
 void whenInterrupted(std::function<void(Interruption)> handler) {
     interruptionHandler() = std::move(handler);
     SetConsoleCtrlHandler(handleControl, TRUE);
+}
+
+void keepLineEnds() {
+    _setmode(_fileno(stdout), _O_BINARY);
 }
 
 // A write to a pipe without a reader fails with EINVAL in the runtime library.
