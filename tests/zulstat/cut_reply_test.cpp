@@ -169,6 +169,7 @@ struct Sweep {
     const char* name;
     std::string_view catalogue;
     Texts arguments;
+    bool cutsOpening = false;  // one sweep is enough for what all have in common
 };
 
 class CutReply : public ::testing::TestWithParam<Sweep> {
@@ -192,7 +193,7 @@ TEST_P(CutReply, IsAnErrorOrTheWholeRightAnswerWhereverItIsCut) {
     ASSERT_GT(lengths.size(), kRepliesOfAnOpening);
     size_t positions = 0;
     size_t wholeAnswers = 0;
-    for (size_t reply = 0; reply < lengths.size(); ++reply) {
+    for (size_t reply = GetParam().cutsOpening ? 0 : kRepliesOfAnOpening; reply < lengths.size(); ++reply) {
         for (size_t length = 0; length < lengths[reply]; ++length) {
             SCOPED_TRACE("reply " + std::to_string(reply) + " cut after " + std::to_string(length) + " bytes");
             relay_.cut(reply, length);
@@ -225,7 +226,7 @@ TEST_P(CutReply, IsAnErrorOrTheWholeRightAnswerWhereverItIsCut) {
 
 INSTANTIATE_TEST_SUITE_P(
     Every, CutReply,
-    ::testing::Values(Sweep{"Groups", kCatalogue, {"groups"}}, Sweep{"Ids", kCatalogue, {"ids"}},
+    ::testing::Values(Sweep{"GroupsAndOpening", kCatalogue, {"groups"}, true}, Sweep{"Ids", kCatalogue, {"ids"}},
                       Sweep{"IdsOfGroups", kCatalogue, {"ids", "alpha", "nowhere", "beta"}},
                       Sweep{"IdsOfAFailedGroup", kCatalogue, {"ids", "nowhere"}},
                       Sweep{"Statistics", kCatalogue, {"stats"}},

@@ -64,7 +64,7 @@ TEST(ZulstatCutReply, IsNoSuccessWithZeros) {
                                    {"--fault", "invoke:cut=251"});
     const ProgramOutcome outcome = gateway.ask({"stats", "--group", "memory"});
     EXPECT_EQ(outcome.exitCode, 4);
-    EXPECT_EQ(withPlainLineEnds(outcome.standardOutput), "QUERY   STATISTIC     VALUE\nmemory  memory.first      1\n");
+    EXPECT_EQ(withPlainLineEnds(outcome.standardOutput), "QUERY   STATISTIC     VALUE\nmemory  memory.first  1\n");
     EXPECT_TRUE(contains(outcome.standardError, "the connection ended in the middle of it; only what arrived whole"))
         << outcome.standardError;
 }
