@@ -46,7 +46,7 @@ void receiveMore(int32_t socket, Bytes& bytes, size_t count) {
         if (received == 0) {
             throw std::runtime_error("the gateway ended the connection");
         }
-        bytes.insert(bytes.end(), part.begin(), part.begin() + static_cast<std::ptrdiff_t>(received));
+        bytes.insert(bytes.end(), part.begin(), part.begin() + static_cast<ptrdiff_t>(received));
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <map>
 #include <string_view>
 #include <utility>
@@ -160,7 +161,7 @@ std::string sparkline(const std::deque<std::optional<double>>& history, const si
     constexpr std::array<std::string_view, 8> kHeights{"\xE2\x96\x81", "\xE2\x96\x82", "\xE2\x96\x83", "\xE2\x96\x84",
                                                        "\xE2\x96\x85", "\xE2\x96\x86", "\xE2\x96\x87", "\xE2\x96\x88"};
     const size_t count = std::min(width, history.size());
-    const auto first = history.end() - static_cast<std::ptrdiff_t>(count);
+    const auto first = history.end() - static_cast<ptrdiff_t>(count);
     double low = 0;
     double high = 0;
     bool isFirst = true;
@@ -177,7 +178,7 @@ std::string sparkline(const std::deque<std::optional<double>>& history, const si
             line += ' ';
         } else if (high > low) {
             const double part = (**each / 2 - low / 2) / (high / 2 - low / 2);
-            line += kHeights[static_cast<size_t>(part * (kHeights.size() - 1) + 0.5)];
+            line += kHeights[static_cast<size_t>(std::lround(part * (kHeights.size() - 1)))];
         } else {
             line += kHeights[0];
         }
