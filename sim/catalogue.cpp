@@ -153,12 +153,12 @@ class Fields {
             throw wrongType(field, value, "a whole number");
         }
         const bool tooLarge = value.is_number_unsigned() && value.get<uint64_t>() > INT64_MAX;
-        const int64_t number = tooLarge ? INT64_MAX : value.get<int64_t>();
-        if (number < lowest || number > highest) {
+        const int64_t result = tooLarge ? INT64_MAX : value.get<int64_t>();
+        if (result < lowest || result > highest) {
             throw BadCatalogue(place_ + ": field " + inQuotes(field) + " is " + value.dump() + " where " +
                                std::to_string(lowest) + " to " + std::to_string(highest) + " is allowed");
         }
-        return number;
+        return result;
     }
 
     double number(const char* field, double lowest, double highest) const {
@@ -196,12 +196,12 @@ class Fields {
     }
 
     static std::string listed(std::initializer_list<std::string_view> names) {
-        std::string text;
+        std::string list;
         for (const std::string_view name : names) {
-            text += text.empty() ? "" : ", ";
-            text += name;
+            list += list.empty() ? "" : ", ";
+            list += name;
         }
-        return text;
+        return list;
     }
 
     BadCatalogue wrongType(const char* field, const Json& value, const char* wanted) const {

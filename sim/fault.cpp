@@ -27,7 +27,7 @@ struct KindEntry {
 
 struct AddedText {
     std::string_view name;
-    std::string_view text;
+    std::string_view text;  // cppcheck-suppress unusedStructMember ; it does not follow std::array::at()
 };
 
 using namespace std::string_view_literals;

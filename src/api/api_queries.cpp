@@ -15,8 +15,9 @@ namespace {
 
 // What is particular to one query. A query has one of the two exchanges, and with it one of the two first lines.
 struct Query {
-    int32_t (*exchange)(int32_t socketDesc, char** buffer, int32_t* bufferLen);
-    int32_t (*exchangeWithIds)(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids);
+    int32_t (*exchange)(int32_t socketDesc, char** buffer, int32_t* bufferLen, stapi::KeptBlock* kept);
+    int32_t (*exchangeWithIds)(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
+                               stapi::KeptBlock* kept);
     bool resetsOwner;
     TracePoint<> start;
     TracePoint<const char*> startWithIds;
@@ -139,9 +140,9 @@ int32_t exchangeAndStore(const Query& query, GatewayToken* gwTok, const char* id
     TRACE_POINT(query.startWithIds, ids);
     int32_t rc = STAPI_RC_OK;
     if (query.exchange != nullptr) {
-        rc = query.exchange(gwTok->socket, &buffer, &bufferLen);
+        rc = query.exchange(gwTok->socket, &buffer, &bufferLen, &gwTok->replyBlock);
     } else if (query.exchangeWithIds != nullptr) {
-        rc = query.exchangeWithIds(gwTok->socket, &buffer, &bufferLen, resultSet->asciiIdList);
+        rc = query.exchangeWithIds(gwTok->socket, &buffer, &bufferLen, resultSet->asciiIdList, &gwTok->replyBlock);
     }
     TRACE_POINT(query.resultSet, at(resultSet));
     TRACE_POINT(query.buffer, at(buffer));

@@ -2,6 +2,7 @@
 #include "api/result_set_checks.h"
 #include "api/zulstats64.h"
 #include "diag/trace_point.h"
+#include "impl/plain_step.h"
 #include "impl/stapi_zul_impl.h"
 
 using stapi::at;
@@ -72,8 +73,9 @@ int32_t checkWalkArguments(const WalkFunction<Record>& function, const ResultSet
     return rc;
 }
 
+// Kept out of the way of the plain steps.
 template <const auto& function, typename Record>
-int32_t walk(ResultSetToken* rsPtr, Record* record) {
+[[gnu::noinline]] int32_t walk(ResultSetToken* rsPtr, Record* record) {
     int32_t rc = stapi::stapiInit();
     TRACE_POINT(function.entry, at(rsPtr), at(record));
     if (rc == STAPI_RC_OK) {
@@ -92,17 +94,23 @@ int32_t walk(ResultSetToken* rsPtr, Record* record) {
 }  // namespace
 
 int32_t getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    return walk<kGetFirstId>(rsPtr, idDataPtr);
+    return stapi::takePlainFirstStep<ResultSetContent::ids>(rsPtr, idDataPtr) ? STAPI_RC_OK
+                                                                              : walk<kGetFirstId>(rsPtr, idDataPtr);
 }
 
 int32_t getNextId(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    return walk<kGetNextId>(rsPtr, idDataPtr);
+    return stapi::takePlainNextStep<ResultSetContent::ids>(rsPtr, idDataPtr) ? STAPI_RC_OK
+                                                                             : walk<kGetNextId>(rsPtr, idDataPtr);
 }
 
 int32_t getFirstStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    return walk<kGetFirstStat>(rsPtr, statDataPtr);
+    return stapi::takePlainFirstStep<ResultSetContent::statistics>(rsPtr, statDataPtr)
+               ? STAPI_RC_OK
+               : walk<kGetFirstStat>(rsPtr, statDataPtr);
 }
 
 int32_t getNextStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    return walk<kGetNextStat>(rsPtr, statDataPtr);
+    return stapi::takePlainNextStep<ResultSetContent::statistics>(rsPtr, statDataPtr)
+               ? STAPI_RC_OK
+               : walk<kGetNextStat>(rsPtr, statDataPtr);
 }

@@ -30,8 +30,8 @@
  *
  * Replies that are cut off. A daemon that ends its connection in good order in the middle of a reply's body is not told
  * from one that has sent all: what is missing reads as zero, as far as the reply announced, and the query may succeed.
- * A caller notices by an empty id, by NUL bytes in an id or a value, or by fewer entries than expected; the next query
- * on the connection then fails and removes it.
+ * A caller notices by an empty id, by NUL bytes in an id or a value, by a query element without ids (see IdData), or by
+ * fewer entries than expected; the next query on the connection then fails and removes it.
  *
  * Guests' manners. No function throws, raises a signal, ends the process, changes the locale or writes to standard
  * output. A thread is never cancelled inside a function; asynchronous cancellation is not supported. On Linux neither a

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "comms/kept_block.h"
+
 namespace stapi {
 
 // Why an exchange failed. Filled for diagnosis; owned by the caller.
@@ -37,6 +39,7 @@ struct HeaderRecord {
     uint8_t headerFlagByte;
     uint32_t dataLength;   // length of the body in bytes
     uint32_t bodyArrived;  // replies: bytes of the body that arrived; the rest of its block is zero
+    KeptBlock* kept;       // the connection's block for the body of the reply, or null: a fresh one
 };
 
 constexpr uint32_t kAuthorisationStepInit = 0;
@@ -71,11 +74,13 @@ struct AdminRequest {
     const char* parameterValue;
     const char* parameterType;
     uint8_t exceptionFlag;
-    uint8_t* callData;  // the reply's payload, header.dataLength bytes, or null; released by whoever made the call
+    // The reply's payload, header.dataLength bytes, or null. It lies in header.kept, or in a block of its own, which is
+    // released by whoever made the call.
+    uint8_t* callData;
     uint32_t callDataArrived;  // bytes of the payload that arrived; the rest is zero
 };
 
-// Sets every field of a request's header anew, whatever a reply has left in the record.
+// Sets every field of a request's header anew, whatever a reply has left in the record, but for kept.
 void prepareHeader(HeaderRecord* header, uint32_t requestKind, uint32_t qualifier, const char* serverProgramName,
                    uint32_t dataLength);
 

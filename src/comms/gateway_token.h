@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "comms/kept_block.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
 
 namespace stapi {
@@ -34,8 +35,9 @@ struct GatewayToken {
     char* protocolVersion;        // the daemon's protocol version; owned
     GatewayToken* nextGwyTokPtr;  // next on the list of connections, or null
     // Behind the record proper.
-    stapi::TokenState state;     // guarded by the list's lock
-    size_t protocolVersionSize;  // size of the protocolVersion area
+    stapi::TokenState state;      // guarded by the list's lock
+    size_t protocolVersionSize;   // size of the protocolVersion area
+    stapi::KeptBlock replyBlock;  // owned
 };
 
 namespace stapi {

@@ -112,7 +112,9 @@ int32_t receiveBody(int32_t socketDesc, int32_t bodyLength, uint8_t** data, Head
     *data = nullptr;
     TRACE_DEBUG(3233, "stapi_zul_socketcomms.flow Free call data %p\n", released);
     TRACE_DEBUG(3234, "stapi_zul_socketcomms.flow (re-)malloc call &data %p\n", at(data));
-    *data = static_cast<uint8_t*>(allocateMemory(static_cast<size_t>(bodyLength)));
+    KeptBlock* const kept = static_cast<size_t>(bodyLength) < kLeastKeptBody ? nullptr : header->kept;
+    *data = kept == nullptr ? static_cast<uint8_t*>(allocateMemory(static_cast<size_t>(bodyLength)))
+                            : takeKeptBlock(kept, static_cast<size_t>(bodyLength));
     TRACE_DEBUG(3235, "stapi_zul_socketcomms.flow Called malloc for %d bytes. rc=%p\n", bodyLength, at(*data));
     if (*data == nullptr) {
         TRACE_EXC(3236, "stapi_zul_socketcomms.flow Failed to allocate %d bytes.\n", bodyLength);
@@ -121,6 +123,9 @@ int32_t receiveBody(int32_t socketDesc, int32_t bodyLength, uint8_t** data, Head
         int32_t arrived = 0;
         rc = receiveBlock(socketDesc, static_cast<size_t>(bodyLength), *data, &arrived, reasons);
         header->bodyArrived = static_cast<uint32_t>(arrived);
+        if (kept != nullptr) {
+            noteReceived(kept, static_cast<size_t>(arrived));
+        }
     }
     return rc;
 }
@@ -227,13 +232,27 @@ int32_t readAuthorisationReply(const HeldBlock& reply, AuthorisationRecord* requ
     return rc;
 }
 
-// Hands the payload of an administration reply over as call data; the reader stands behind the exception flag. What did
-// not arrive is not copied: the new block is zero there, too.
+// A payload of which the first bytes arrived, where the connection keeps it; else in a block of its own, without what
+// did not arrive: that is zero there, too. Null when there is no memory for it.
+uint8_t* payloadBlock(WireReader* reader, const HeldBlock& reply, KeptBlock* kept, size_t size, size_t arrived) {
+    uint8_t* block = nullptr;
+    if (isInKeptBlock(kept, reply.bytes)) {
+        block = const_cast<uint8_t*>(readBytes(reader, size));
+    } else {
+        block = static_cast<uint8_t*>(allocateMemory(size));
+        if (block != nullptr) {
+            copyBytes(reader, block, arrived);
+        }
+    }
+    return block;
+}
+
+// Hands the payload of an administration reply over as call data; the reader stands behind the exception flag.
 int32_t takeCallData(WireReader* reader, const HeldBlock& reply, AdminRequest* request) {
     int32_t rc = STAPI_RC_OK;
     const size_t payloadSize = reply.size - kAdminReplyWithFlag;
     const size_t payloadArrived = std::max(reply.arrived, kAdminReplyWithFlag) - kAdminReplyWithFlag;
-    request->callData = static_cast<uint8_t*>(allocateMemory(payloadSize));
+    request->callData = payloadBlock(reader, reply, request->header.kept, payloadSize, payloadArrived);
     TRACE_DEBUG(3203, "stapi_zul_socketcomms.flowAdminRequest Called malloc for %d bytes. rc=%p\n",
                 static_cast<int32_t>(payloadSize), at(request->callData));
     if (request->callData == nullptr) {
@@ -241,7 +260,6 @@ int32_t takeCallData(WireReader* reader, const HeldBlock& reply, AdminRequest* r
                   static_cast<int32_t>(reply.size));
         rc = STAPI_RC_NO_MEMORY;
     } else {
-        copyBytes(reader, request->callData, payloadArrived);
         request->header.dataLength = static_cast<uint32_t>(payloadSize);
         request->callDataArrived = static_cast<uint32_t>(payloadArrived);
     }
@@ -358,7 +376,9 @@ int32_t flowRequest(const RequestPoints& points, int32_t socketDesc, HeaderRecor
     } else {
         rc = exchangeRequest(socketDesc, size, &data, header, reasons, writeBody, readReply);
         TRACE_POINT(points.release, at(data));
-        releaseMemory(data);
+        if (!isInKeptBlock(header->kept, data)) {
+            releaseMemory(data);
+        }
     }
     return rc;
 }

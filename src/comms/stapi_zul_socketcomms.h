@@ -34,16 +34,17 @@ void writeHeader(const HeaderRecord* req, uint8_t* data);
 // Fills a record from a received header of size bytes, but for the name pointer. What the header lacks reads as 0.
 void populateHeader(const uint8_t* data, HeaderRecord* req, size_t size = kUnboundedPayload);
 
-// Receives dataSize bytes into a block of zeros, and touches no more of it than what arrives; that many bytes are told
+// Receives dataSize bytes into a block, and touches no more of it than what arrives; that many bytes are told
 // in *arrived, unless it is null. 0; -1 when the peer closed before the first byte; else the socket's error, which is 0
 // when the peer closed later.
 int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf, int32_t* arrived = nullptr);
 
 // One exchange: sends the datalen bytes of *data and receives the reply. A reply body takes the place of the request:
 // the request's block is released and *data is the reply's. A reply without a body leaves the request in place. The
-// caller releases *data in any case (it is null after a failed allocation). The reply's header lands in *header.
-// 0; -1 nothing to send, send failed, or the wait failed with its own negative value; -111; -122 receive failed or no
-// gateway frame; else the non-zero return code of the reply.
+// caller releases *data in any case (it is null after a failed allocation), unless it lies in header->kept, where a
+// long body is received when that is not null. The reply's header lands in *header. 0; -1 nothing to send, send failed,
+// or the wait failed with its own negative value; -111; -122 receive failed or no gateway frame; else the non-zero
+// return code of the reply.
 int32_t flow(int32_t socketDesc, int32_t datalen, uint8_t** data, const char* requestName, HeaderRecord* header,
              ReasonsBlock* reasons);
 
@@ -64,9 +65,9 @@ int32_t flowAuthRequest(int32_t socketDesc, AuthorisationRecord* request, Reason
 // 0, -111, or a code of flow.
 int32_t flowCloseRequest(int32_t socketDesc, ReasonsBlock* reasons);
 // One administration call; the caller has filled the record, with header.dataLength the length of the body. On 0 with a
-// call type other than initialise, callData is a new block of header.dataLength bytes that belongs to the caller. 0; -3
-// refused (reasons->adminRc holds the daemon's code) or ended with an exception; -111; -122 reply too short; a code of
-// flow.
+// call type other than initialise, callData are header.dataLength bytes: in header.kept, or in a new block that belongs
+// to the caller. 0; -3 refused (reasons->adminRc holds the daemon's code) or ended with an exception; -111; -122 reply
+// too short; a code of flow.
 int32_t flowAdminRequest(int32_t socketDesc, AdminRequest* request, ReasonsBlock* reasons);
 
 // What the code of an exchange means for a caller of the library: 0; -102 the connection is gone; -122 any other

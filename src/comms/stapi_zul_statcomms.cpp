@@ -34,7 +34,9 @@ int32_t commonCallLength(const AdminRequest& admin) {
 }
 
 void releaseCallData(AdminRequest* admin) {
-    releaseMemory(admin->callData);
+    if (!isInKeptBlock(admin->header.kept, admin->callData)) {
+        releaseMemory(admin->callData);
+    }
     admin->callData = nullptr;
 }
 
@@ -150,11 +152,12 @@ int32_t statProtocolVer(GatewayToken* gwTokPtr, ReasonsBlock* reasons) {
     return rc;
 }
 
-int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons) {
+int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
+                  KeptBlock* kept) {
     TRACE_ENTRY(2206,
                 "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
                 socketDesc, queryType, at(*buffer), *bufferLen, at(reasons));
-    const int32_t rc = statCommsString(socketDesc, queryType, "", buffer, bufferLen, reasons);
+    const int32_t rc = statCommsString(socketDesc, queryType, "", buffer, bufferLen, reasons, kept);
     TRACE_EXIT(
         2207,
         "stapi_zul_statcomms.statComms(socketDesc=%d, queryType=%s, *buffer=%p, *bufferLen=%d, reasons=%p) rc=%d\n",
@@ -163,7 +166,7 @@ int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int3
 }
 
 int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* queryString, char** buffer,
-                        int32_t* bufferLen, ReasonsBlock* reasons) {
+                        int32_t* bufferLen, ReasonsBlock* reasons, KeptBlock* kept) {
     char tracedType[kQueryTypeArea] = {};
     std::memcpy(tracedType, queryType, boundedLength(queryType, sizeof tracedType - 1));
     TRACE_ENTRY(
@@ -171,6 +174,7 @@ int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* q
         "stapi_zul_statcomms.statCommsString(socketDesc=%d, queryType=%s, queryString=%p, *buffer=%p, *bufferLen=%d, reasons=%p)\n",
         socketDesc, tracedType, at(queryString), at(*buffer), *bufferLen, at(reasons));
     AdminRequest admin = {};
+    admin.header.kept = kept;
     int32_t rc = getInitAdminRequest(socketDesc, &admin, reasons);
     if (rc == STAPI_RC_OK) {
         TRACE_DEBUG(2209, "stapi_zul_statcomms.statCommsString Successfully init'd the Admin Request\n");
@@ -186,6 +190,9 @@ int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* q
     if (admin.callData != nullptr) {
         TRACE_DEBUG(2212, "stapi_zul_statcomms.statCommsString Free request callData %p\n", at(admin.callData));
         releaseCallData(&admin);
+    }
+    if (kept != nullptr) {
+        reviewKeptBlock(kept, admin.callDataArrived);
     }
     TRACE_EXIT(
         2213,

@@ -24,11 +24,12 @@ int32_t getInitAdminRequest(int32_t socketDesc, AdminRequest* admin, ReasonsBloc
 
 // Runs a query and parses its reply into *buffer, a result-set buffer of capacity *bufferLen; both change when the
 // buffer grows, and *buffer is null after a failed growth. queryString is null-terminated. 0; -111; -122 malformed
-// reply or reply without a payload; a code of flowAdminRequest.
+// reply or reply without a payload; a code of flowAdminRequest. The reply is received into kept, unless that is null.
 int32_t statCommsString(int32_t socketDesc, const char* queryType, const char* queryString, char** buffer,
-                        int32_t* bufferLen, ReasonsBlock* reasons);
+                        int32_t* bufferLen, ReasonsBlock* reasons, KeptBlock* kept = nullptr);
 // The same with an empty query string.
-int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons);
+int32_t statComms(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
+                  KeptBlock* kept = nullptr);
 
 // Bytes of the body that follow the call-length field of an invocation, and of a request for an attribute.
 int32_t calculateCallLength(const AdminRequest* admin);

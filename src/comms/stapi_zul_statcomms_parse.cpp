@@ -6,6 +6,7 @@
 #include "comms/stapi_zul_statcomms.h"
 #include "diag/heap_blocks.h"
 #include "diag/stapi_zul_diag.h"
+#include "resultset/result_set_writer.h"
 
 namespace stapi {
 
@@ -23,9 +24,10 @@ constexpr size_t kSerialVersion = 8;         // of a class
 constexpr size_t kClassEnd = 5;
 constexpr size_t kClassRest = kSerialVersion + kClassEnd;
 constexpr size_t kEndOfObject = 1;
-constexpr size_t kStatisticObjectStart = 2;  // the tags of object and class description
-constexpr size_t kStatisticEnd = 2;          // the end of its data; then the next object's tag, or the response's end
-constexpr size_t kLongBlockHighLength = 2;   // the upper half of a long block's length
+constexpr size_t kStatisticObjectStart = 2;    // the tags of object and class description
+constexpr int32_t kStatisticLengthFields = 4;  // those of the id and of the value
+constexpr size_t kStatisticEnd = 2;            // the end of its data; then the next object's tag, or the response's end
+constexpr size_t kLongBlockHighLength = 2;     // the upper half of a long block's length
 
 constexpr size_t kShortBlockLengthBytes = 1;
 constexpr size_t kLongBlockLengthBytes = 4;
@@ -89,6 +91,11 @@ void putChars(ReplyParser* parser, const uint8_t* text, int32_t count) {
     }
 }
 
+// Whether nothing is traced of what is handed on text by text, so that it need not be handed on field by field.
+bool isHandedOnSilently() {
+    return !isTraceOn(TraceWord::entry);
+}
+
 // The number of responses, which is only there when the flag before it says so.
 uint32_t readResponseCount(ReplyParser* parser) {
     return readU8OrZero(&parser->reader) == kMultiResponse ? readU32(&parser->reader) : 1;
@@ -142,13 +149,42 @@ int32_t passQueryElement(ReplyParser* parser) {
     return queryRc;
 }
 
+// Hands on texts for as long as they are whole and there is room for them; as passWholeStatistics.
+uint32_t passWholeTexts(ReplyParser* parser, uint32_t most) {
+    WireReader reader = parser->reader;
+    char* cursor = parser->cursor;
+    int64_t room = *parser->capacity - parser->written;
+    uint32_t passed = 0;
+    bool isWhole = true;
+    while (isWhole && passed < most) {
+        WireReader ahead = reader;
+        const int32_t length = readU16(&ahead);
+        const uint8_t* const text = readBytes(&ahead, static_cast<size_t>(length));
+        isWhole = !ahead.overrun && lengthTextSize(length) <= room;
+        if (isWhole) {
+            cursor = writeLengthAndText(cursor, text, length);
+            room -= lengthTextSize(length);
+            reader = ahead;
+            ++passed;
+        }
+    }
+    parser->written = *parser->capacity - room;
+    parser->cursor = cursor;
+    parser->reader = reader;
+    return passed;
+}
+
 void passIds(ReplyParser* parser, uint32_t responseIndex) {
     const uint32_t count = readU32(&parser->reader);
     TRACE_DEBUG(2227, "stapi_zul_statcomms.parseIdsData reading %d IDs for result %d\n", static_cast<int32_t>(count),
                 static_cast<int32_t>(responseIndex));
     putInteger(parser, count);
+    const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isIntact(*parser); ++index) {
-        passText(parser);
+        index += isSilent && isGoingWell(*parser) ? passWholeTexts(parser, count - index) : 0;
+        if (index < count) {
+            passText(parser);
+        }
     }
 }
 
@@ -247,8 +283,65 @@ void passValue(ReplyParser* parser, bool isLongBlock, int32_t roomInBlock) {
     skipBytes(&parser->reader, kStatisticEnd);
 }
 
+// A statistic that stands in one block, and all of it is there.
+struct WholeStatistic {
+    int32_t idLength;
+    const uint8_t* id;
+    int32_t dataLength;
+    const uint8_t* data;
+};
+
+// False when it is not of that kind; the reader then stands anywhere.
+bool readWholeStatistic(WireReader* reader, WholeStatistic* found) {
+    WireReader head = readPart(reader, kClassEnd + sizeof(uint8_t));
+    skipBytes(&head, kClassEnd);
+    int32_t roomInBlock = INT32_MAX;
+    if (readU8(&head) == kTagLongBlock) {
+        WireReader lengths = readPart(reader, kLongBlockLengthBytes + sizeof(int16_t));
+        roomInBlock = readLongBlockLength(&lengths);
+        found->idLength = readI16(&lengths);
+    } else {
+        WireReader lengths = readPart(reader, kShortBlockLengthBytes + sizeof(int16_t));
+        skipBytes(&lengths, kShortBlockLengthBytes);
+        found->idLength = readI16(&lengths);
+    }
+    // A negative length is a size beyond any end.
+    found->id = readBytes(reader, static_cast<size_t>(found->idLength));
+    found->dataLength = readI16(reader);
+    found->data = readBytes(reader, static_cast<size_t>(found->dataLength));
+    skipBytes(reader, kStatisticEnd);
+    return !reader->overrun && found->dataLength <= roomInBlock - found->idLength - kStatisticLengthFields;
+}
+
+// Hands on statistics for as long as they are whole and there is room for them, at most that many; their number. What
+// it works on stands in registers meanwhile, because a reply may hold many thousands.
+uint32_t passWholeStatistics(ReplyParser* parser, uint32_t most) {
+    WireReader reader = parser->reader;
+    char* cursor = parser->cursor;
+    int64_t room = *parser->capacity - parser->written;
+    uint32_t passed = 0;
+    bool isWhole = true;
+    while (isWhole && passed < most) {
+        WireReader ahead = reader;
+        WholeStatistic found;
+        isWhole = readWholeStatistic(&ahead, &found);
+        const int64_t size = isWhole ? lengthTextSize(found.idLength) + lengthTextSize(found.dataLength) : 0;
+        isWhole = isWhole && size <= room;
+        if (isWhole) {
+            cursor = writeLengthAndText(cursor, found.id, found.idLength);
+            cursor = writeLengthAndText(cursor, found.data, found.dataLength);
+            room -= size;
+            reader = ahead;
+            ++passed;
+        }
+    }
+    parser->written = *parser->capacity - room;
+    parser->cursor = cursor;
+    parser->reader = reader;
+    return passed;
+}
+
 void passStatistic(ReplyParser* parser) {
-    constexpr int32_t kLengthFields = 4;  // those of the id and of the value
     WireReader* const reader = &parser->reader;
     skipBytes(reader, kClassEnd);
     const uint8_t tag = readU8OrZero(reader);
@@ -268,7 +361,7 @@ void passStatistic(ReplyParser* parser) {
     putInteger(parser, static_cast<uint32_t>(idLength));
     passBytes(parser, idLength);
     if (isIntact(*parser)) {
-        passValue(parser, tag == kTagLongBlock, chunkLength - idLength - kLengthFields);
+        passValue(parser, tag == kTagLongBlock, chunkLength - idLength - kStatisticLengthFields);
     }
 }
 
@@ -280,8 +373,12 @@ void passStatistics(ReplyParser* parser, uint32_t responseIndex) {
     skipBytes(&parser->reader, kStatisticObjectStart);
     skipText(&parser->reader);
     skipBytes(&parser->reader, kSerialVersion);
+    const bool isSilent = isHandedOnSilently();
     for (uint32_t index = 0; index < count && isGoingWell(*parser); ++index) {
-        passStatistic(parser);
+        index += isSilent ? passWholeStatistics(parser, count - index) : 0;
+        if (index < count) {
+            passStatistic(parser);
+        }
     }
     TRACE_DEBUG(2240, "stapi_zul_statcomms.parseStatsData running total of parsed data = %d bytes \n",
                 static_cast<int32_t>(parser->written));

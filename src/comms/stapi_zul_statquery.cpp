@@ -72,13 +72,14 @@ constexpr StatQuery<const char*> kStatsByStatGroupId = {
          "stapi_zul_statquery.commsStatsByStatGroupId(socketDesc=%d, *buffer=%p, *bufferLen=%d, ids=%p) zulStatRc=%d\n"},
 };
 
-int32_t exchange(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons) {
-    return statComms(socketDesc, queryType, buffer, bufferLen, reasons);
+int32_t exchange(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
+                 KeptBlock* kept) {
+    return statComms(socketDesc, queryType, buffer, bufferLen, reasons, kept);
 }
 
 int32_t exchange(int32_t socketDesc, const char* queryType, char** buffer, int32_t* bufferLen, ReasonsBlock* reasons,
-                 const char* ids) {
-    return statCommsString(socketDesc, queryType, ids, buffer, bufferLen, reasons);
+                 KeptBlock* kept, const char* ids) {
+    return statCommsString(socketDesc, queryType, ids, buffer, bufferLen, reasons, kept);
 }
 
 HexDumpArea resultDump(const char* buffer, int32_t bufferLen) {
@@ -86,12 +87,13 @@ HexDumpArea resultDump(const char* buffer, int32_t bufferLen) {
 }
 
 template <typename... Ids>
-int32_t run(const StatQuery<Ids...>& query, int32_t socketDesc, char** buffer, int32_t* bufferLen, Ids... ids) {
+int32_t run(const StatQuery<Ids...>& query, int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept,
+            Ids... ids) {
     int32_t rc = STAPI_RC_NO_DATA;
     TRACE_POINT(query.entry, socketDesc, at(*buffer), *bufferLen, ids...);
     if (*buffer != nullptr) {
         ReasonsBlock reasons = {};
-        const int32_t exchangeRc = exchange(socketDesc, query.queryType, buffer, bufferLen, &reasons, ids...);
+        const int32_t exchangeRc = exchange(socketDesc, query.queryType, buffer, bufferLen, &reasons, kept, ids...);
         rc = mapExchangeCode(exchangeRc, reasons);
     }
     if (rc == STAPI_RC_OK) {
@@ -103,28 +105,30 @@ int32_t run(const StatQuery<Ids...>& query, int32_t socketDesc, char** buffer, i
 
 }  // namespace
 
-int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen) {
-    return run(kResourceGroupsIds, socketDesc, buffer, bufferLen);
+int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept) {
+    return run(kResourceGroupsIds, socketDesc, buffer, bufferLen, kept);
 }
 
-int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen) {
-    return run(kStatIds, socketDesc, buffer, bufferLen);
+int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept) {
+    return run(kStatIds, socketDesc, buffer, bufferLen, kept);
 }
 
-int32_t commsStatIdsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids) {
-    return run(kStatIdsByStatGroupId, socketDesc, buffer, bufferLen, ids);
+int32_t commsStatIdsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
+                                  KeptBlock* kept) {
+    return run(kStatIdsByStatGroupId, socketDesc, buffer, bufferLen, kept, ids);
 }
 
-int32_t commsStats(int32_t socketDesc, char** buffer, int32_t* bufferLen) {
-    return run(kStats, socketDesc, buffer, bufferLen);
+int32_t commsStats(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept) {
+    return run(kStats, socketDesc, buffer, bufferLen, kept);
 }
 
-int32_t commsStatsByStatId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids) {
-    return run(kStatsByStatId, socketDesc, buffer, bufferLen, ids);
+int32_t commsStatsByStatId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids, KeptBlock* kept) {
+    return run(kStatsByStatId, socketDesc, buffer, bufferLen, kept, ids);
 }
 
-int32_t commsStatsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids) {
-    return run(kStatsByStatGroupId, socketDesc, buffer, bufferLen, ids);
+int32_t commsStatsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
+                                KeptBlock* kept) {
+    return run(kStatsByStatGroupId, socketDesc, buffer, bufferLen, kept, ids);
 }
 
 }  // namespace stapi

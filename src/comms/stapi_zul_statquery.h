@@ -4,17 +4,22 @@
 
 #include <cstdint>
 
+#include "comms/kept_block.h"
+
 namespace stapi {
 
 // Each queries over a socket and parses the reply into *buffer of capacity *bufferLen, both of which change when the
-// buffer grows. ids is the id list, null-terminated. 0; -102 the connection is gone; -103 *buffer is null, and nothing
-// was sent; -122 any other failure.
-int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen);
-int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen);
-int32_t commsStatIdsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids);
-int32_t commsStats(int32_t socketDesc, char** buffer, int32_t* bufferLen);
-int32_t commsStatsByStatId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids);
-int32_t commsStatsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids);
+// buffer grows. ids is the id list, null-terminated. kept is where the connection receives replies, or null. 0; -102
+// the connection is gone; -103 *buffer is null, and nothing was sent; -122 any other failure.
+int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept = nullptr);
+int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept = nullptr);
+int32_t commsStatIdsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
+                                  KeptBlock* kept = nullptr);
+int32_t commsStats(int32_t socketDesc, char** buffer, int32_t* bufferLen, KeptBlock* kept = nullptr);
+int32_t commsStatsByStatId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
+                           KeptBlock* kept = nullptr);
+int32_t commsStatsByStatGroupId(int32_t socketDesc, char** buffer, int32_t* bufferLen, const char* ids,
+                                KeptBlock* kept = nullptr);
 
 }  // namespace stapi
 

@@ -35,18 +35,20 @@ std::FILE* currentStream() {
     return traceStream == nullptr ? stderr : traceStream;
 }
 
-void writeOut(TextSink* sink) {
+void writeOut(TextSink* sink, platform::StreamWriteHold* hold) {
     if (sink->used > 0) {
-        std::fwrite(sink->block, 1, sink->used, static_cast<std::FILE*>(sink->destination));
+        if (std::fwrite(sink->block, 1, sink->used, static_cast<std::FILE*>(sink->destination)) != sink->used) {
+            hold->noteFailure();
+        }
         sink->used = 0;
     }
 }
 
-// Nothing that becomes of a write reaches the caller: neither an error nor a signal, nor the thread's cancellation.
+// Nothing that becomes of a write reaches the caller: neither an error nor a signal. The caller sees to it that the
+// thread is not cancelled, which a LockScope does.
 void flushToStream(TextSink* sink) {
-    const platform::CancellationHold cancellationHold;
-    const platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
-    writeOut(sink);
+    platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
+    writeOut(sink, &writeHold);
 }
 
 TextSink streamSink(std::FILE* stream, char* block, size_t capacity) {
@@ -54,10 +56,11 @@ TextSink streamSink(std::FILE* stream, char* block, size_t capacity) {
 }
 
 void finishLine(TextSink* sink) {
-    const platform::CancellationHold cancellationHold;
-    const platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
-    writeOut(sink);
-    std::fflush(static_cast<std::FILE*>(sink->destination));
+    platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
+    writeOut(sink, &writeHold);
+    if (std::fflush(static_cast<std::FILE*>(sink->destination)) != 0) {
+        writeHold.noteFailure();
+    }
 }
 
 void appendFormat(TextSink* sink, const char* format, ...) STAPI_PRINTF_LIKE(2, 3);
@@ -79,6 +82,7 @@ void writeLine(TextSink* sink, const char* timeStamp, int32_t pointId, TraceWord
 }
 
 void writeUnlockedLine(TraceWord word, int32_t pointId, const char* message, va_list arguments) {
+    const platform::CancellationHold cancellationHold;
     char block[kUnlockedLineBlock];
     char timeStamp[kTimeStampArea];
     makeTimeStamp(timeStamp);
@@ -104,11 +108,20 @@ void writeBanner() {
     finishLine(&sink);
 }
 
-void appendStamp(char* out, size_t size, const char* format) {
-    const platform::LocalTime now = platform::currentLocalTime();
-    if (std::strftime(out, size, format, &now.calendar) == 0) {
-        out[0] = '\0';
-    }
+// Writes a field of a stamp and moves behind it. The C library's function would ask the system for the time zone each
+// time.
+void writeTwoDigits(char** out, int32_t value, char behind) {
+    const int32_t shown = (value % 100 + 100) % 100;
+    (*out)[0] = static_cast<char>('0' + shown / 10);
+    (*out)[1] = static_cast<char>('0' + shown % 10);
+    (*out)[2] = behind;
+    *out += 3;
+}
+
+void writeDate(char** out, const std::tm& calendar, char behind) {
+    writeTwoDigits(out, calendar.tm_mday, '/');
+    writeTwoDigits(out, calendar.tm_mon + 1, '/');
+    writeTwoDigits(out, calendar.tm_year, behind);
 }
 
 uint32_t readWord(const uint8_t* position) {
@@ -268,24 +281,29 @@ int32_t traceInit() {
 }
 
 void makeTimeStamp(char* out) {
-    constexpr size_t kLongestStamp = 23;
     const platform::LocalTime now = platform::currentLocalTime();
-    char text[kLongestStamp + 1];
-    const size_t length = std::strftime(text, kLongestStamp, "%d/%m/%y %H:%M:%S:", &now.calendar);
-    std::memcpy(out, text, length);
-    traceSprintf(out + length, kTimeStampArea - length, "%.3d", now.milliseconds);
+    char* cursor = out;
+    writeDate(&cursor, now.calendar, ' ');
+    writeTwoDigits(&cursor, now.calendar.tm_hour, ':');
+    writeTwoDigits(&cursor, now.calendar.tm_min, ':');
+    writeTwoDigits(&cursor, now.calendar.tm_sec, ':');
+    *cursor = static_cast<char>('0' + now.milliseconds / 100 % 10);
+    ++cursor;
+    writeTwoDigits(&cursor, now.milliseconds, '\0');
 }
 
 void makeDateStamp(char* out) {
-    appendStamp(out, kDateStampArea - 1, "%d/%m/%y");
+    const platform::LocalTime now = platform::currentLocalTime();
+    writeDate(&out, now.calendar, '\0');
 }
 
 void getPidTid(uint32_t* pid, uint32_t* tid) {
+    const platform::ThreadIdentity caller = platform::callingThread();
     if (pid != nullptr) {
-        *pid = platform::currentProcessId();
+        *pid = caller.process;
     }
     if (tid != nullptr) {
-        *tid = platform::currentThreadId();
+        *tid = caller.thread;
     }
 }
 
@@ -294,6 +312,7 @@ int32_t idsEqual(uint32_t a, uint32_t b) {
 }
 
 int32_t tracePrintf(std::FILE* stream, const char* format, ...) {
+    const platform::CancellationHold cancellationHold;
     char block[1024];
     TextSink sink = streamSink(stream, block, sizeof block);
     va_list arguments;

@@ -1,10 +1,11 @@
 #include "diag/text_format.h"
 
 #include <algorithm>
-#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+
+#include "diag/short_copy.h"
 
 namespace stapi {
 
@@ -21,7 +22,8 @@ struct Conversion {
 };
 
 bool isModifier(char letter) {
-    return letter != '\0' && std::strchr("-+ #0123456789.", letter) != nullptr;
+    return (letter >= '0' && letter <= '9') || letter == '.' || letter == '-' || letter == '+' || letter == ' ' ||
+           letter == '#';
 }
 
 Conversion readConversion(const char* format) {
@@ -92,10 +94,64 @@ void appendString(TextSink* sink, const Conversion& conversion, const char* argu
     }
 }
 
+// Writes the digits of a number in front of end, at least as many as wanted; the address of the first one.
+char* writeDigits(char* end, uint64_t value, uint32_t base, const char* symbols, size_t wanted) {
+    char* first = end;
+    while (value != 0 || static_cast<size_t>(end - first) < wanted) {
+        --first;
+        *first = symbols[value % base];
+        value /= base;
+    }
+    return first;
+}
+
+constexpr const char* kUpperCaseDigits = "0123456789ABCDEF";
+constexpr const char* kLowerCaseDigits = "0123456789abcdef";
+
 void appendPointer(TextSink* sink, const void* pointer) {
+    char digits[16];
+    char* const end = digits + sizeof digits;
+    writeDigits(end, reinterpret_cast<uintptr_t>(pointer), 16, kUpperCaseDigits, sizeof digits);
+    appendText(sink, digits, sizeof digits);
+}
+
+// The conversions that trace points are full of, written without the C library, which takes three times as long: d, u,
+// x and X with a width and a precision at most. False for any other.
+bool appendPlainInteger(TextSink* sink, const Conversion& conversion, int argument) {
     char digits[kLongestNumber];
-    const int length = std::snprintf(digits, sizeof digits, "%016" PRIXPTR, reinterpret_cast<uintptr_t>(pointer));
-    appendText(sink, digits, static_cast<size_t>(length));
+    char* const end = digits + sizeof digits;
+    const char* cursor = conversion.text + 1;
+    if (*cursor == '0') {
+        return false;
+    }
+    const size_t width = readDigits(&cursor);
+    size_t wanted = 1;
+    if (*cursor == '.') {
+        ++cursor;
+        wanted = readDigits(&cursor);
+    }
+    if (*cursor != conversion.letter || wanted >= sizeof digits) {
+        return false;
+    }
+    char* first = nullptr;
+    const auto bits = static_cast<uint32_t>(argument);
+    if (conversion.letter == 'd') {
+        first = writeDigits(end, argument < 0 ? 0U - bits : bits, 10, kUpperCaseDigits, wanted);
+        if (argument < 0) {
+            --first;
+            *first = '-';
+        }
+    } else if (conversion.letter == 'u') {
+        first = writeDigits(end, bits, 10, kUpperCaseDigits, wanted);
+    } else if (conversion.letter == 'x' || conversion.letter == 'X') {
+        first = writeDigits(end, bits, 16, conversion.letter == 'x' ? kLowerCaseDigits : kUpperCaseDigits, wanted);
+    } else {
+        return false;
+    }
+    const auto length = static_cast<size_t>(end - first);
+    appendPadding(sink, width, length);
+    appendText(sink, first, length);
+    return true;
 }
 
 #if defined(__GNUC__)
@@ -103,6 +159,9 @@ void appendPointer(TextSink* sink, const void* pointer) {
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #endif
 void appendInteger(TextSink* sink, const Conversion& conversion, int argument) {
+    if (appendPlainInteger(sink, conversion, argument)) {
+        return;
+    }
     char digits[kLongestNumber];
     const int length = std::snprintf(digits, sizeof digits, conversion.text, argument);
     appendText(sink, digits, std::min(static_cast<size_t>(length < 0 ? 0 : length), sizeof digits - 1));
@@ -111,15 +170,8 @@ void appendInteger(TextSink* sink, const Conversion& conversion, int argument) {
 #pragma GCC diagnostic pop
 #endif
 
-}  // namespace
-
-size_t boundedLength(const char* text, size_t limit) {
-    const void* const end = std::memchr(text, '\0', limit);
-    return end == nullptr ? limit : static_cast<size_t>(static_cast<const char*>(end) - text);
-}
-
-void appendText(TextSink* sink, const char* text, size_t length) {
-    sink->total += length;
+// Text that fills the block, perhaps several times.
+void appendAcrossBlocks(TextSink* sink, const char* text, size_t length) {
     size_t done = 0;
     while (done < length && sink->used < sink->capacity) {
         const size_t piece = std::min(length - done, sink->capacity - sink->used);
@@ -132,13 +184,32 @@ void appendText(TextSink* sink, const char* text, size_t length) {
     }
 }
 
+}  // namespace
+
+size_t boundedLength(const char* text, size_t limit) {
+    const void* const end = std::memchr(text, '\0', limit);
+    return end == nullptr ? limit : static_cast<size_t>(static_cast<const char*>(end) - text);
+}
+
+void appendText(TextSink* sink, const char* text, size_t length) {
+    sink->total += length;
+    if (length < sink->capacity - sink->used) {
+        copyShort(sink->block + sink->used, text, length);
+        sink->used += length;
+    } else {
+        appendAcrossBlocks(sink, text, length);
+    }
+}
+
 size_t appendFormatted(TextSink* sink, const char* format, va_list arguments) {
     const size_t before = sink->total;
     const char* cursor = format;
     while (*cursor != '\0') {
-        const size_t plain = std::strcspn(cursor, "%");
-        appendText(sink, cursor, plain);
-        cursor += plain;
+        const char* const plain = cursor;
+        while (*cursor != '\0' && *cursor != '%') {
+            ++cursor;
+        }
+        appendText(sink, plain, static_cast<size_t>(cursor - plain));
         if (*cursor == '%') {
             const Conversion conversion = readConversion(cursor);
             cursor += conversion.length;

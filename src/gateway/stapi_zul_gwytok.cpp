@@ -85,6 +85,7 @@ void releaseTokenContents(GatewayToken* token) {
         releaseMemory(token->protocolVersion);
         token->protocolVersion = nullptr;
     }
+    releaseKeptBlock(&token->replyBlock);
 }
 
 void releaseToken(GatewayToken** tokenPtr) {
@@ -173,6 +174,7 @@ void discardUnlistedToken(GatewayToken* token) {
     }
     releaseMemory(token->resultSetBuf);
     releaseMemory(token->protocolVersion);
+    releaseKeptBlock(&token->replyBlock);
     releaseMemory(token);
 }
 

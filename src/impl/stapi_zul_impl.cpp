@@ -16,13 +16,13 @@ namespace stapi {
 
 char apiVersion[] = ZULSTATS_API_VERSION;
 
+std::atomic<int32_t> stapiInitialised{0};
+
 namespace {
 
 constexpr int32_t kDuplicationNoMemory = -1;
 constexpr int32_t kDuplicationBadInput = -2;
 constexpr int32_t kDuplicationSizeLimit = 32767;  // terminator included; this size is refused
-
-std::atomic<int32_t> stapiInitialised{0};
 
 // A fork copies this process with one thread alone, whatever the others are at. It is made while no other thread holds
 // a lock of the library, so that what the locks guard is whole in the child, and the child gets locks of its own.

@@ -2,6 +2,7 @@
 #ifndef ZULSTATS_IMPL_STAPI_ZUL_IMPL_H
 #define ZULSTATS_IMPL_STAPI_ZUL_IMPL_H
 
+#include <atomic>
 #include <cstdint>
 
 #include "api/zulstats64.h"
@@ -15,6 +16,12 @@ extern char apiVersion[];
 // Sets the library up on the first call. 0; -111 the trace could not be set up; 1 another thread is doing the same, or
 // an earlier attempt got half-way. After a failure the trace level stays 1 and a later call tries again. Takes no lock.
 int32_t stapiInit();
+
+// Whether stapiInit has set the library up.
+extern std::atomic<int32_t> stapiInitialised;
+inline bool isStarted() {
+    return stapiInitialised.load(std::memory_order_acquire) == 1;
+}
 
 // What happens when the library is loaded into a process and unloaded from it.
 void libraryLoaded();

@@ -2,11 +2,15 @@
 // both only when it succeeds. The end is found by the terminator; the counts in the buffer serve the trace, and tell
 // where a query element's entries end.
 //
+// At the levels at which nothing of a step is traced, most steps are plain ones: they read in place and write what they
+// found.
+//
 // All four walkers take the same step; each is an instance of the templates below with the trace points of its own.
 #include <cstring>
 
 #include "api/zulstats64.h"
 #include "diag/trace_point.h"
+#include "impl/plain_step.h"
 #include "impl/stapi_zul_impl.h"
 #include "resultset/result_set_reader.h"
 
@@ -318,6 +322,72 @@ StepOutcome takeNextStep(ResultSetToken* rsPtr, Record* record) {
     return StepOutcome::entry;
 }
 
+// A query element with entries, as its header says.
+struct PlainElement {
+    const char* text;
+    uint32_t length;
+    int32_t rc;
+    int32_t entries;
+};
+
+// Reads the header of a query element; false when that is not there, or is none of an element with entries.
+bool readPlainElement(ResultSetReader* reader, PlainElement* element) {
+    uint32_t rc = 0;
+    uint32_t entries = 0;
+    const bool isThere = readWord(reader, &element->length) && element->length != kTerminator &&
+                         readText(reader, element->length, &element->text) && readWord(reader, &rc) &&
+                         readWord(reader, &entries);
+    element->rc = static_cast<int32_t>(rc);
+    element->entries = static_cast<int32_t>(entries);
+    return isThere && element->rc >= 0 && element->entries != 0;
+}
+
+// Steps to the first entry of the query element at which the reader stands.
+template <typename Record>
+bool stepIntoPlainElement(ResultSetReader* reader, ResultSetToken* rsPtr, Record* record) {
+    PlainElement element = {};
+    Record found;
+    const bool isPlain = readPlainElement(reader, &element) && readPlainEntry(reader, &found);
+    if (isPlain) {
+        rsPtr->queryElementPtr = element.text;
+        rsPtr->queryElementLen = element.length;
+        rsPtr->queryElementRC = element.rc;
+        rsPtr->elementResultCount = element.entries;
+        commitPlainEntry(*reader, 1, element.entries, rsPtr);
+        fillElement(*rsPtr, record);
+        fillEntry(found, record);
+    }
+    return isPlain;
+}
+
+template <typename Record>
+bool stepIntoNextElement(ResultSetToken* rsPtr, Record* record) {
+    ResultSetReader reader = readerAtCursor(rsPtr);
+    return stepIntoPlainElement(&reader, rsPtr, record);
+}
+
+// A walk that begins counts its query elements from 1, so the step is taken from there, or not at all.
+template <typename Record>
+bool stepIntoFirstElement(ResultSetToken* rsPtr, Record* record) {
+    ResultSetReader reader = readerAtStart(rsPtr);
+    const char* eyecatcher = nullptr;
+    uint32_t elements = 0;
+    const uint32_t indexBefore = rsPtr->queryIndex;
+    bool isTaken = readText(&reader, kEyecatcherLength, &eyecatcher) && readWord(&reader, &elements) &&
+                   elements != kTerminator && elements != 0;
+    if (isTaken) {
+        rsPtr->queryIndex = 1;
+        isTaken = stepIntoPlainElement(&reader, rsPtr, record);
+        if (isTaken) {
+            rsPtr->queryHeaderCount = elements;
+            takeEyecatcher(rsPtr, record);
+        } else {
+            rsPtr->queryIndex = indexBefore;
+        }
+    }
+    return isTaken;
+}
+
 int32_t codeOf(StepOutcome outcome) {
     return outcome == StepOutcome::entry ? STAPI_RC_OK : STAPI_RC_END_OF_DATA;
 }
@@ -327,6 +397,22 @@ int32_t isAtEnd(StepOutcome outcome) {
 }
 
 }  // namespace
+
+bool stepIntoElement(ResultSetToken* rsPtr, IdData* record) {
+    return stepIntoNextElement(rsPtr, record);
+}
+
+bool stepIntoElement(ResultSetToken* rsPtr, StatData* record) {
+    return stepIntoNextElement(rsPtr, record);
+}
+
+bool stepIntoSet(ResultSetToken* rsPtr, IdData* record) {
+    return stepIntoFirstElement(rsPtr, record);
+}
+
+bool stepIntoSet(ResultSetToken* rsPtr, StatData* record) {
+    return stepIntoFirstElement(rsPtr, record);
+}
 
 int32_t getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
     TRACE_ENTRY(1043, "stapi_zul_impl.getFirstIdInternal(rsPtr=%p,idDataPtr=%p)\n", at(rsPtr), at(idDataPtr));

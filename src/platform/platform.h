@@ -105,11 +105,17 @@ class StreamWriteHold {
   public:
     explicit StreamWriteHold(std::FILE* stream);
     ~StreamWriteHold();
+    // A write in this scope has failed: the signal that this may have raised goes with the scope.
+    void noteFailure() {
+        hasFailed_ = true;
+    }
     StreamWriteHold(const StreamWriteHold&) = delete;
     StreamWriteHold& operator=(const StreamWriteHold&) = delete;
 
   private:
     alignas(16) unsigned char stateBefore_[128];
+    bool isHeld_;
+    bool hasFailed_;
 };
 
 // From now on every fork calls these: before it, and behind it in the parent and in the child. On a system without
@@ -134,6 +140,15 @@ void yieldThread();
 
 uint32_t currentProcessId();
 uint32_t currentThreadId();
+
+// Both at once.
+struct ThreadIdentity {
+    uint32_t process;
+    uint32_t thread;
+};
+ThreadIdentity callingThread();
+// Whether these are the ids of the calling thread and of its process.
+bool isCallingThread(uint32_t process, uint32_t thread);
 
 struct LocalTime {
     std::tm calendar;

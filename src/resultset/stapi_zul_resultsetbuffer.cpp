@@ -8,30 +8,11 @@
 #include "diag/heap_blocks.h"
 #include "diag/trace_point.h"
 #include "platform/platform.h"
+#include "resultset/result_set_writer.h"
 
 namespace stapi {
 
 namespace {
-
-// Writes bytes at a cursor and moves it behind them.
-void writeAtCursor(char** cursor, const void* bytes, size_t count) {
-    if (count > 0) {
-        std::memcpy(*cursor, bytes, count);
-        *cursor += count;
-    }
-}
-
-ResultSetContent contentOfBuffer(const char* buffer) {
-    ResultSetContent content = ResultSetContent::none;
-    if (buffer == nullptr) {
-        content = ResultSetContent::noBuffer;
-    } else if (std::memcmp(buffer, kIdSetEyecatcher, kEyecatcherLength) == 0) {
-        content = ResultSetContent::ids;
-    } else if (std::memcmp(buffer, kStatSetEyecatcher, kEyecatcherLength) == 0) {
-        content = ResultSetContent::statistics;
-    }
-    return content;
-}
 
 bool isCursor(char* const* bufWPtr) {
     return bufWPtr != nullptr && *bufWPtr != nullptr;
@@ -115,18 +96,6 @@ int32_t addText(const TextWriterPoints& points, char** bufWPtr, const char* text
 }
 
 }  // namespace
-
-ResultSetContent resultSetContent(const ResultSetToken* rsPtr) {
-    ResultSetContent content = ResultSetContent::noBuffer;
-    if (rsPtr->owner == OWNER_GATEWAY) {
-        auto* const shared = const_cast<ResultSetToken*>(rsPtr);
-        content = static_cast<ResultSetContent>(
-            std::atomic_ref<int32_t>(shared->keptContent).load(std::memory_order_relaxed));
-    } else {
-        content = contentOfBuffer(rsPtr->resultSetBuf);
-    }
-    return content;
-}
 
 void keepContent(ResultSetToken* rsPtr) {
     const auto content = static_cast<int32_t>(contentOfBuffer(rsPtr->resultSetBuf));
@@ -231,14 +200,6 @@ int32_t dumpResultSetInternal(const ResultSetToken* rsPtr) {
 int32_t dumpResultSetBuffer(const char* buffer, int32_t capacity) {
     const HexDumpArea area = {buffer, 0, kTerminator, buffer == nullptr ? 0 : resultSetAllocation(capacity)};
     return dumpTraceDirect(area);
-}
-
-char* loadDataCursor(const ResultSetToken* rsPtr) {
-    return std::atomic_ref<char*>(const_cast<ResultSetToken*>(rsPtr)->dataCursor).load(std::memory_order_relaxed);
-}
-
-void storeDataCursor(ResultSetToken* rsPtr, char* cursor) {
-    std::atomic_ref<char*>(rsPtr->dataCursor).store(cursor, std::memory_order_relaxed);
 }
 
 int32_t addInteger(char** bufWPtr, uint32_t rsInt) {

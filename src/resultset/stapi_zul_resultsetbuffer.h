@@ -7,8 +7,12 @@
 #ifndef ZULSTATS_RESULTSET_STAPI_ZUL_RESULTSETBUFFER_H
 #define ZULSTATS_RESULTSET_STAPI_ZUL_RESULTSETBUFFER_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include "platform/platform.h"
 
 // A handle on the reply to one query: that of a connection, or the caller's copy.
 struct ResultSetToken {
@@ -63,8 +67,30 @@ constexpr size_t resultSetAllocation(int32_t capacity) {
 
 // What a result set holds: no buffer at all, one without content, ids or statistics.
 enum class ResultSetContent : int32_t { noBuffer, none, ids, statistics };
+// What a buffer (or none) holds.
+inline ResultSetContent contentOfBuffer(const char* buffer) {
+    ResultSetContent content = ResultSetContent::none;
+    if (buffer == nullptr) {
+        content = ResultSetContent::noBuffer;
+    } else if (std::memcmp(buffer, kIdSetEyecatcher, kEyecatcherLength) == 0) {
+        content = ResultSetContent::ids;
+    } else if (std::memcmp(buffer, kStatSetEyecatcher, kEyecatcherLength) == 0) {
+        content = ResultSetContent::statistics;
+    }
+    return content;
+}
 // That of a connection's result set is what its last query has left behind, so that any thread may ask.
-ResultSetContent resultSetContent(const ResultSetToken* rsPtr);
+inline ResultSetContent resultSetContent(const ResultSetToken* rsPtr) {
+    ResultSetContent content = ResultSetContent::noBuffer;
+    if (rsPtr->owner == OWNER_GATEWAY) {
+        auto* const shared = const_cast<ResultSetToken*>(rsPtr);
+        content = static_cast<ResultSetContent>(
+            std::atomic_ref<int32_t>(shared->keptContent).load(std::memory_order_relaxed));
+    } else {
+        content = contentOfBuffer(rsPtr->resultSetBuf);
+    }
+    return content;
+}
 // Notes what the buffer of a connection's result set holds now.
 void keepContent(ResultSetToken* rsPtr);
 
@@ -80,6 +106,11 @@ int32_t deleteResultSet(ResultSetToken** rsPtr);
 // 0 when the calling process and thread made the token; -123 another process, -124 another thread.
 int32_t verifyAPIResultSetToken(const ResultSetToken* rsPtr);
 
+// The same as a question, untraced, for a copy too, which is anybody's.
+inline bool isForCaller(const ResultSetToken* rsPtr) {
+    return rsPtr->owner != OWNER_GATEWAY || platform::isCallingThread(rsPtr->owningPid, rsPtr->owningTid);
+}
+
 // Writes the token and a hex dump of its buffer to the trace destination, whatever the trace level. 0; -103 (null).
 int32_t dumpResultSetInternal(const ResultSetToken* rsPtr);
 
@@ -87,8 +118,12 @@ int32_t dumpResultSetInternal(const ResultSetToken* rsPtr);
 int32_t dumpResultSetBuffer(const char* buffer, int32_t capacity);
 
 // The walk's position. It is the one field that another thread's dump may read while the owner walks.
-char* loadDataCursor(const ResultSetToken* rsPtr);
-void storeDataCursor(ResultSetToken* rsPtr, char* cursor);
+inline char* loadDataCursor(const ResultSetToken* rsPtr) {
+    return std::atomic_ref<char*>(const_cast<ResultSetToken*>(rsPtr)->dataCursor).load(std::memory_order_relaxed);
+}
+inline void storeDataCursor(ResultSetToken* rsPtr, char* cursor) {
+    std::atomic_ref<char*>(rsPtr->dataCursor).store(cursor, std::memory_order_relaxed);
+}
 
 // The writers. Each writes at the cursor *bufWPtr and moves it behind what it wrote; the caller has made sure that
 // there is room. 0, or -103 when the cursor is null: nothing is written then.

@@ -253,10 +253,10 @@ CancellationHold::~CancellationHold() {
     stateBefore_ = 0;
 }
 
-StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_() {}
+StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_(), isHeld_(false), hasFailed_(false) {}
 
 StreamWriteHold::~StreamWriteHold() {
-    stateBefore_[0] = 0;
+    stateBefore_[0] = hasFailed_ ? 1 : 0;
 }
 
 void watchForks(void (*)(), void (*)(), void (*)()) {}
@@ -278,6 +278,14 @@ uint32_t currentProcessId() {
 
 uint32_t currentThreadId() {
     return fuzz_test::kSomePid;
+}
+
+ThreadIdentity callingThread() {
+    return {fuzz_test::kSomePid, fuzz_test::kSomePid};
+}
+
+bool isCallingThread(uint32_t process, uint32_t thread) {
+    return process == fuzz_test::kSomePid && thread == fuzz_test::kSomePid;
 }
 
 LocalTime currentLocalTime() {

@@ -65,7 +65,7 @@ std::vector<SourceFile> sourcesBelow(const std::string& folder) {
 
 std::vector<SourceFile> allSources() {
     std::vector<SourceFile> files;
-    for (const char* const folder : {"sim", "src", "tests", "tools"}) {
+    for (const char* const folder : {"bench", "sim", "src", "tests", "tools"}) {
         const std::vector<SourceFile> ofFolder = sourcesBelow(folder);
         files.insert(files.end(), ofFolder.begin(), ofFolder.end());
     }

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "api/zulstats64.h"
+#include "end_child_posix.h"
 #include "gateway_token_list_fixture.h"
 
 namespace {
@@ -20,7 +21,7 @@ int32_t inAChildProcess(const Action& action) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(kChildLimitInSeconds);
-        _exit(action() + kCodeOffset);
+        test_support::endChild(action() + kCodeOffset);
     }
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
@@ -43,6 +44,18 @@ TEST_F(GtlFork, GatewayTokenIsRefusedInAnotherProcess) {
     EXPECT_EQ(inAChildProcess([&] { return stapi::verifyGatewayToken(token); }), STAPI_RC_WRONG_PROCESS);
     EXPECT_EQ(inAChildProcess([&] { return stapi::TokenHold().beginQuery(token); }), STAPI_RC_WRONG_PROCESS);
     EXPECT_EQ(stapi::verifyGatewayToken(token), 0);
+}
+
+// The library that is set up renews its locks in every child.
+TEST_F(GtlFork, LocksOfALibraryThatIsSetUpCanBeTakenInAnotherProcess) {
+    int32_t level = 0;
+    ASSERT_EQ(getAPITraceLevel(&level), STAPI_RC_OK);
+    EXPECT_EQ(inAChildProcess([&] {
+                  const int32_t requested = stapi::requestLock(&stapi::gtlLock);
+                  stapi::releaseLock(&stapi::gtlLock);
+                  return requested == 0 ? setAPITraceLevel(level) : requested;
+              }),
+              STAPI_RC_OK);
 }
 
 TEST_F(GtlFork, ConnectionsResultSetIsRefusedInAnotherProcess) {

@@ -235,6 +235,13 @@ TEST_F(HexDump, OfNullWritesNothing) {
     EXPECT_EQ(traced(), "");
 }
 
+TEST_F(HexDump, OfLinesWithoutBytesWritesNothing) {
+    const Bytes bytes = countingBytes(4);
+    const stapi::LockScope scope(&stapi::traceLock);
+    EXPECT_EQ(stapi::traceHexDump(bytes.data(), 4, 0, 0, bytes.size()), 0);
+    EXPECT_EQ(traced(), "");
+}
+
 TEST_F(HexDump, OfNegativeLengthWritesNothing) {
     const Bytes bytes = countingBytes(4);
     EXPECT_EQ(dump(bytes.data(), -1, 0, bytes.size()), 0);

@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -77,6 +78,28 @@ TEST(TextFormat, HighestPointerIsNotCutOff) {
     EXPECT_EQ(format("%p", reinterpret_cast<const void*>(UINTPTR_MAX)).text, "FFFFFFFFFFFFFFFF");
 }
 
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#endif
+TEST(TextFormat, NumbersReadAsTheCLibraryWritesThem) {
+    const char* const formats[] = {"%d",    "%u",   "%x",     "%X",    "%8.8X", "%4.4d", "%12d", "%12.5d",
+                                   "%3.1x", "%.0d", "%5.0u",  "%2.2X", "%-9d",  "%09d",  "%+d",  "% d",
+                                   "%#x",   "%i",   "%-7.3u", "%o",    "%c",    "%10.d"};
+    const int values[] = {0, 1, -1, 9, 10, 15, 16, 255, 4096, -4096, INT_MAX, INT_MIN, INT_MIN + 1, 0x41};
+    for (const char* const text : formats) {
+        for (const int value : values) {
+            char expected[64];
+            const int length = std::snprintf(expected, sizeof expected, text, value);
+            EXPECT_EQ(format(text, value).text, std::string(expected, static_cast<size_t>(length)))
+                << text << " of " << value;
+        }
+    }
+}
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
 TEST(TextFormat, Texts) {
     EXPECT_EQ(format("<%s>", "some text").text, "<some text>");
     EXPECT_EQ(format("<%s>", "").text, "<>");
@@ -115,6 +138,22 @@ TEST(TextFormat, ControlCharactersOfTheFormatStayAsTheyAre) {
 
 TEST(TextFormat, BytesAbove127StayAsTheyAre) {
     EXPECT_EQ(format("<%s>", "\x80\xC3\xA4\xFF").text, "<\x80\xC3\xA4\xFF>");
+}
+
+// Some terminals take them for commands; they are also parts of UTF-8, and only the latter is decided on.
+TEST(TextFormat, EveryByteFrom0x80To0x9FStaysAsItIs) {
+    std::string text;
+    for (int byte = 0x80; byte <= 0x9F; ++byte) {
+        text.push_back(static_cast<char>(byte));
+    }
+    EXPECT_EQ(format("<%s>", text.c_str()).text, "<" + text + ">");
+}
+
+TEST(TextFormat, UnknownAndIncompleteConversionsStayAsTheyAre) {
+    const char* volatile unknown = "<%y>";  // volatile, or the compiler would object to it
+    const char* volatile incomplete = "100%-";
+    EXPECT_EQ(format(unknown).text, "<%y>");
+    EXPECT_EQ(format(incomplete).text, "100%-");
 }
 
 TEST(TextFormat, ConversionsInsideAnArgumentAreNotConverted) {

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "end_child_posix.h"
 #include "gateway/token_life.h"
 #include "gateway_token_list_fixture.h"
 
@@ -87,7 +88,7 @@ TEST_F(TokenSocket, InheritedByAForkedChildIsGivenBackWithoutACloseRequest) {
         alarm(30);
         stapi::deleteGatewayToken(&token, 1);
         const bool isClosed = close(own_) == -1 && errno == EBADF;
-        _exit(isClosed ? 0 : 1);
+        test_support::endChild(isClosed ? 0 : 1);
     }
     int status = -1;
     EXPECT_EQ(waitpid(child, &status, 0), child);

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -83,6 +84,17 @@ TEST_F(TraceDestinationPosix, SwitchesLeaveNoDescriptorOpen) {
     EXPECT_EQ(openDescriptors(), before + 1);
     EXPECT_EQ(setAPITraceFile(nullptr), 0);
     EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(TraceDestinationPosix, FullDeviceFailsAFormattedWriteToIt) {
+    if (::access("/dev/full", W_OK) != 0) {
+        GTEST_SKIP() << "this system has no /dev/full";
+    }
+    std::FILE* const full = std::fopen("/dev/full", "w");
+    ASSERT_NE(full, nullptr);
+    std::setvbuf(full, nullptr, _IONBF, 0);
+    EXPECT_EQ(stapi::tracePrintf(full, "%d\n", 1), -1);
+    std::fclose(full);
 }
 
 TEST_F(TraceDestinationPosix, FullDeviceIsIgnored) {

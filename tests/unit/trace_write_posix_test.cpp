@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr size_t kLongestRecord = 1 << 17;
+
 // While it lives, a stream's descriptor leads to a socket that keeps each write as one record.
 class RecordedStream {
   public:
@@ -36,7 +38,7 @@ class RecordedStream {
     std::vector<std::string> writes() {
         restore();
         std::vector<std::string> records;
-        std::array<char, 8192> record = {};
+        std::vector<char> record(kLongestRecord);
         ssize_t size = recv(ends_[0], record.data(), record.size(), MSG_DONTWAIT);
         while (size > 0) {
             records.emplace_back(record.data(), static_cast<size_t>(size));
@@ -99,6 +101,34 @@ TEST_P(TraceWrites, LineOfAHexDumpIsOneWrite) {
     ASSERT_EQ(writes.size(), 4U);
     for (const std::string& write : writes) {
         EXPECT_EQ(write.find('\n'), write.size() - 1) << write;
+    }
+}
+
+// The prefix of a line is as long for every text.
+TEST_P(TraceWrites, LineOf65536BytesIsOneWriteAndALongerOneIsSeveral) {
+    constexpr size_t kLongestOfOneWrite = 65536;
+    size_t prefix = 0;
+    {
+        RecordedStream stream(stapi::traceStream);
+        setLevelSilently(4);
+        TRACE_EXC(1, "%s\n", "");
+        setLevelSilently(0);
+        prefix = stream.writes().at(0).size();
+    }
+    for (const size_t size : {kLongestOfOneWrite, kLongestOfOneWrite + 1}) {
+        const std::string text(size - prefix, 'x');
+        RecordedStream stream(stapi::traceStream);
+        setLevelSilently(4);
+        TRACE_EXC(1, "%s\n", text.c_str());
+        setLevelSilently(0);
+        const std::vector<std::string> writes = stream.writes();
+        EXPECT_EQ(writes.size(), size > kLongestOfOneWrite ? 2U : 1U);
+        std::string line;
+        for (const std::string& write : writes) {
+            line += write;
+        }
+        EXPECT_EQ(line.size(), size);
+        EXPECT_EQ(line.substr(prefix - 1), text + "\n");
     }
 }
 

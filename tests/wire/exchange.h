@@ -2,6 +2,7 @@
 #ifndef ZULSTATS_TESTS_WIRE_EXCHANGE_H
 #define ZULSTATS_TESTS_WIRE_EXCHANGE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -14,6 +15,8 @@
 namespace wire_test {
 
 constexpr uint8_t kUntouched = 0xEE;
+// Behind them stands what the caller has to say.
+constexpr size_t kFieldsOfReply = offsetof(stapi::HeaderRecord, kept);
 
 // A request whose content only the peer looks at.
 inline Bytes someRequest() {
@@ -23,7 +26,7 @@ inline Bytes someRequest() {
 struct Exchange {
     explicit Exchange(const Bytes& requestBytes = someRequest())
         : request(libraryBlock(requestBytes)), data(request), length(static_cast<int32_t>(requestBytes.size())) {
-        std::memset(static_cast<void*>(&header), kUntouched, sizeof header);
+        std::memset(static_cast<void*>(&header), kUntouched, kFieldsOfReply);
     }
     ~Exchange() {
         stapi::releaseMemory(data);
@@ -35,13 +38,13 @@ struct Exchange {
         return stapi::flow(socket, length, &data, name, &header, &reasons);
     }
     bool hasUntouchedHeader() const {
-        return bytesAt(&header, sizeof header) == Bytes(sizeof header, kUntouched);
+        return bytesAt(&header, kFieldsOfReply) == Bytes(kFieldsOfReply, kUntouched);
     }
 
     uint8_t* const request;
     uint8_t* data;
     int32_t length;
-    stapi::HeaderRecord header;
+    stapi::HeaderRecord header = {};
     stapi::ReasonsBlock reasons = {};
 };
 

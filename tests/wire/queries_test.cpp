@@ -214,18 +214,18 @@ TEST_F(QueryOnce, AGrownBufferIsHandedOnToTheNextQuery) {
 }
 
 TEST(QueryFunction, WithoutABufferIsMinus103AndNothingIsSent) {
-    using QueryCall = int32_t (*)(int32_t, char**, int32_t*);
+    using QueryCall = int32_t (*)(int32_t, char**, int32_t*, stapi::KeptBlock*);
     const QueryCall runs[] = {
         stapi::commsResourceGroupsIds,
         stapi::commsStatIds,
         stapi::commsStats,
-        [](int32_t socket, char** buffer, int32_t* length) {
+        [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
             return stapi::commsStatIdsByStatGroupId(socket, buffer, length, "X");
         },
-        [](int32_t socket, char** buffer, int32_t* length) {
+        [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
             return stapi::commsStatsByStatId(socket, buffer, length, "X");
         },
-        [](int32_t socket, char** buffer, int32_t* length) {
+        [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
             return stapi::commsStatsByStatGroupId(socket, buffer, length, "X");
         },
     };
@@ -233,7 +233,7 @@ TEST(QueryFunction, WithoutABufferIsMinus103AndNothingIsSent) {
     for (const QueryCall run : runs) {
         char* buffer = nullptr;
         int32_t length = 32768;
-        EXPECT_EQ(run(peer.socket(), &buffer, &length), -103);
+        EXPECT_EQ(run(peer.socket(), &buffer, &length, nullptr), -103);
         EXPECT_EQ(buffer, nullptr);
         EXPECT_EQ(length, 32768);
     }
@@ -244,7 +244,7 @@ TEST(QueryFunction, WithoutABufferIsMinus103AndNothingIsSent) {
 
 struct TracedQuery {
     const char* name;
-    int32_t (*run)(int32_t socket, char** buffer, int32_t* length);
+    int32_t (*run)(int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock* kept);
     bool isStatistics;
     int entry;
     int exit;
@@ -259,7 +259,7 @@ TEST_P(QueryFunctionTrace, HasEntryExitAndTheResultUpToItsTerminator) {
     ConnectedPeer peer(gatewayScript(answering(invocationReply(smallPayload(query.isStatistics)))));
     ResultBuffer result(4096);
     const TraceCapture trace(4);
-    EXPECT_EQ(query.run(peer.socket(), &result.buffer, &result.capacity), 0);
+    EXPECT_EQ(query.run(peer.socket(), &result.buffer, &result.capacity, nullptr), 0);
     const std::string arguments = std::string("stapi_zul_statquery.") + query.name +
                                   "(socketDesc=" + std::to_string(peer.socket()) +
                                   ", *buffer=AAAAAAAAAAAAAAAA, *bufferLen=4096" + query.ids + ")";
@@ -280,17 +280,17 @@ INSTANTIATE_TEST_SUITE_P(
                     TracedQuery{"commsStatIds", stapi::commsStatIds, false, 2304, 2305, 2314, ""},
                     TracedQuery{"commsStats", stapi::commsStats, true, 2310, 2311, 2317, ""},
                     TracedQuery{"commsStatIdsByStatGroupId",
-                                [](int32_t socket, char** buffer, int32_t* length) {
+                                [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
                                     return stapi::commsStatIdsByStatGroupId(socket, buffer, length, "X");
                                 },
                                 false, 2302, 2303, 2313, ", ids=AAAAAAAAAAAAAAAA"},
                     TracedQuery{"commsStatsByStatId",
-                                [](int32_t socket, char** buffer, int32_t* length) {
+                                [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
                                     return stapi::commsStatsByStatId(socket, buffer, length, "X");
                                 },
                                 true, 2306, 2307, 2315, ", ids=AAAAAAAAAAAAAAAA"},
                     TracedQuery{"commsStatsByStatGroupId",
-                                [](int32_t socket, char** buffer, int32_t* length) {
+                                [](int32_t socket, char** buffer, int32_t* length, stapi::KeptBlock*) {
                                     return stapi::commsStatsByStatGroupId(socket, buffer, length, "X");
                                 },
                                 true, 2308, 2309, 2316, ", ids=AAAAAAAAAAAAAAAA"}),

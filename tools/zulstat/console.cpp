@@ -3,11 +3,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <system_error>
 
 #include "exit_codes.h"
 #include "text_escape.h"
@@ -30,7 +30,7 @@ fs::path besideOf(const fs::path& target) {
 }
 
 std::string whyNot() {
-    return errno == 0 ? "unknown error" : std::strerror(errno);
+    return errno == 0 ? std::string("unknown error") : std::generic_category().message(errno);
 }
 
 std::optional<std::string> writeFile(const fs::path& path, const std::string_view text) {

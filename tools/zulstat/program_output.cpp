@@ -1,7 +1,7 @@
 #include "program_output.h"
 
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 
 #include "console.h"
 #include "exit_codes.h"
@@ -48,7 +48,8 @@ int writeOutput(const std::string_view text, const std::optional<std::string>& f
     if (outcome.isReaderGone) {
         return kExitOutputFailed;
     }
-    return outputFailed(std::string(std::strerror(outcome.error)) + ". Is the disk full, or standard output closed?");
+    return outputFailed(std::generic_category().message(outcome.error) +
+                        ". Is the disk full, or standard output closed?");
 }
 
 int exitCodeOf(const Report& report) {

@@ -1,9 +1,9 @@
 #include "watch.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <variant>
@@ -64,7 +64,7 @@ class Display {
 bool write(const std::string& text) {
     const WriteOutcome outcome = writeSomeOutput(text);
     if (outcome.error != 0 && !outcome.isReaderGone) {
-        printError("the output cannot be written: " + std::string(std::strerror(outcome.error)) +
+        printError("the output cannot be written: " + std::generic_category().message(outcome.error) +
                    ". Is the disk full, or standard output closed?");
     }
     return outcome.error == 0;

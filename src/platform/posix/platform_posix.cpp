@@ -6,12 +6,16 @@
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -44,6 +48,23 @@ sigset_t writeSignals() {
     return set;
 }
 
+// Takes back what a failed write has raised. A signal that the caller has blocked by itself, and that may have been
+// waiting before, is left waiting.
+void takeRaisedSignals(const sigset_t& blockedBefore) {
+    sigset_t waiting;
+    sigemptyset(&waiting);
+    sigpending(&waiting);
+    for (const int signal : kWriteSignals) {
+        if (sigismember(&waiting, signal) == 1 && sigismember(&blockedBefore, signal) == 0) {
+            sigset_t one;
+            sigemptyset(&one);
+            sigaddset(&one, signal);
+            const timespec atOnce = {};
+            sigtimedwait(&one, nullptr, &atOnce);
+        }
+    }
+}
+
 // A program that runs without standard streams gives their numbers to whatever is opened next, and then writes to it.
 int moveAwayFromStandardStreams(int descriptor) {
     int moved = descriptor;
@@ -71,6 +92,76 @@ pthread_mutex_t* nativeMutex(Mutex* mutex) {
     static_assert(sizeof(pthread_mutex_t) <= sizeof(Mutex::storage));
     static_assert(alignof(pthread_mutex_t) <= alignof(Mutex));
     return std::launder(reinterpret_cast<pthread_mutex_t*>(mutex->storage));
+}
+
+// Asking the system for the process's or the thread's id takes longer than a whole step of a walk, so both are kept.
+// Every fork, whatever call makes it, wipes the page in which the process's id stands; a thread's id holds for the
+// process that it was learnt in.
+constexpr size_t kPageSize = 4096;
+
+struct alignas(kPageSize) ForkWipedPage {
+    std::atomic<uint32_t> processId;  // 0: not known
+};
+
+ForkWipedPage forkWipedPage;
+std::atomic<bool> pageStaysAtForks{false};  // the system cannot wipe it, so nothing may be kept there
+[[gnu::tls_model("initial-exec")]] thread_local ThreadIdentity knownThread = {};
+
+// The calendar of the second in which the thread has last asked for the time: most of its trace lines come in heaps.
+struct KnownSecond {
+    bool isKnown;
+    time_t second;
+    std::tm calendar;
+};
+[[gnu::tls_model("initial-exec")]] thread_local KnownSecond knownSecond = {};
+
+// The trace's stream while that is a regular file, a write to which raises a signal at a limit of the file's size
+// alone.
+std::atomic<const std::FILE*> regularFile{nullptr};
+
+bool isFileSizeLimited() {
+    rlimit limit = {};
+#if defined(__x86_64__) && defined(SYS_getrlimit)
+    // A third faster than the C library's way, and this is done for each line.
+    const bool isKnown = syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) == 0;
+#else
+    const bool isKnown = getrlimit(RLIMIT_FSIZE, &limit) == 0;
+#endif
+    return !isKnown || limit.rlim_cur != RLIM_INFINITY;
+}
+
+bool mayRaiseSignals(const std::FILE* stream) {
+    return stream != regularFile.load(std::memory_order_relaxed) || isFileSizeLimited();
+}
+
+bool isRegularFile(int descriptor) {
+    struct stat status = {};
+    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+uint32_t learnProcessId() {
+    const auto processId = static_cast<uint32_t>(getpid());
+    if (!pageStaysAtForks.load(std::memory_order_relaxed)) {
+        const int error = errno;
+        if (madvise(&forkWipedPage, sizeof forkWipedPage, MADV_WIPEONFORK) == 0) {
+            forkWipedPage.processId.store(processId, std::memory_order_relaxed);
+        } else {
+            pageStaysAtForks.store(true, std::memory_order_relaxed);
+        }
+        errno = error;
+    }
+    return processId;
+}
+
+ThreadIdentity learnThread(uint32_t processId) {
+    knownThread = {processId, static_cast<uint32_t>(syscall(SYS_gettid))};
+    return knownThread;
+}
+
+// The same as isCallingThread when the kept ids do not say so. Kept out of the way.
+[[gnu::noinline]] bool isLearntThread(uint32_t process, uint32_t thread) {
+    const ThreadIdentity caller = callingThread();
+    return process == caller.process && thread == caller.thread;
 }
 
 // The two variants of strerror_r differ in what they return.
@@ -106,29 +197,24 @@ CancellationHold::~CancellationHold() {
     pthread_setcancelstate(stateBefore_, &held);
 }
 
-StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_() {
+StreamWriteHold::StreamWriteHold(std::FILE* stream)
+    : stateBefore_(), isHeld_(mayRaiseSignals(stream)), hasFailed_(false) {
     static_assert(sizeof(sigset_t) <= sizeof stateBefore_);
-    auto* const before = new (stateBefore_) sigset_t;
-    const sigset_t raised = writeSignals();
-    pthread_sigmask(SIG_BLOCK, &raised, before);
+    if (isHeld_) {
+        auto* const before = new (stateBefore_) sigset_t;
+        const sigset_t raised = writeSignals();
+        pthread_sigmask(SIG_BLOCK, &raised, before);
+    }
 }
 
-// A signal that the caller has blocked by itself, and that may have been waiting before, is left waiting.
 StreamWriteHold::~StreamWriteHold() {
-    const auto* const before = std::launder(reinterpret_cast<const sigset_t*>(stateBefore_));
-    sigset_t waiting;
-    sigemptyset(&waiting);
-    sigpending(&waiting);
-    for (const int signal : kWriteSignals) {
-        if (sigismember(&waiting, signal) == 1 && sigismember(before, signal) == 0) {
-            sigset_t one;
-            sigemptyset(&one);
-            sigaddset(&one, signal);
-            const timespec atOnce = {};
-            sigtimedwait(&one, nullptr, &atOnce);
+    if (isHeld_) {
+        const auto* const before = std::launder(reinterpret_cast<const sigset_t*>(stateBefore_));
+        if (hasFailed_) {
+            takeRaisedSignals(*before);
         }
+        pthread_sigmask(SIG_SETMASK, before, nullptr);
     }
-    pthread_sigmask(SIG_SETMASK, before, nullptr);
 }
 
 void watchForks(void (*before)(), void (*inParent)(), void (*inChild)()) {
@@ -301,18 +387,35 @@ void yieldThread() {
 }
 
 uint32_t currentProcessId() {
-    return static_cast<uint32_t>(getpid());
+    const uint32_t known = forkWipedPage.processId.load(std::memory_order_relaxed);
+    return known != 0 ? known : learnProcessId();
 }
 
 uint32_t currentThreadId() {
-    return static_cast<uint32_t>(syscall(SYS_gettid));
+    return callingThread().thread;
+}
+
+ThreadIdentity callingThread() {
+    const uint32_t processId = currentProcessId();
+    return knownThread.process == processId ? knownThread : learnThread(processId);
+}
+
+bool isCallingThread(uint32_t process, uint32_t thread) {
+    const bool isKnownThread = process == forkWipedPage.processId.load(std::memory_order_relaxed) &&
+                               process == knownThread.process && thread == knownThread.thread;
+    return isKnownThread || isLearntThread(process, thread);
 }
 
 LocalTime currentLocalTime() {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
+    if (!knownSecond.isKnown || knownSecond.second != now.tv_sec) {
+        knownSecond.second = now.tv_sec;
+        localtime_r(&now.tv_sec, &knownSecond.calendar);
+        knownSecond.isKnown = true;
+    }
     LocalTime result = {};
-    localtime_r(&now.tv_sec, &result.calendar);
+    result.calendar = knownSecond.calendar;
     result.milliseconds = static_cast<int32_t>(now.tv_nsec / 1000000);
     return result;
 }
@@ -330,6 +433,7 @@ std::FILE* openForAppending(const char* name, int32_t* error) {
         }
     } else {
         setvbuf(stream, nullptr, _IONBF, 0);
+        regularFile.store(isRegularFile(descriptor) ? stream : nullptr, std::memory_order_relaxed);
     }
     return stream;
 }

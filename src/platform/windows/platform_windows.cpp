@@ -61,6 +61,15 @@ bool isCutOff(const SocketResult& result) {
     return result.value < 0 && (result.error == WSA_OPERATION_ABORTED || result.error == WSAESHUTDOWN);
 }
 
+// Whether another thread has cut the socket off, and nothing of the daemon's is there to be read.
+bool isCutOffByNow(int32_t socket) {
+    char next = 0;
+    setNonBlocking(socket, true);
+    const SocketResult peeked = fromCall(recv(nativeSocket(socket), &next, sizeof next, MSG_PEEK));
+    setNonBlocking(socket, false);
+    return isCutOff(peeked);
+}
+
 // Sockets of the library are not inherited by child programs.
 void keepFromChildren(SOCKET socket) {
     SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
@@ -104,7 +113,7 @@ CancellationHold::CancellationHold() : stateBefore_(0) {}
 CancellationHold::~CancellationHold() = default;
 
 // The runtime library appends in two steps, seek and write; a range far behind any end stands for the file meanwhile.
-StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_() {
+StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_(), isHeld_(false), hasFailed_(false) {
     constexpr ULONGLONG kMostMilliseconds = 1000;
     const ULONGLONG begin = GetTickCount64();
     HANDLE file = INVALID_HANDLE_VALUE;
@@ -112,24 +121,22 @@ StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_() {
     if (descriptor >= 0) {
         file = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
     }
-    bool isHeld = false;
     bool isHeldByAnother = file != INVALID_HANDLE_VALUE;
     while (isHeldByAnother && GetTickCount64() - begin < kMostMilliseconds) {
         OVERLAPPED range = rangeBehindTheEnd();
-        isHeld = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
-        isHeldByAnother = !isHeld && GetLastError() == ERROR_LOCK_VIOLATION;
+        isHeld_ = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
+        isHeldByAnother = !isHeld_ && GetLastError() == ERROR_LOCK_VIOLATION;
         if (isHeldByAnother) {
             Sleep(1);
         }
     }
-    const HANDLE held = isHeld ? file : INVALID_HANDLE_VALUE;
-    std::memcpy(stateBefore_, &held, sizeof held);
+    std::memcpy(stateBefore_, &file, sizeof file);
 }
 
 StreamWriteHold::~StreamWriteHold() {
-    HANDLE held = INVALID_HANDLE_VALUE;
-    std::memcpy(&held, stateBefore_, sizeof held);
-    if (held != INVALID_HANDLE_VALUE) {
+    if (isHeld_) {
+        HANDLE held = INVALID_HANDLE_VALUE;
+        std::memcpy(&held, stateBefore_, sizeof held);
         OVERLAPPED range = rangeBehindTheEnd();
         UnlockFileEx(held, 0, 1, 0, &range);
     }
@@ -229,14 +236,16 @@ SocketResult sendBytes(int32_t socket, const void* data, size_t size) {
 }
 
 SocketResult waitReadable(int32_t socket) {
-    // In slices: a wait that begins in the very moment of the socket's shutdown may miss it, and the next one does not.
+    // In slices: a wait that begins in the very moment of the socket's shutdown may not be woken, nor any later one.
     SocketResult selected = {0, 0};
-    while (selected.value == 0) {
+    bool isOver = false;
+    while (!isOver) {
         fd_set readable = setOf(nativeSocket(socket));
         timeval oneSecond = {1, 0};
         selected = fromCall(select(0, &readable, nullptr, nullptr, &oneSecond));
+        isOver = selected.value != 0 || isCutOffByNow(socket);
     }
-    return isCutOff(selected) ? SocketResult{1, 0} : selected;
+    return selected.value == 0 || isCutOff(selected) ? SocketResult{1, 0} : selected;
 }
 
 SocketResult receiveBytes(int32_t socket, void* data, size_t size) {
@@ -283,6 +292,14 @@ uint32_t currentProcessId() {
 
 uint32_t currentThreadId() {
     return GetCurrentThreadId();
+}
+
+ThreadIdentity callingThread() {
+    return {GetCurrentProcessId(), GetCurrentThreadId()};
+}
+
+bool isCallingThread(uint32_t process, uint32_t thread) {
+    return thread == GetCurrentThreadId() && process == GetCurrentProcessId();
 }
 
 LocalTime currentLocalTime() {

@@ -70,12 +70,14 @@ std::optional<std::string> fileNameForLibrary(const std::string& name) {
 }
 
 bool standardOutputIsColourTerminal() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes a variable of the environment.
     const char* const terminal = std::getenv("TERM");
     const bool showsColours = terminal != nullptr && std::strcmp(terminal, "dumb") != 0 && *terminal != '\0';
     return showsColours && ::isatty(STDOUT_FILENO) == 1;
 }
 
 std::optional<std::string> environmentVariable(const std::string& name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes a variable of the environment.
     const char* const value = std::getenv(name.c_str());
     return value == nullptr ? std::nullopt : std::optional<std::string>(value);
 }

@@ -11,13 +11,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 namespace zulstat {
 namespace {
 
 ProbeFault faultOf(const int error) {
-    return {std::strerror(error), error == ECONNREFUSED, error == ETIMEDOUT};
+    return {std::generic_category().message(error), error == ECONNREFUSED, error == ETIMEDOUT};
 }
 
 ProbeFault timeOut() {

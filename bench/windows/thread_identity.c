@@ -1,0 +1,3 @@
+#include "thread_identity.h"
+
+uint32_t knownProcess;
