@@ -57,9 +57,30 @@ if(ZULSTATS_BUILD_TOOLS)
         set_target_properties(zulstat PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
     endif()
     install(TARGETS zulstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zulstats_tools)
+    if(TARGET zulstats_zulstat_texts)
+        set(texts ${PROJECT_BINARY_DIR}/tools/zulstat)
+        install(FILES ${texts}/zulstat.man DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 RENAME zulstat.1
+            COMPONENT zulstats_tools)
+        install(FILES ${texts}/zulstat.bash DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+            RENAME zulstat COMPONENT zulstats_tools)
+        install(FILES ${texts}/zulstat.zsh DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/site-functions RENAME _zulstat
+            COMPONENT zulstats_tools)
+        install(FILES ${texts}/zulstat.fish DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d
+            COMPONENT zulstats_tools)
+    endif()
 endif()
 if(ZULSTATS_BUILD_SIM)
     install(TARGETS gatewaysim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT zulstats_tools)
+    if(NOT CMAKE_CROSSCOMPILING AND NOT WIN32)
+        set(page ${PROJECT_BINARY_DIR}/gatewaysim.1)
+        add_custom_command(OUTPUT ${page}
+            COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:gatewaysim> -DNAME=gatewaysim
+                "-DSUMMARY=stand in for a gateway daemon on a loopback address" -DVERSION=${ZULSTATS_PACKAGE_VERSION}
+                -DPAGE=${page} -P ${PROJECT_SOURCE_DIR}/cmake/ManualPage.cmake
+            DEPENDS gatewaysim ${PROJECT_SOURCE_DIR}/cmake/ManualPage.cmake VERBATIM)
+        add_custom_target(zulstats_gatewaysim_page ALL DEPENDS ${page})
+        install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT zulstats_tools)
+    endif()
 endif()
 
 # The README names the others by their place beside it. Below another project, CMAKE_INSTALL_DOCDIR is that project's.
@@ -72,4 +93,4 @@ foreach(document README CHANGELOG CONTRIBUTING SECURITY)
         COMPONENT zulstats_documentation)
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${documentation_folder} COMPONENT zulstats_documentation
-    FILES_MATCHING PATTERN *.md)
+    FILES_MATCHING PATTERN *.md PATTERN *.json)

@@ -42,7 +42,8 @@ require_packages() {
 }
 
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev googletest)
-test_packages=(binutils pkgconf clang libclang-rt-14-dev clang-tidy clang-format cppcheck)
+test_packages=(binutils pkgconf clang libclang-rt-14-dev clang-tidy clang-format cppcheck tmux prometheus
+    python3-prometheus-client python3-jsonschema zsh fish groff-base)
 bench_packages=(python3 binutils libbenchmark-dev strace valgrind)
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64)
 

@@ -24,6 +24,7 @@ struct ProgramRun {
     std::vector<std::pair<std::string, std::optional<std::string>>> environment;
     OutputTarget output = OutputTarget::captured;
     std::string outputFile;
+    std::string inputFile;  // what standard input reads; empty: nothing
     std::chrono::seconds limit{60};
 };
 
@@ -34,7 +35,7 @@ struct ProgramOutcome {
     std::string standardError;
 };
 
-// Throws std::runtime_error when the program cannot be started. Standard input is empty.
+// Throws std::runtime_error when the program cannot be started.
 ProgramOutcome runProgram(const std::string& program, const ProgramRun& run);
 
 inline ProgramOutcome runProgram(const std::string& program, const std::vector<std::string>& arguments) {

@@ -213,7 +213,8 @@ ProgramOutcome runProgram(const std::string& program, const ProgramRun& run) {
     if (::access(program.c_str(), X_OK) != 0) {
         failWith("run " + program);
     }
-    const Descriptor input(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const char* const inputName = run.inputFile.empty() ? "/dev/null" : run.inputFile.c_str();
+    const Descriptor input(::open(inputName, O_RDONLY | O_CLOEXEC));
     Channel output = makeOutputChannel(run);
     Channel error = makePipe();
     Channel alive = makePipe();

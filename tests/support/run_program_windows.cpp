@@ -205,7 +205,7 @@ void readAll(HANDLE source, std::string& text) {
 }  // namespace
 
 ProgramOutcome runProgram(const std::string& program, const ProgramRun& run) {
-    const Handle input = openFile("NUL", GENERIC_READ, OPEN_EXISTING);
+    const Handle input = openFile(run.inputFile.empty() ? "NUL" : run.inputFile, GENERIC_READ, OPEN_EXISTING);
     Channel output = makeOutputChannel(run);
     Channel error = makePipe();
     const Handle child = startChild(program, run, input.get(), output.theirs.get(), error.theirs.get());

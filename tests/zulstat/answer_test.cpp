@@ -12,6 +12,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using zulstat::Answer;
 using zulstat::askForIds;
 using zulstat::completeByGroup;
@@ -26,6 +27,9 @@ constexpr uint32_t kEndMark = 0x0E0F0E0F;
 // The bytes of a result set as the library lays them out, and the places in it that a walk hands out.
 class ResultSetBytes {
   public:
+    explicit ResultSetBytes(uint32_t elements) : bytes_("ZULIDSET") {
+        addNumber(elements);
+    }
     size_t addNumber(uint32_t number) {
         bytes_.append(reinterpret_cast<const char*>(&number), sizeof number);
         return bytes_.size();
@@ -95,7 +99,7 @@ std::vector<std::string> idsOf(const Element& element) {
 using Texts = std::vector<std::string>;
 
 TEST(ReadIds, GathersTheIdsOfEachElement) {
-    ResultSetBytes bytes;
+    ResultSetBytes bytes(2);
     const size_t a = bytes.addElement("A", 0, 2);
     const size_t first = bytes.addText("a.one");
     const size_t second = bytes.addText("");
@@ -118,7 +122,7 @@ TEST(ReadIds, GathersTheIdsOfEachElement) {
 }
 
 TEST(ReadIds, TakesNoEntryFromAFailedElement) {
-    ResultSetBytes bytes;
+    ResultSetBytes bytes(2);
     const size_t a = bytes.addElement("A", 0, 1);
     const size_t id = bytes.addText("a.one");
     const size_t b = bytes.addText("BB");
@@ -134,7 +138,7 @@ TEST(ReadIds, TakesNoEntryFromAFailedElement) {
 }
 
 TEST(ReadIds, TakesTheEndMarkAfterAnElementWithoutEntriesForTheEnd) {
-    ResultSetBytes bytes;
+    ResultSetBytes bytes(1);
     const size_t a = bytes.addElement("A", 0, 0);
     const size_t behind = bytes.addNumber(kEndMark);
     ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
@@ -148,7 +152,7 @@ TEST(ReadIds, TakesTheEndMarkAfterAnElementWithoutEntriesForTheEnd) {
 }
 
 TEST(ReadIds, StopsWhereTheNextElementIsTakenForAnEntry) {
-    ResultSetBytes bytes;
+    ResultSetBytes bytes(2);
     const size_t a = bytes.addElement("A", 0, 0);
     const size_t b = bytes.addText("BB");
     ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
@@ -171,7 +175,7 @@ TEST(ReadIds, ReportsTheCodeOfAFailedStep) {
 
 TEST(ReadStatistics, GathersIdsAndValuesWhateverBytesTheyHold) {
     const std::string hostile("\0\x1B\xFF\n", 4);
-    ResultSetBytes bytes;
+    ResultSetBytes bytes(1);
     const size_t a = bytes.addElement("A", 0, 2);
     const size_t firstId = bytes.addText("one");
     const size_t firstValue = bytes.addText(hostile);
@@ -190,7 +194,7 @@ TEST(ReadStatistics, GathersIdsAndValuesWhateverBytesTheyHold) {
 }
 
 TEST(ReadStatistics, StopsWhereTheNextElementIsTakenForAnEntry) {
-    ResultSetBytes bytes;
+    ResultSetBytes bytes(2);
     const size_t a = bytes.addElement("A", 0, 0);
     const size_t b = bytes.addText("BB");
     const size_t behindCode = bytes.addNumber(0);
@@ -347,6 +351,126 @@ TEST(CompleteByGroup, LeavesAWholeAnswerAlone) {
     answer.elements = {{"A", 0, {}}};
     completeByGroup(answer, {"A", "B"}, std::ref(gateway));
     EXPECT_TRUE(gateway.lists.empty());
+}
+
+// One element "A" with two statistics, of which bytes may be missing.
+struct BrokenOff {
+    std::string firstId = "a.one";
+    std::string firstValue = "1";
+    std::string secondId = "a.two";
+    std::string secondValue = "2";
+    uint32_t announcedEntries = 2;
+    uint32_t announcedElements = 1;
+    int32_t code = 0;
+
+    Answer read() const {
+        ResultSetBytes bytes(announcedElements);
+        const size_t a = bytes.addElement("A", static_cast<uint32_t>(code), announcedEntries);
+        std::vector<size_t> places;
+        for (const std::string& text : {firstId, firstValue, secondId, secondValue}) {
+            places.push_back(bytes.addText(text));
+        }
+        ScriptedWalk<StatData> walk(STAPI_RC_END_OF_DATA);
+        const auto add = [&](size_t id, const std::string& idText, size_t value, const std::string& valueText) {
+            StatData record = statRecord(bytes, a, id, static_cast<uint32_t>(idText.size()), value,
+                                         static_cast<uint32_t>(valueText.size()));
+            record.queryElementRC = code;
+            walk.add(record);
+        };
+        add(places[0], firstId, places[1], firstValue);
+        add(places[2], secondId, places[3], secondValue);
+        return readStatistics(std::ref(walk));
+    }
+};
+
+void expectSuspectAt(const BrokenOff& reply, size_t element, size_t entry) {
+    const Answer answer = reply.read();
+    EXPECT_TRUE(needsConfirmation(answer));
+    ASSERT_TRUE(answer.suspect.has_value());
+    EXPECT_EQ(answer.suspect->element, element);
+    EXPECT_EQ(answer.suspect->entry, entry);
+}
+
+TEST(BrokenOffReply, IsNotSuspectedWhereEverythingIsThere) {
+    EXPECT_FALSE(needsConfirmation(BrokenOff{}.read()));
+}
+
+TEST(BrokenOffReply, MayHaveMadeANulByteInAnId) {
+    BrokenOff reply;
+    reply.secondId = "a.t\0\0"s;
+    expectSuspectAt(reply, 0, 1);
+}
+
+TEST(BrokenOffReply, MayHaveMadeANulByteInAValue) {
+    BrokenOff reply;
+    reply.firstValue = "\0"s;
+    expectSuspectAt(reply, 0, 0);
+}
+
+TEST(BrokenOffReply, MayHaveMadeAnEmptyId) {
+    BrokenOff reply;
+    reply.secondId = "";
+    reply.secondValue = "";
+    expectSuspectAt(reply, 0, 1);
+}
+
+TEST(BrokenOffReply, MayHaveMadeAnEmptyValueAtTheEnd) {
+    BrokenOff reply;
+    reply.secondValue = "";
+    expectSuspectAt(reply, 0, 1);
+}
+
+TEST(BrokenOffReply, DidNotMakeAnEmptyValueBehindWhichMoreArrived) {
+    BrokenOff reply;
+    reply.firstValue = "";
+    EXPECT_FALSE(needsConfirmation(reply.read()));
+}
+
+TEST(BrokenOffReply, MayHaveMadeTheEndOfAFailedElementsCodeZero) {
+    BrokenOff reply;
+    reply.code = -256;
+    expectSuspectAt(reply, 0, 0);
+}
+
+TEST(BrokenOffReply, IsIncompleteWhenItAnnouncesMoreEntriesThanItHolds) {
+    BrokenOff entries;
+    entries.announcedEntries = 3;
+    expectSuspectAt(entries, 0, 2);
+    EXPECT_TRUE(entries.read().incomplete);
+}
+
+TEST(BrokenOffReply, MayHideAnElementThatTheWalkDoesNotReach) {
+    BrokenOff one;
+    one.announcedElements = 2;
+    expectSuspectAt(one, 0, 2);
+    EXPECT_TRUE(one.read().hidesLastElement);
+    EXPECT_FALSE(one.read().cutShort);
+    BrokenOff two;
+    two.announcedElements = 3;
+    EXPECT_FALSE(two.read().hidesLastElement);
+    EXPECT_TRUE(two.read().cutShort);
+}
+
+TEST(BrokenOffReply, MayHaveLeftNoElementAtAll) {
+    ScriptedWalk<IdData> walk(STAPI_RC_END_OF_DATA);
+    EXPECT_TRUE(needsConfirmation(readIds(std::ref(walk))));
+}
+
+TEST(KeepWhatIsCertain, TakesAwayTheFirstSuspectEntryAndWhatFollows) {
+    Answer answer;
+    answer.elements = {{"A", 0, {{"a", "1"}, {"b", "2"}}}, {"B", 0, {{"c", "3"}}}};
+    answer.suspect = zulstat::AnswerPlace{0, 1};
+    keepWhatIsCertain(answer);
+    ASSERT_EQ(answer.elements.size(), 1U);
+    EXPECT_EQ(idsOf(answer.elements[0]), (Texts{"a"}));
+}
+
+TEST(KeepWhatIsCertain, TakesAwayAnElementOfWhichNothingIsCertain) {
+    Answer answer;
+    answer.elements = {{"A", 0, {{"a", "1"}}}, {"B", -256, {}}};
+    answer.suspect = zulstat::AnswerPlace{1, 0};
+    keepWhatIsCertain(answer);
+    EXPECT_EQ(elementsOf(answer), (Texts{"A/1"}));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstddef>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -20,14 +21,15 @@ using zulstat::Report;
 
 Report connectedReport() {
     Report report;
-    report.host = "gateway1";
-    report.port = 2980;
+    report.gateway = {"", "gateway1", 2980};
+    report.startedAt = std::chrono::system_clock::time_point(std::chrono::milliseconds(1700000000250));
+    report.duration = std::chrono::milliseconds(12);
     report.protocolVersion = "1.0";
     return report;
 }
 
 std::string render(const Report& report) {
-    return renderJson(report, {"10.1.0", "1_1_0_1"});
+    return renderJson({report}, {"10.1.0", "1_1_0_1"});
 }
 
 TEST(RenderJson, TellsVersionsAndGateway) {
@@ -35,7 +37,9 @@ TEST(RenderJson, TellsVersionsAndGateway) {
     EXPECT_EQ(document, json::parse(R"({
         "format": 1,
         "program": {"name": "zulstat", "version": "10.1.0", "apiVersion": "1_1_0_1"},
-        "gateway": {"host": "gateway1", "port": 2980, "protocolVersion": "1.0"},
+        "time": "2023-11-14T22:13:20.250Z",
+        "durationMs": 12,
+        "gateway": {"name": null, "host": "gateway1", "port": 2980, "protocolVersion": "1.0"},
         "queries": [],
         "failedElements": 0,
         "error": null
@@ -45,7 +49,8 @@ TEST(RenderJson, TellsVersionsAndGateway) {
 TEST(RenderJson, KeepsTheDocumentedOrderOfFields) {
     const std::string text = render(connectedReport());
     size_t last = 0;
-    for (const char* const field : {"format", "program", "gateway", "queries", "failedElements", "error"}) {
+    for (const char* const field :
+         {"format", "program", "time", "durationMs", "gateway", "queries", "failedElements", "error"}) {
         const size_t place = text.find('"' + std::string(field) + '"');
         ASSERT_NE(place, std::string::npos) << field;
         EXPECT_GT(place, last) << field;
@@ -98,7 +103,8 @@ TEST(RenderJson, TellsAFailureWithItsCode) {
 
 TEST(RenderJson, TellsAFailureWithoutACode) {
     Report report = connectedReport();
-    report.failure = Failure{Failure::Stage::querying, Query{}, std::nullopt, "no answer within 3 s", "Wait."};
+    report.failure =
+        Failure{Failure::Stage::querying, Failure::Kind::code, Query{}, std::nullopt, "no answer within 3 s", "Wait."};
     const json document = json::parse(render(report));
     EXPECT_EQ(document["error"]["stage"], "query");
     EXPECT_TRUE(document["error"]["code"].is_null());
@@ -140,7 +146,7 @@ TEST(RenderJson, IsAsciiWhateverComesIn) {
             text += static_cast<char>(random() % 256);
         }
         Report report = connectedReport();
-        report.host = text;
+        report.gateway.host = text;
         report.results.push_back({{QueryKind::statistics, AskedBy::group, {text}}, {{text, 0, {{text, text}}}}});
         const std::string output = render(report);
         for (const char byte : output) {

@@ -15,6 +15,7 @@ using zulstat::describeRemarks;
 using zulstat::Failure;
 using zulstat::formatAddress;
 using zulstat::formatCode;
+using zulstat::Gateway;
 using zulstat::Query;
 using zulstat::QueryKind;
 using zulstat::Report;
@@ -39,7 +40,7 @@ TEST(FormatCode, GivesNameAndNumber) {
 }
 
 TEST(DescribeFailure, SaysOfARefusedConnectionWhereWhyAndWhatToTry) {
-    EXPECT_EQ(describeFailure(failureWithCode(Failure::Stage::connecting, -135), "127.0.0.1", 2980),
+    EXPECT_EQ(describeFailure(failureWithCode(Failure::Stage::connecting, -135), Gateway{"", "127.0.0.1", 2980}),
               "cannot connect to 127.0.0.1:2980: connection refused (STAPI_RC_CONNECT_REFUSED, -135). "
               "Is the gateway running and listening on that port?");
 }
@@ -47,7 +48,7 @@ TEST(DescribeFailure, SaysOfARefusedConnectionWhereWhyAndWhatToTry) {
 TEST(DescribeFailure, SaysWhichQueryFailed) {
     Failure failure = failureWithCode(Failure::Stage::querying, -102);
     failure.query = Query{QueryKind::statistics, AskedBy::group, {"A"}};
-    EXPECT_EQ(describeFailure(failure, "gateway1", 7),
+    EXPECT_EQ(describeFailure(failure, Gateway{"", "gateway1", 7}),
               "the query for statistics by group at gateway1:7 failed: the connection was lost "
               "(STAPI_RC_SOCKET_ERROR, -102). Is the gateway still running? Run the command again.");
 }
@@ -55,7 +56,7 @@ TEST(DescribeFailure, SaysWhichQueryFailed) {
 TEST(DescribeFailure, SaysWhichAnswerCannotBeRead) {
     Failure failure = failureWithCode(Failure::Stage::reading, -119);
     failure.query = Query{QueryKind::statisticIds, AskedBy::all, {}};
-    const std::string text = describeFailure(failure, "gateway1", 7);
+    const std::string text = describeFailure(failure, Gateway{"", "gateway1", 7});
     EXPECT_EQ(text.find("the answer to the query for statistic ids at gateway1:7 cannot be read: "), 0U) << text;
 }
 
@@ -63,12 +64,13 @@ TEST(DescribeFailure, TellsTheReasonWhereThereIsNoCode) {
     Failure failure;
     failure.reason = "no answer within 3 s";
     failure.advice = "Wait longer.";
-    EXPECT_EQ(describeFailure(failure, "gateway1", 7),
+    EXPECT_EQ(describeFailure(failure, Gateway{"", "gateway1", 7}),
               "cannot connect to gateway1:7: no answer within 3 s. Wait longer.");
 }
 
 TEST(DescribeFailure, DoesNotHideACodeThatItDoesNotKnow) {
-    const std::string text = describeFailure(failureWithCode(Failure::Stage::connecting, -999), "gateway1", 7);
+    const std::string text =
+        describeFailure(failureWithCode(Failure::Stage::connecting, -999), Gateway{"", "gateway1", 7});
     EXPECT_NE(text.find("(code -999)"), std::string::npos) << text;
 }
 
@@ -81,8 +83,7 @@ TEST(DescribeQuery, NamesKindAndSelection) {
 class Remarks : public ::testing::Test {
   protected:
     Remarks() {
-        report_.host = "gateway1";
-        report_.port = 7;
+        report_.gateway = {"", "gateway1", 7};
         report_.results.push_back({});
     }
     Report report_;

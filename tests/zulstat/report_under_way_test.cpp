@@ -7,15 +7,17 @@
 
 namespace {
 
+using std::chrono::milliseconds;
 using std::chrono::seconds;
 using zulstat::Failure;
+using zulstat::Gateway;
 using zulstat::Query;
 using zulstat::QueryKind;
 using zulstat::Report;
 using zulstat::ReportUnderWay;
 
 TEST(ReportUnderWay, HandsOverWhatAnotherThreadTells) {
-    ReportUnderWay underWay("gateway1", 7);
+    ReportUnderWay underWay(Gateway{"", "gateway1", 7});
     std::thread talker([&] {
         underWay.connected("1.0");
         underWay.asking(Query{});
@@ -23,32 +25,32 @@ TEST(ReportUnderWay, HandsOverWhatAnotherThreadTells) {
         underWay.answered();
         underWay.finished();
     });
-    const Report report = underWay.waitForReport(seconds(0));
+    const Report report = underWay.waitForReport(milliseconds(0));
     EXPECT_TRUE(underWay.waitUntilFinished(seconds(60)));
     talker.join();
-    EXPECT_EQ(report.host, "gateway1");
-    EXPECT_EQ(report.port, 7);
+    EXPECT_EQ(report.gateway.host, "gateway1");
+    EXPECT_EQ(report.gateway.port, 7);
     EXPECT_EQ(report.protocolVersion, "1.0");
     ASSERT_EQ(report.results.size(), 1U);
     EXPECT_FALSE(report.failure.has_value());
 }
 
 TEST(ReportUnderWay, SaysThatConnectingTookTooLong) {
-    ReportUnderWay underWay("gateway1", 7);
-    const Report report = underWay.waitForReport(seconds(1));
+    ReportUnderWay underWay(Gateway{"", "gateway1", 7});
+    const Report report = underWay.waitForReport(milliseconds(500));
     ASSERT_TRUE(report.failure.has_value());
     EXPECT_EQ(report.failure->stage, Failure::Stage::connecting);
     EXPECT_FALSE(report.failure->code.has_value());
-    EXPECT_EQ(report.failure->reason, "no answer within 1 s");
+    EXPECT_EQ(report.failure->reason, "no answer within 0.5 s");
     EXPECT_FALSE(underWay.isAnswered());
 }
 
 TEST(ReportUnderWay, KeepsWhatWasAnsweredWhenAQueryTakesTooLong) {
-    ReportUnderWay underWay("gateway1", 7);
+    ReportUnderWay underWay(Gateway{"", "gateway1", 7});
     underWay.connected("1.0");
     underWay.addResult({});
     underWay.asking(Query{QueryKind::statistics, {}, {}});
-    const Report report = underWay.waitForReport(seconds(1));
+    const Report report = underWay.waitForReport(milliseconds(500));
     ASSERT_TRUE(report.failure.has_value());
     EXPECT_EQ(report.failure->stage, Failure::Stage::querying);
     ASSERT_TRUE(report.failure->query.has_value());
@@ -57,10 +59,22 @@ TEST(ReportUnderWay, KeepsWhatWasAnsweredWhenAQueryTakesTooLong) {
 }
 
 TEST(ReportUnderWay, DoesNotWaitForAnEndThatDoesNotCome) {
-    ReportUnderWay underWay("gateway1", 7);
+    ReportUnderWay underWay(Gateway{"", "gateway1", 7});
     underWay.answered();
     EXPECT_TRUE(underWay.isAnswered());
     EXPECT_FALSE(underWay.waitUntilFinished(seconds(0)));
+}
+
+TEST(ReportUnderWay, EndsAWaitThatIsInterruptedAndKeepsWhatWasAnswered) {
+    ReportUnderWay underWay(Gateway{"", "gateway1", 7});
+    underWay.addResult({});
+    underWay.asking(Query{});
+    std::thread user([&] { underWay.interrupt(); });
+    const Report report = underWay.waitForReport(milliseconds(0));
+    user.join();
+    ASSERT_TRUE(report.failure.has_value());
+    EXPECT_EQ(report.failure->kind, Failure::Kind::interrupted);
+    EXPECT_EQ(report.results.size(), 1U);
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 
 namespace {
 
-using zulstat::countCodePoints;
+using zulstat::cutToWidth;
+using zulstat::displayWidth;
 using zulstat::escapeText;
 using zulstat::quoteText;
 
@@ -103,10 +104,27 @@ TEST(QuoteText, PutsEscapedTextBetweenQuotes) {
     EXPECT_EQ(quoteText("a\nb"), "\"a\\nb\"");
 }
 
-TEST(CountCodePoints, CountsCharactersNotBytes) {
-    EXPECT_EQ(countCodePoints(""), 0U);
-    EXPECT_EQ(countCodePoints("abc"), 3U);
-    EXPECT_EQ(countCodePoints("\xC3\xB6\xE2\x82\xAC\xF0\x9F\x93\x88"), 3U);
+TEST(DisplayWidth, CountsColumnsOfATerminal) {
+    EXPECT_EQ(displayWidth(""), 0U);
+    EXPECT_EQ(displayWidth("abc"), 3U);
+    EXPECT_EQ(displayWidth("\xC3\xB6\xE2\x82\xAC"), 2U);
+    EXPECT_EQ(displayWidth("\xE6\x97\xA5\xE6\x9C\xAC"), 4U) << "wide characters";
+    EXPECT_EQ(displayWidth("\xF0\x9F\x93\x88"), 2U) << "a picture";
+    EXPECT_EQ(displayWidth("e\xCC\x81"), 1U) << "a mark on the character before it";
+}
+
+TEST(CutToWidth, LeavesWhatFits) {
+    EXPECT_EQ(cutToWidth("abc", 3), "abc");
+    EXPECT_EQ(cutToWidth("", 0), "");
+    EXPECT_EQ(cutToWidth("\xE6\x97\xA5", 2), "\xE6\x97\xA5");
+}
+
+TEST(CutToWidth, MarksWhatIsMissing) {
+    EXPECT_EQ(cutToWidth("abcd", 3), "ab\xE2\x80\xA6");
+    EXPECT_EQ(cutToWidth("abcd", 1), "\xE2\x80\xA6");
+    EXPECT_EQ(cutToWidth("abcd", 0), "");
+    EXPECT_EQ(cutToWidth("\xE6\x97\xA5\xE6\x9C\xAC", 3), "\xE6\x97\xA5\xE2\x80\xA6");
+    EXPECT_EQ(cutToWidth("\xE6\x97\xA5\xE6\x9C\xAC", 2), "\xE2\x80\xA6") << "no half of a wide character";
 }
 
 }  // namespace

@@ -4,10 +4,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 #include "zulstat_program.h"
 
@@ -16,6 +20,7 @@ namespace {
 using test_support::OutputTarget;
 using test_support::ProgramOutcome;
 using test_support::ProgramRun;
+using test_support::TemporaryFile;
 using zulstat_test::CatalogueGateway;
 using zulstat_test::kSmallCatalogue;
 using zulstat_test::runZulstat;
@@ -152,6 +157,47 @@ TEST(ZulstatLongLists, AreAskedForInSeveralQueriesAndShownInOrder) {
     EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
     EXPECT_EQ(outcome.standardOutput, expected);
     EXPECT_EQ(countOf(" invoke GET_STATS ", gateway.gateway().standardError()), 2);
+}
+
+// Runs the program in a shell that tells its process id, and sends it a signal as soon as the gateway has heard of its
+// query.
+ProgramOutcome interruptDuringQuery(const CatalogueGateway& gateway, const Texts& arguments, int queries) {
+    const TemporaryFile processId;
+    ProgramRun run = zulstatRun(gateway.gateway().port(), arguments);
+    run.arguments.insert(run.arguments.begin(),
+                         {"-c", "echo $$ > \"$0\"; exec \"$@\"", processId.path(), zulstat_test::zulstatProgram()});
+    auto outcome = std::async(std::launch::async, [&] { return test_support::runProgram("/bin/sh", run); });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (countOf(" invoke GET_STATS ", gateway.gateway().standardError()) < queries) {
+        if (std::chrono::steady_clock::now() > end) {
+            ADD_FAILURE() << "the gateway was not asked";
+            break;
+        }
+        std::this_thread::yield();
+    }
+    ::kill(static_cast<pid_t>(std::stol(processId.content())), SIGINT);
+    return outcome.get();
+}
+
+TEST(ZulstatInterrupted, ShowsWhatWasAnsweredAndEndsWith130) {
+    const CatalogueGateway gateway(kSmallCatalogue, {"--verbose", "--fault", "invoke#2:stall"});
+    const ProgramOutcome outcome =
+        interruptDuringQuery(gateway, {"stats", "--group", "beta", "--id", "alpha.count", "-t", "0"}, 2);
+    EXPECT_EQ(outcome.exitCode, 130);
+    EXPECT_EQ(outcome.standardOutput, "QUERY  STATISTIC  VALUE\nbeta   beta.size  3456789\n");
+    EXPECT_NE(outcome.standardError.find("interrupted"), std::string::npos) << outcome.standardError;
+}
+
+TEST(ZulstatInterrupted, EndsAWatchWith130) {
+    const CatalogueGateway gateway(kSmallCatalogue, {"--verbose"});
+    EXPECT_EQ(interruptDuringQuery(gateway, {"watch", "-i", "0.05", "-f", "json"}, 3).exitCode, 130);
+}
+
+TEST(ZulstatOutputFile, LeavesTheOldFileWhereTheNewOneCannotBeWritten) {
+    const CatalogueGateway gateway(kSmallCatalogue);
+    const ProgramOutcome outcome = gateway.ask({"groups", "--output", "/dev/full"});
+    EXPECT_EQ(outcome.exitCode, 5);
+    EXPECT_NE(outcome.standardError.find("the output cannot be written"), std::string::npos);
 }
 
 }  // namespace

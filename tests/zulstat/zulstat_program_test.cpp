@@ -81,7 +81,7 @@ TEST_F(SmallGateway, ShowsStatisticsById) {
     expectSuccess(ask({"stats", "--id", "beta.size", "alpha.count"}),
                   "QUERY        STATISTIC    VALUE\n"
                   "beta.size    beta.size    3456789\n"
-                  "alpha.count  alpha.count  12\n");
+                  "alpha.count  alpha.count       12\n");
 }
 
 TEST_F(SmallGateway, ShowsTheResultsOfBothQueriesInOneRun) {
@@ -97,7 +97,7 @@ TEST_F(SmallGateway, ShowsAllStatisticsThoughAGroupInTheMiddleHasNone) {
     expectSuccess(ask({"stats"}),
                   "QUERY  STATISTIC      VALUE\n"
                   "alpha  alpha.name     first gateway\n"
-                  "alpha  alpha.count    12\n"
+                  "alpha  alpha.count         12\n"
                   "empty  no statistics\n"
                   "beta   beta.size      3456789\n");
 }
@@ -345,7 +345,7 @@ TEST(ZulstatProgram, MakesNoFurtherQueryAfterOneThatFailed) {
 }
 
 TEST(ZulstatProgram, ShowsWhatWasAnsweredBeforeTheGatewayDiedInTheMiddleOfAQuery) {
-    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "invoke#2:reset"});
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "invoke#3:reset"});
     const ProgramOutcome outcome = gateway.ask({"stats", "--group", "alpha", "empty", "beta"});
     EXPECT_EQ(outcome.exitCode, 4);
     EXPECT_EQ(outputOf(outcome),

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 #include <unordered_set>
 #include <utility>
 
@@ -14,19 +15,8 @@
 namespace zulstat {
 namespace {
 
-// In the place of an entry's length, where an element without entries is the last of its result set.
-constexpr uint32_t kEndMark = 0x0E0F0E0F;
-
 std::string copyText(const char* const text, const uint32_t length) {
     return length == 0 ? std::string() : std::string(text, length);
-}
-
-uint32_t entryLength(const IdData& record) {
-    return record.idLen;
-}
-
-uint32_t entryLength(const StatData& record) {
-    return record.statIdLen;
 }
 
 const char* entryText(const IdData& record) {
@@ -45,49 +35,158 @@ Entry copyEntry(const StatData& record) {
     return {copyText(record.statIdPtr, record.statIdLen), copyText(record.statValuePtr, record.statValueLen)};
 }
 
+uint32_t numberAt(const char* const place) {
+    uint32_t number = 0;
+    std::memcpy(&number, place, sizeof number);
+    return number;
+}
+
+// Before the first element of a result set stand the number of its elements and the length of the element's text.
+uint32_t announcedElements(const char* const firstElement) {
+    constexpr ptrdiff_t kDistanceToCount = 8;
+    return numberAt(firstElement - kDistanceToCount);
+}
+
 // Between the text of an element and that of its first entry stand the element's code, its number of entries and the
 // entry's length, four bytes each. A number of 0 is the only sign that the entry is none, and that neither its length
-// nor its text may be relied on. Only bytes between two pointers that the library handed out are read.
+// nor its text may be relied on.
 template <class Record>
-bool isFirstEntryOfNone(const Record& record) {
+uint32_t announcedEntries(const Record& record) {
     constexpr ptrdiff_t kSizeOfCode = 4;
-    constexpr ptrdiff_t kDistanceToFirstEntry = 12;
-    const char* const elementEnd = record.queryElementPtr + record.queryElementLen;
-    if (entryText(record) - elementEnd != kDistanceToFirstEntry) {
-        return false;
-    }
-    uint32_t numberOfEntries = 0;
-    std::memcpy(&numberOfEntries, elementEnd + kSizeOfCode, sizeof numberOfEntries);
-    return numberOfEntries == 0;
+    return numberAt(record.queryElementPtr + record.queryElementLen + kSizeOfCode);
 }
+
+// An entry that does not stand where the first of an element does was reached by a walk that had gone astray before.
+template <class Record>
+bool isBehindHeadOfElement(const Record& record) {
+    constexpr ptrdiff_t kDistanceToFirstEntry = 12;
+    return entryText(record) - (record.queryElementPtr + record.queryElementLen) == kDistanceToFirstEntry;
+}
+
+// Zeros that complete a reply become NUL bytes; a value whose pieces are missing runs into the end mark of the result
+// set, which consists of control characters.
+bool mayHaveBeenBrokenOff(const std::string_view text) {
+    return std::any_of(text.begin(), text.end(), [](const char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte < ' ' && byte != '\n' && byte != '\r' && byte != '\t';
+    });
+}
+
+// The code of a failed element that misses its last bytes.
+bool mayHaveBeenBrokenOff(const int32_t code) {
+    constexpr uint32_t kLastByte = 0xFF;
+    return code < 0 && (static_cast<uint32_t>(code) & kLastByte) == 0;
+}
+
+// Follows a walk, and remembers the first place that a reply broken off may have made.
+class AnswerReader {
+  public:
+    explicit AnswerReader(const bool hasValues) : hasValues_(hasValues) {}
+
+    // Whether the walk may go on.
+    template <class Record>
+    bool take(const Record& record) {
+        const bool startsElement = record.queryElementPtr != elementAddress_;
+        if (startsElement) {
+            startElement(record);
+        }
+        if (record.queryElementRC < 0) {
+            return true;
+        }
+        if (startsElement && isBehindHeadOfElement(record)) {
+            entriesToCome_ = announcedEntries(record);
+            if (entriesToCome_ == 0) {
+                endAtElementWithoutEntries();
+                return false;
+            }
+        }
+        takeEntry(copyEntry(record));
+        return true;
+    }
+
+    Answer finish(const int32_t code) {
+        if (code != STAPI_RC_OK && code != STAPI_RC_END_OF_DATA) {
+            answer_.code = code;
+            answer_.stage = Failure::Stage::reading;
+            return std::move(answer_);
+        }
+        const size_t missing = announcedElements_ - std::min(announcedElements_, answer_.elements.size());
+        answer_.incomplete = entriesToCome_ != 0;
+        // The first one that is missing has no entries, which leads the walk beyond the end.
+        answer_.hidesLastElement = missing == 1 && !answer_.cutShort;
+        answer_.cutShort = missing > 1 || answer_.cutShort;
+        if (answer_.incomplete || missing > 0 || answer_.elements.empty() || emptyValue_) {
+            suspectHere();
+        }
+        return std::move(answer_);
+    }
+
+  private:
+    template <class Record>
+    void startElement(const Record& record) {
+        if (elementAddress_ == nullptr) {
+            announcedElements_ = announcedElements(record.queryElementPtr);
+        }
+        if (entriesToCome_ != 0) {
+            suspectHere();
+        }
+        elementAddress_ = record.queryElementPtr;
+        entriesToCome_ = 0;
+        Element element{copyText(record.queryElementPtr, record.queryElementLen), record.queryElementRC, {}};
+        if (mayHaveBeenBrokenOff(element.text) || mayHaveBeenBrokenOff(element.code)) {
+            suspect({answer_.elements.size(), 0});
+        }
+        answer_.elements.push_back(std::move(element));
+    }
+
+    void takeEntry(Entry entry) {
+        const AnswerPlace place{answer_.elements.size() - 1, answer_.elements.back().entries.size()};
+        entriesToCome_ -= entriesToCome_ == 0 ? 0 : 1;
+        if (entry.id.empty() || mayHaveBeenBrokenOff(entry.id) || mayHaveBeenBrokenOff(entry.value)) {
+            suspect(place);
+        } else {
+            // An id that arrived says that all before it did: zeros go on to the end of a reply.
+            emptyValue_ = hasValues_ && entry.value.empty() ? std::optional(place) : std::nullopt;
+        }
+        answer_.elements.back().entries.push_back(std::move(entry));
+    }
+
+    void endAtElementWithoutEntries() {
+        suspect({answer_.elements.size() - 1, 0});
+        answer_.cutShort = answer_.elements.size() < announcedElements_;
+    }
+
+    void suspect(const AnswerPlace& place) {
+        if (!answer_.suspect) {
+            answer_.suspect = emptyValue_.value_or(place);
+        }
+    }
+
+    void suspectHere() {
+        suspect(answer_.elements.empty()
+                    ? AnswerPlace{}
+                    : AnswerPlace{answer_.elements.size() - 1, answer_.elements.back().entries.size()});
+    }
+
+    Answer answer_;
+    const char* elementAddress_ = nullptr;
+    bool hasValues_;
+    size_t announcedElements_ = 0;
+    uint32_t entriesToCome_ = 0;
+    std::optional<AnswerPlace> emptyValue_;  // nothing has arrived since
+};
 
 template <class Record, class Step>
 Answer readAnswer(const Step& step) {
-    Answer answer;
+    AnswerReader reader(std::is_same_v<Record, StatData>);
     Record record{};
-    const char* elementAddress = nullptr;
-    while ((answer.code = step(record)) == STAPI_RC_OK) {
-        const bool startsElement = record.queryElementPtr != elementAddress;
-        if (startsElement) {
-            elementAddress = record.queryElementPtr;
-            answer.elements.push_back(
-                {copyText(record.queryElementPtr, record.queryElementLen), record.queryElementRC, {}});
+    int32_t code = STAPI_RC_OK;
+    while ((code = step(record)) == STAPI_RC_OK) {
+        if (!reader.take(record)) {
+            break;
         }
-        if (record.queryElementRC < 0) {
-            continue;
-        }
-        if (startsElement && isFirstEntryOfNone(record)) {
-            answer.cutShort = entryLength(record) != kEndMark;
-            return answer;
-        }
-        answer.elements.back().entries.push_back(copyEntry(record));
     }
-    if (answer.code == STAPI_RC_END_OF_DATA) {
-        answer.code = STAPI_RC_OK;
-    } else {
-        answer.stage = Failure::Stage::reading;
-    }
-    return answer;
+    return reader.finish(code);
 }
 
 std::unordered_set<std::string_view> elementTexts(const Answer& answer) {
@@ -112,8 +211,12 @@ bool answersOnly(const Answer& answer, const std::vector<std::string>& ids) {
                        [&](const Element& element) { return asked.count(element.text) != 0; });
 }
 
+bool isOverForGood(const Answer& answer) {
+    return answer.code != STAPI_RC_OK || answer.cutOff || answer.incomplete;
+}
+
 bool isOver(const Answer& answer) {
-    return answer.code != STAPI_RC_OK || answer.cutShort;
+    return isOverForGood(answer) || answer.cutShort;
 }
 
 void append(Answer& whole, Answer part) {
@@ -121,11 +224,15 @@ void append(Answer& whole, Answer part) {
     whole.code = part.code;
     whole.stage = part.stage;
     whole.cutShort = part.cutShort;
+    whole.hidesLastElement = part.hidesLastElement;
+    whole.cutOff = part.cutOff;
+    whole.incomplete = part.incomplete;
 }
 
 Answer askForOne(const std::string& id, const AskForList& ask) {
     Answer answer = ask(id);
-    if (answer.code == STAPI_RC_OK && answer.elements.empty()) {
+    if (!isOverForGood(answer) && answer.elements.empty()) {
+        answer.cutShort = false;
         answer.elements.push_back({id, 0, {}});
     }
     return answer;
@@ -133,6 +240,7 @@ Answer askForOne(const std::string& id, const AskForList& ask) {
 
 void askOneByOne(Answer& answer, const std::vector<std::string>& ids, const AskForList& ask) {
     answer.cutShort = false;
+    answer.hidesLastElement = false;
     for (const std::string& id : ids) {
         append(answer, askForOne(id, ask));
         if (isOver(answer)) {
@@ -146,15 +254,25 @@ Answer askForPart(const std::vector<std::string>& ids, const AskForList& ask) {
         return askForOne(ids.front(), ask);
     }
     Answer answer = ask(joinIds(ids));
-    const bool isIncomplete = answer.cutShort || answer.elements.size() < ids.size();
+    const bool lacksElements = answer.cutShort || answer.elements.size() < ids.size();
     // A gateway that names its elements otherwise is taken at its word.
-    if (answer.code == STAPI_RC_OK && isIncomplete && answersOnly(answer, ids)) {
+    if (!isOverForGood(answer) && lacksElements && answersOnly(answer, ids)) {
         askOneByOne(answer, idsNotAnswered(ids, answer), ask);
     }
     return answer;
 }
 
 }  // namespace
+
+void keepWhatIsCertain(Answer& answer) {
+    const AnswerPlace place = answer.suspect.value_or(AnswerPlace{answer.elements.size(), 0});
+    if (place.element < answer.elements.size()) {
+        std::vector<Entry>& entries = answer.elements[place.element].entries;
+        entries.erase(entries.begin() + static_cast<ptrdiff_t>(std::min(place.entry, entries.size())), entries.end());
+        answer.elements.resize(place.element + (entries.empty() ? 0 : 1));
+    }
+    answer.cutShort = false;
+}
 
 Answer readIds(const IdStep& step) {
     return readAnswer<IdData>(step);
@@ -176,7 +294,7 @@ Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask) {
 }
 
 void completeByGroup(Answer& answer, const std::vector<std::string>& groups, const AskForList& askByGroup) {
-    if (answer.cutShort && answersOnly(answer, groups)) {
+    if ((answer.cutShort || answer.hidesLastElement) && answersOnly(answer, groups)) {
         askOneByOne(answer, idsNotAnswered(groups, answer), askByGroup);
     }
 }

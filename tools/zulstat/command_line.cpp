@@ -1,178 +1,431 @@
 #include "command_line.h"
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
 #include <cstddef>
+#include <string_view>
 
+#include "argument_list.h"
 #include "exit_codes.h"
 #include "id_list.h"
+#include "number.h"
 #include "text_escape.h"
 
 namespace zulstat {
 namespace {
 
-constexpr const char* kHelpText = R"(Shows resource groups, statistic ids and statistics of a gateway daemon.
+constexpr std::chrono::milliseconds kLongestTime{86400 * 1000LL};
 
-Usage:
-  zulstat [OPTION...] groups
-  zulstat [OPTION...] ids [GROUP...]
-  zulstat [OPTION...] stats [--group GROUP...] [--id ID...]
-
-Commands:
-  groups              the ids of all resource groups
-  ids [GROUP...]      the ids of the statistics of these resource groups, or of all statistics
-  stats               all statistics with their values, or:
-    --group GROUP...  the statistics of these resource groups
-    --id ID...        the statistics with these ids; together with --group two queries are made
-
-Options:
-  --host HOST         name or numeric address of the gateway's host (default: 127.0.0.1)
-  --port PORT         port of the gateway (default: 2980)
-  --format FORMAT     table or json (default: table)
-  --timeout SECONDS   give up after that time; 0 waits as the library does (default: 90)
-  --trace-level N     trace the library, from 0 (nothing) to 5 (everything), to standard error
-  --trace-file FILE   append the trace to this file instead; needs --trace-level
-  --version           show the versions of the program and of the library's interface
-  --help              show this text
-
-Results go to standard output, everything else to standard error. On a terminal the table is coloured, unless the
-environment variable NO_COLOR is set.
-
-Exit codes:
-  0  everything asked for was answered
-  1  the gateway could not answer some query elements; the rest is shown
-  2  wrong usage, or the trace file could not be opened
-  3  no connection to the gateway
-  4  a query failed, the connection was lost or the time limit passed; what was answered before is shown
-  5  the output could not be written
-
-Examples:
-  zulstat groups
-  zulstat --host gateway1 stats --group SERVER POOL
-  zulstat stats --id SERVER.REQUESTS --format json
-)";
-
-// Takes ids as they stand: without "extra" arguments, an id such as "[a,b]" is not taken apart.
-void addIdOption(CLI::App& command, const std::string& name, std::vector<std::string>& ids) {
-    constexpr int kAnyNumber = 1 << 20;
-    const auto take = [&ids](const CLI::results_t& results) {
-        ids = results;
-        return true;
-    };
-    command.add_option(name, take)
-        ->type_name("ID")
-        ->expected(1, kAnyNumber)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->allow_extra_args(false);
-}
-
-// As addIdOption. A positional option without "extra" arguments takes a single one, so each id has an option of its
-// own.
-void addIdPositionals(CLI::App& command, const size_t number, std::vector<std::string>& ids) {
-    const auto take = [&ids](const CLI::results_t& results) {
-        ids.insert(ids.end(), results.begin(), results.end());
-        return true;
-    };
-    for (size_t index = 0; index < number; ++index) {
-        command.add_option("GROUP" + std::to_string(index), take);
-    }
-}
-
-void addCommonOptions(CLI::App& app, CommandLine& commandLine, std::string& format) {
-    constexpr int32_t kLongestTimeLimit = 86400;
-    constexpr int32_t kHighestPort = 65535;
-    constexpr int32_t kHighestTraceLevel = 5;
-    app.add_option("--host", commandLine.host);
-    app.add_option("--port", commandLine.port)->check(CLI::Range(1, kHighestPort));
-    app.add_option("--format", format)->check(CLI::IsMember({"table", "json"}));
-    app.add_option("--timeout", commandLine.timeLimitSeconds)->check(CLI::Range(0, kLongestTimeLimit));
-    CLI::Option* const traceLevel =
-        app.add_option("--trace-level", commandLine.traceLevel)->check(CLI::Range(0, kHighestTraceLevel));
-    app.add_option("--trace-file", commandLine.traceFile)->needs(traceLevel);
-}
-
-struct Ids {
-    std::vector<std::string> groups;
-    std::vector<std::string> statistics;
+// Ends the reading of a command line wherever something is wrong with it.
+struct UsageFault {
+    std::string message;
 };
 
-std::vector<Query> makeQueries(const QueryKind kind, const Ids& ids) {
-    std::vector<Query> queries;
-    if (!ids.groups.empty()) {
-        queries.push_back({kind, AskedBy::group, ids.groups});
+template <class Value>
+Value require(std::variant<Value, Fault> parsed) {
+    if (const auto* const fault = std::get_if<Fault>(&parsed)) {
+        throw UsageFault{fault->message};
     }
-    if (!ids.statistics.empty()) {
-        queries.push_back({kind, AskedBy::statisticId, ids.statistics});
-    }
-    if (queries.empty()) {
-        queries.push_back({kind, AskedBy::all, {}});
-    }
-    return queries;
+    return std::get<Value>(std::move(parsed));
 }
 
-EarlyEnd usageError(const std::string& message) {
-    return {kExitUsage, "", "zulstat: " + message + "\nTry \"zulstat --help\".\n"};
+int64_t parseWhole(const std::string_view name, const std::string& text, const int64_t lowest, const int64_t highest) {
+    int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end || number < lowest || number > highest) {
+        throw UsageFault{std::string(name) + ": " + quoteText(text) + " is no number from " + std::to_string(lowest) +
+                         " to " + std::to_string(highest) + "."};
+    }
+    return number;
 }
 
-std::string describeMissingCommand(const std::vector<std::string>& unknown) {
-    const std::string commands = "groups, ids or stats.";
-    if (unknown.empty()) {
-        return "a command is missing: " + commands;
+std::chrono::milliseconds parseTime(const std::string_view name, const std::string& text,
+                                    const std::chrono::milliseconds shortest) {
+    const auto time = parseSeconds(text);
+    if (!time || *time < shortest || *time > kLongestTime) {
+        throw UsageFault{std::string(name) + ": " + quoteText(text) + " is no number of seconds from " +
+                         formatSeconds(shortest) + " to " + formatSeconds(kLongestTime) + "."};
     }
-    if (unknown.front().starts_with("-")) {
-        return "there is no option " + quoteText(unknown.front()) + ".";
-    }
-    return "there is no command " + quoteText(unknown.front()) + ", only " + commands;
+    return *time;
 }
 
-std::optional<std::string> findFault(const CommandLine& commandLine, const Ids& ids) {
-    if (commandLine.host.empty()) {
-        return "--host must not be empty.";
+// Ids as they stand, but that "@FILE" stands for the lines of a file and "@@" for an "@".
+class IdReader {
+  public:
+    explicit IdReader(const Surroundings& surroundings) : surroundings_(surroundings) {}
+
+    std::vector<std::string> read(const std::vector<std::string>& arguments, const std::string_view noun) const {
+        std::vector<std::string> ids;
+        for (const std::string& argument : arguments) {
+            if (argument.starts_with("@@")) {
+                ids.push_back(argument.substr(1));
+            } else if (argument.starts_with('@')) {
+                addLines(ids, argument.substr(1));
+            } else {
+                ids.push_back(argument);
+            }
+        }
+        if (const auto fault = findIdFault(ids, noun)) {
+            throw UsageFault{*fault};
+        }
+        return ids;
     }
-    if (auto fault = findIdFault(ids.groups, "group id")) {
-        return fault;
+
+  private:
+    void addLines(std::vector<std::string>& ids, const std::string& fileName) const {
+        const std::string content = require(surroundings_.readFile(fileName));
+        const size_t before = ids.size();
+        for (size_t start = 0; start < content.size();) {
+            const size_t end = std::min(content.find('\n', start), content.size());
+            std::string line = content.substr(start, end - start);
+            start = end + 1;
+            if (line.ends_with('\r')) {
+                line.pop_back();
+            }
+            if (!line.empty() && line[0] != '#') {
+                ids.push_back(std::move(line));
+            }
+        }
+        if (ids.size() == before) {
+            throw UsageFault{"there is no id in " + quoteText(fileName) + ". Write one a line."};
+        }
     }
-    return findIdFault(ids.statistics, "statistic id");
+
+    const Surroundings& surroundings_;
+};
+
+class CommandLineReader {
+  public:
+    CommandLineReader(const ArgumentList& list, const Surroundings& surroundings)
+        : list_(list), surroundings_(surroundings), ids_(surroundings) {}
+
+    CommandLine read() {
+        result_.command = list_.command->command;
+        readGateways();
+        readTime();
+        readTrace();
+        readFormat();
+        readSelection();
+        readSampling();
+        readPositionals();
+        return std::move(result_);
+    }
+
+  private:
+    bool isCommand(const Command command) const {
+        return result_.command == command;
+    }
+
+    void readGateways() {
+        std::vector<Gateway> gateways;
+        if (const auto file = list_.last(Option::config)) {
+            gateways = require(parseConfiguration(require(surroundings_.readFile(*file)), *file));
+        }
+        for (const std::string& text : list_.all(Option::gateway)) {
+            gateways.push_back(require(parseGateway(text)));
+        }
+        const bool hasHost = list_.has(Option::host) || list_.has(Option::port);
+        if (!gateways.empty() && hasHost) {
+            throw UsageFault{"--host and --port do not go with --gateway and --config. Write --gateway HOST:PORT."};
+        }
+        if (gateways.empty() && !hasHost) {
+            gateways = gatewaysOfEnvironment();
+        }
+        if (gateways.empty()) {
+            gateways.push_back(gatewayOfHostAndPort());
+        }
+        if (const auto fault = nameGateways(gateways)) {
+            throw UsageFault{fault->message};
+        }
+        const bool takesOne = isCommand(Command::doctor) || isCommand(Command::dump);
+        if (gateways.size() > 1 && takesOne) {
+            throw UsageFault{"\"" + std::string(list_.command->name) + "\" takes one gateway at a time, not " +
+                             std::to_string(gateways.size()) + "."};
+        }
+        result_.gateways = std::move(gateways);
+    }
+
+    std::vector<Gateway> gatewaysOfEnvironment() const {
+        std::vector<Gateway> gateways;
+        const std::string all = surroundings_.environment("ZULSTAT_GATEWAY").value_or("");
+        for (size_t start = 0; start < all.size();) {
+            const size_t end = std::min(all.find(',', start), all.size());
+            const auto parsed = parseGateway(all.substr(start, end - start));
+            if (const auto* const fault = std::get_if<Fault>(&parsed)) {
+                throw UsageFault{"in the environment variable ZULSTAT_GATEWAY, " + fault->message};
+            }
+            gateways.push_back(std::get<Gateway>(parsed));
+            start = end + 1;
+        }
+        return gateways;
+    }
+
+    Gateway gatewayOfHostAndPort() const {
+        Gateway gateway{"", kDefaultHost, kDefaultPort};
+        std::optional<int32_t> portOfHost;
+        if (const auto host = list_.last(Option::host)) {
+            if (host->empty()) {
+                throw UsageFault{"--host must not be empty."};
+            }
+            const auto parsed = require(parseAddress(*host));
+            if (!parsed.name.empty()) {
+                throw UsageFault{"--host takes no name. Write --gateway " + escapeText(*host) + "."};
+            }
+            gateway.host = parsed.host;
+            portOfHost = parsed.port;
+            gateway.port = portOfHost.value_or(kDefaultPort);
+        }
+        if (const auto port = list_.last(Option::port)) {
+            const auto number = parsePort(*port);
+            if (!number) {
+                throw UsageFault{"--port: " + quoteText(*port) + " is no number from 1 to 65535."};
+            }
+            if (portOfHost && *portOfHost != *number) {
+                throw UsageFault{"--host says port " + std::to_string(*portOfHost) + ", --port says " +
+                                 std::to_string(*number) + ". Give one of them."};
+            }
+            gateway.port = *number;
+        }
+        return gateway;
+    }
+
+    void readTime() {
+        result_.timeLimit = isCommand(Command::ping) ? kDefaultPingTimeLimit : kDefaultTimeLimit;
+        if (const auto time = list_.last(Option::timeout)) {
+            result_.timeLimit = parseTime("--timeout", *time, std::chrono::milliseconds(0));
+        } else if (const auto variable = surroundings_.environment("ZULSTAT_TIMEOUT"); variable && !variable->empty()) {
+            result_.timeLimit =
+                parseTime("the environment variable ZULSTAT_TIMEOUT", *variable, std::chrono::milliseconds(0));
+        }
+    }
+
+    void readTrace() {
+        constexpr int64_t kHighestTraceLevel = 5;
+        if (const auto level = list_.last(Option::traceLevel)) {
+            result_.traceLevel = static_cast<int32_t>(parseWhole("--trace-level", *level, 0, kHighestTraceLevel));
+        }
+        result_.traceFile = list_.last(Option::traceFile);
+        if (result_.traceFile && !result_.traceLevel) {
+            throw UsageFault{"--trace-file needs --trace-level, from 0 to 5, too."};
+        }
+    }
+
+    void readFormat() {
+        result_.outputFile = list_.last(Option::output);
+        result_.isWide = list_.has(Option::wide);
+        result_.hasHeader = !list_.has(Option::noHeader);
+        result_.withTexts = list_.has(Option::withTexts);
+        result_.isQuiet = list_.has(Option::quiet);
+        if (result_.outputFile && result_.outputFile->empty()) {
+            throw UsageFault{"--output must not be empty."};
+        }
+        const std::string format = list_.last(Option::format).value_or("table");
+        if (format == "json") {
+            result_.format = OutputFormat::json;
+        } else if (format == "csv") {
+            result_.format = OutputFormat::csv;
+        } else if (format == "openmetrics") {
+            result_.format = OutputFormat::openmetrics;
+        } else if (format != "table") {
+            throw UsageFault{"--format: there is no format " + quoteText(format) +
+                             ", only table, json, csv and openmetrics."};
+        }
+        const bool takesOnlyTableAndJson = isCommand(Command::ping) || isCommand(Command::doctor);
+        const bool isTableOrJson = result_.format == OutputFormat::table || result_.format == OutputFormat::json;
+        if (takesOnlyTableAndJson && !isTableOrJson) {
+            throw UsageFault{"--format: \"" + std::string(list_.command->name) + "\" has table and json alone."};
+        }
+        if (result_.format == OutputFormat::openmetrics && !isCommand(Command::stats)) {
+            throw UsageFault{"--format openmetrics goes with \"stats\" alone, which asks for values once."};
+        }
+        if (result_.withTexts && result_.format != OutputFormat::openmetrics) {
+            throw UsageFault{"--with-texts needs --format openmetrics."};
+        }
+        readColor();
+    }
+
+    void readColor() {
+        const std::string color = list_.last(Option::color).value_or("auto");
+        if (color == "always") {
+            result_.color = ColorChoice::always;
+        } else if (color == "never") {
+            result_.color = ColorChoice::never;
+        } else if (color != "auto") {
+            throw UsageFault{"--color: there is no " + quoteText(color) + ", only auto, always and never."};
+        }
+    }
+
+    void readSelection() {
+        result_.selection.patterns = list_.all(Option::match);
+        const std::string order = list_.last(Option::sort).value_or("");
+        if (order == "id") {
+            result_.selection.order = SortOrder::byId;
+        } else if (order == "value") {
+            result_.selection.order = SortOrder::byValue;
+        } else if (order == "change" && isCommand(Command::watch)) {
+            result_.selection.order = SortOrder::byChange;
+        } else if (order == "change") {
+            throw UsageFault{"--sort change goes with \"watch\" alone, which sees changes."};
+        } else if (list_.has(Option::sort)) {
+            throw UsageFault{"--sort: there is no order " + quoteText(order) + ", only id, value and change."};
+        }
+    }
+
+    void readSampling() {
+        constexpr std::chrono::milliseconds kShortestInterval{50};
+        constexpr std::chrono::milliseconds kUsualInterval{1000};
+        constexpr std::chrono::milliseconds kUsualWatchInterval{2000};
+        constexpr int64_t kMostSamples = 1000000000;
+        result_.interval = isCommand(Command::watch) ? kUsualWatchInterval : kUsualInterval;
+        if (const auto interval = list_.last(Option::interval)) {
+            result_.interval = parseTime("--interval", *interval, kShortestInterval);
+        }
+        if (const auto count = list_.last(Option::count)) {
+            result_.count = parseWhole("--count", *count, 1, kMostSamples);
+        }
+        if (const auto until = list_.last(Option::until)) {
+            result_.until = parseCondition(*until);
+            if (!result_.until) {
+                throw UsageFault{"--until: " + quoteText(*until) +
+                                 " is no condition. Write 'ID OP VALUE', as in 'pool.used < 10'; OP is = != < <= > or "
+                                 ">=, and sizes need a number."};
+            }
+        }
+        result_.counters = list_.all(Option::counter);
+    }
+
+    void readPositionals() {
+        switch (result_.command) {
+            case Command::ids:
+                readQueries(QueryKind::statisticIds, ids_.read(list_.positionals, "group id"), {});
+                break;
+            case Command::groups:
+                readQueries(QueryKind::resourceGroups, {}, {});
+                break;
+            case Command::stats:
+            case Command::watch:
+                readQueries(QueryKind::statistics, ids_.read(list_.all(Option::group), "group id"),
+                            ids_.read(list_.all(Option::id), "statistic id"));
+                break;
+            case Command::check:
+                readCheck();
+                break;
+            case Command::dump:
+                result_.dumpFile = onePositional();
+                break;
+            case Command::completion:
+                result_.completionFor = onePositional();
+                if (!isShell(result_.completionFor)) {
+                    throw UsageFault{"there is no completion for " + quoteText(result_.completionFor) +
+                                     ", only for bash, zsh and fish; man is the manual page."};
+                }
+                break;
+            case Command::ping:
+            case Command::doctor:
+                break;
+        }
+    }
+
+    static bool isShell(const std::string& name) {
+        return name == "bash" || name == "zsh" || name == "fish" || name == "man";
+    }
+
+    std::string onePositional() const {
+        if (list_.positionals.size() != 1 || list_.positionals.front().empty()) {
+            throw UsageFault{"\"" + std::string(list_.command->name) + "\" needs one " +
+                             std::string(list_.command->positionals) + "."};
+        }
+        return list_.positionals.front();
+    }
+
+    void readQueries(const QueryKind kind, std::vector<std::string> groups, std::vector<std::string> statistics) {
+        if (!groups.empty()) {
+            result_.queries.push_back({kind, AskedBy::group, std::move(groups)});
+        }
+        if (!statistics.empty()) {
+            result_.queries.push_back({kind, AskedBy::statisticId, std::move(statistics)});
+        }
+        if (result_.queries.empty()) {
+            result_.queries.push_back({kind, AskedBy::all, {}});
+        }
+    }
+
+    void readCheck() {
+        std::vector<std::string> ids;
+        for (const std::string& text : list_.positionals) {
+            const Metric metric = parseMetric(text);
+            const auto read = ids_.read({metric.id}, "statistic id");
+            for (const std::string& id : read) {
+                result_.check.metrics.push_back({id, metric.isRate});
+                ids.push_back(id);
+            }
+        }
+        if (ids.empty()) {
+            throw UsageFault{"\"check\" needs at least one METRIC: the id of a statistic, or rate:ID."};
+        }
+        for (const std::string& text : list_.all(Option::warning)) {
+            result_.check.warnings.push_back(require(parseThreshold(text, result_.check.metrics)));
+        }
+        for (const std::string& text : list_.all(Option::critical)) {
+            result_.check.criticals.push_back(require(parseThreshold(text, result_.check.metrics)));
+        }
+        result_.check.okIfMissing = list_.has(Option::okIfMissing);
+        readQueries(QueryKind::statistics, {}, std::move(ids));
+    }
+
+    const ArgumentList& list_;
+    const Surroundings& surroundings_;
+    IdReader ids_;
+    CommandLine result_;
+};
+
+EarlyEnd usageError(const std::string& message, const CommandEntry* const command) {
+    const std::string name = command == nullptr ? "" : std::string(command->name) + " ";
+    EarlyEnd end{kExitUsage, "", "zulstat: " + message + "\nTry \"zulstat " + name + "--help\".\n"};
+    if (command != nullptr && command->command == Command::check) {
+        end.exitCode = kCheckUnknown;
+        end.standardOutput = "UNKNOWN - " + message + "\n";
+    }
+    return end;
+}
+
+// A check that cannot even be read must still be one.
+const CommandEntry* commandNamedIn(const std::vector<std::string>& arguments) {
+    const auto commands = commandTable();
+    for (const std::string& argument : arguments) {
+        const auto found = std::find_if(commands.begin(), commands.end(),
+                                        [&](const CommandEntry& command) { return command.name == argument; });
+        if (found != commands.end()) {
+            return &*found;
+        }
+    }
+    return nullptr;
 }
 
 }  // namespace
 
 std::variant<CommandLine, EarlyEnd> parseCommandLine(const std::vector<std::string>& arguments,
-                                                     const std::function<std::string()>& versionText) {
-    CommandLine commandLine;
-    std::string format = "table";
-    Ids ids;
-    CLI::App app("", "zulstat");
-    app.require_subcommand(1);
-    app.fallthrough();
-    app.set_version_flag("--version", versionText);
-    addCommonOptions(app, commandLine, format);
-    const CLI::App* const groupsCommand = app.add_subcommand("groups");
-    CLI::App* const idsCommand = app.add_subcommand("ids");
-    addIdPositionals(*idsCommand, arguments.size(), ids.groups);
-    CLI::App* const statsCommand = app.add_subcommand("stats");
-    addIdOption(*statsCommand, "--group", ids.groups);
-    addIdOption(*statsCommand, "--id", ids.statistics);
-
+                                                     const Surroundings& surroundings) {
+    const auto parsed = parseArguments(arguments);
+    if (const auto* const fault = std::get_if<Fault>(&parsed)) {
+        return usageError(fault->message, commandNamedIn(arguments));
+    }
+    const auto& list = std::get<ArgumentList>(parsed);
+    if (list.has(Option::help)) {
+        return EarlyEnd{kExitOk, list.command == nullptr ? helpText() : helpText(*list.command), ""};
+    }
+    if (list.has(Option::version)) {
+        return EarlyEnd{kExitOk, surroundings.versionText() + "\n", ""};
+    }
+    if (list.command == nullptr) {
+        return usageError("a command is missing: " + listCommands() + ".", nullptr);
+    }
     try {
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-    } catch (const CLI::CallForHelp&) {
-        return EarlyEnd{kExitOk, kHelpText, ""};
-    } catch (const CLI::CallForVersion& version) {
-        return EarlyEnd{kExitOk, std::string(version.what()) + "\n", ""};
-    } catch (const CLI::RequiredError&) {
-        return usageError(describeMissingCommand(app.remaining()));
-    } catch (const CLI::ParseError& error) {
-        return usageError(error.what());
+        return CommandLineReader(list, surroundings).read();
+    } catch (const UsageFault& fault) {
+        return usageError(fault.message, list.command);
     }
-    if (const auto fault = findFault(commandLine, ids)) {
-        return usageError(*fault);
-    }
-    const QueryKind kind = groupsCommand->parsed() ? QueryKind::resourceGroups
-                           : idsCommand->parsed()  ? QueryKind::statisticIds
-                                                   : QueryKind::statistics;
-    commandLine.format = format == "json" ? OutputFormat::json : OutputFormat::table;
-    commandLine.queries = makeQueries(kind, ids);
-    return commandLine;
 }
 
 }  // namespace zulstat

@@ -3,26 +3,132 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <system_error>
+
+#include "exit_codes.h"
+#include "text_escape.h"
 
 namespace zulstat {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path pathOf(const std::string& name) {
+    return {std::u8string(name.begin(), name.end())};
+}
+
+// Nobody else's file has that name; a link is followed, so that it stays one.
+fs::path besideOf(const fs::path& target) {
+    std::random_device random;
+    fs::path beside = target;
+    beside += ".zulstat-" + std::to_string(random()) + ".tmp";
+    return beside;
+}
+
+std::string whyNot() {
+    return errno == 0 ? std::string("unknown error") : std::generic_category().message(errno);
+}
+
+std::optional<std::string> writeFile(const fs::path& path, const std::string_view text) {
+    errno = 0;
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(text.data(), static_cast<std::streamsize>(text.size()));
+    file.close();
+    return file ? std::nullopt : std::optional(whyNot());
+}
+
+WriteOutcome outcomeOf(const bool isWritten) {
+    if (isWritten) {
+        return {};
+    }
+    const int error = errno == 0 ? EIO : errno;
+    return {error, isReaderGone(error)};
+}
+
+}  // namespace
 
 bool standardOutputTakesColour() {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes a variable of the environment.
-    const char* const noColour = std::getenv("NO_COLOR");
-    const bool isUnwanted = noColour != nullptr && *noColour != '\0';
+    const std::optional<std::string> noColour = environmentVariable("NO_COLOR");
+    const bool isUnwanted = noColour && !noColour->empty();
     return !isUnwanted && standardOutputIsColourTerminal();
 }
 
-WriteOutcome writeAllOutput(const std::string_view text) {
+std::variant<std::string, Fault> readWholeFile(const std::string& name) {
     errno = 0;
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-        const int error = errno == 0 ? EIO : errno;
-        return {error, isReaderGone(error)};
+    std::string content;
+    if (name == "-") {
+        constexpr size_t kBlock = 65536;
+        std::string block(kBlock, '\0');
+        size_t count = 0;
+        while ((count = std::fread(block.data(), 1, block.size(), stdin)) > 0) {
+            content.append(block, 0, count);
+        }
+        if (std::ferror(stdin) != 0) {
+            return Fault{"standard input cannot be read: " + whyNot() + "."};
+        }
+        return content;
     }
+    std::error_code error;
+    if (fs::is_directory(pathOf(name), error)) {
+        return Fault{"the file " + quoteText(name) + " cannot be read: it is a folder."};
+    }
+    std::ifstream file(pathOf(name), std::ios::binary);
+    content.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    if (!file) {
+        return Fault{"the file " + quoteText(name) + " cannot be read: " + whyNot() + "."};
+    }
+    return content;
+}
+
+WriteOutcome writeSomeOutput(const std::string_view text) {
+    errno = 0;
+    return outcomeOf(std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0);
+}
+
+WriteOutcome writeAllOutput(const std::string_view text) {
+    const WriteOutcome outcome = writeSomeOutput(text);
+    if (outcome.error != 0) {
+        return outcome;
+    }
+    errno = 0;
     if (std::fclose(stdout) != 0) {
         return {errno == 0 ? EIO : errno, false};
     }
     return {};
+}
+
+std::optional<std::string> replaceFile(const std::string& name, const std::string_view text) {
+    std::error_code error;
+    fs::path target = pathOf(name);
+    if (fs::is_symlink(target, error)) {
+        const fs::path followed = fs::canonical(target, error);
+        target = error ? target : followed;
+    }
+    if (fs::exists(target, error) && !fs::is_regular_file(target, error)) {
+        return writeFile(target, text);
+    }
+    const fs::path beside = besideOf(target);
+    auto fault = writeFile(beside, text);
+    if (!fault) {
+        fs::rename(beside, target, error);
+        fault = error ? std::optional(error.message()) : std::nullopt;
+    }
+    if (fault) {
+        fs::remove(beside, error);
+    }
+    return fault;
+}
+
+void endProcessWhenInterrupted() {
+    whenInterrupted([](const Interruption interruption) {
+        if (interruption != Interruption::resized) {
+            endProcess(kExitInterrupted);
+        }
+    });
 }
 
 void endProcess(const int exitCode) {

@@ -1,12 +1,17 @@
-// The program's surroundings: arguments, standard output, the end of the process. One file per system implements what
-// differs.
+// The program's surroundings: arguments, environment, standard streams, files, interruption, the end of the process.
+// One file per system implements what differs.
 #ifndef ZULSTATS_TOOLS_ZULSTAT_CONSOLE_H
 #define ZULSTATS_TOOLS_ZULSTAT_CONSOLE_H
 
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
+
+#include "gateway_address.h"
 
 namespace zulstat {
 
@@ -17,22 +22,58 @@ void prepareConsole();
 // In UTF-8, without the program's name.
 std::vector<std::string> programArguments(int argc, char** argv);
 
+// In UTF-8; nothing when it is not set.
+std::optional<std::string> environmentVariable(const std::string& name);
+
 // A file's name from the arguments as the library takes it, in the system's own character set. Nothing when that lacks
 // one of the name's characters.
 std::optional<std::string> fileNameForLibrary(const std::string& name);
 
+bool standardOutputIsColourTerminal();
+
 // On a terminal that shows colours, unless the environment variable NO_COLOR is set to anything.
 bool standardOutputTakesColour();
 
-bool standardOutputIsColourTerminal();
+struct TerminalSize {
+    size_t columns = 0;
+    size_t rows = 0;
+};
+
+// Of the terminal that standard output is; nothing when it is none, or does not tell.
+std::optional<TerminalSize> terminalSize();
+
+enum class Interruption { wanted, terminated, resized };
+
+// From now on signals wait for whenInterrupted. To be called before any thread is started.
+void holdInterruptions();
+
+// Calls the function in a thread of its own whenever the user presses Ctrl-C, the process is asked to end, or the
+// terminal's size changes. To be called once, behind holdInterruptions.
+void whenInterrupted(std::function<void(Interruption)> handler);
+
+// The same for a run that has nothing to show then.
+void endProcessWhenInterrupted();
+
+// The whole content; "-" is standard input.
+std::variant<std::string, Fault> readWholeFile(const std::string& name);
 
 struct WriteOutcome {
     int error = 0;              // the error number, 0: written
     bool isReaderGone = false;  // an error that needs no message
 };
 
-// Writes the whole text and closes standard output, so that late errors show.
+// From now on a line written to standard output ends with LF alone, whatever the system's habit.
+void keepLineEnds();
+
+// Writes the whole text, and closes standard output so that late errors show.
 WriteOutcome writeAllOutput(std::string_view text);
+
+// Writes the whole text at once, and leaves standard output open.
+WriteOutcome writeSomeOutput(std::string_view text);
+
+// Writes a file beside the named one and puts it in its place, so that a reader never sees a part. What is no ordinary
+// file (a device, a pipe) is written to as it is. What went wrong, if anything did.
+std::optional<std::string> replaceFile(const std::string& name, std::string_view text);
 
 // What the error number of a write to standard output, still open, says about its reader.
 bool isReaderGone(int errorNumber);

@@ -4,6 +4,7 @@
 
 #include "code_table.h"
 #include "messages.h"
+#include "time_text.h"
 
 namespace zulstat {
 namespace {
@@ -87,39 +88,76 @@ Json queryToJson(const QueryResult& result) {
     return object;
 }
 
+std::string_view keyOf(const Failure::Kind kind) {
+    switch (kind) {
+        case Failure::Kind::timeLimit:
+            return "timeLimit";
+        case Failure::Kind::cutOff:
+            return "cutOff";
+        case Failure::Kind::incomplete:
+            return "incomplete";
+        case Failure::Kind::outOfReach:
+            return "outOfReach";
+        case Failure::Kind::interrupted:
+            return "interrupted";
+        case Failure::Kind::code:
+            break;
+    }
+    return "code";
+}
+
 Json failureToJson(const Report& report) {
     if (!report.failure) {
         return nullptr;
     }
     const Failure& failure = *report.failure;
-    Json object{{"stage", keyOf(failure.stage)}, {"code", nullptr}, {"name", nullptr}};
+    Json object{{"stage", keyOf(failure.stage)}, {"kind", keyOf(failure.kind)}, {"code", nullptr}, {"name", nullptr}};
     if (failure.code) {
         const CodeEntry* const entry = findCode(*failure.code);
         object["code"] = *failure.code;
         object["name"] = entry == nullptr ? Json(nullptr) : Json(entry->name);
     }
-    object["message"] = describeFailure(failure, report.host, report.port);
+    object["message"] = describeFailure(failure, report.gateway);
     return object;
 }
 
-}  // namespace
-
-std::string renderJson(const Report& report, const Versions& versions) {
-    constexpr int kIndentation = 2;
+// What is known of one gateway, added to the object.
+void addReport(Json& object, const Report& report) {
     Json queries = Json::array();
     for (const QueryResult& result : report.results) {
         queries.push_back(queryToJson(result));
     }
+    object["time"] = formatTime(report.startedAt);
+    object["durationMs"] = std::chrono::duration<double, std::milli>(report.duration).count();
+    object["gateway"] = Json{
+        {"name", nullptr}, {"host", report.gateway.host}, {"port", report.gateway.port}, {"protocolVersion", nullptr}};
+    if (!report.gateway.name.empty()) {
+        object["gateway"]["name"] = report.gateway.name;
+    }
+    if (report.protocolVersion) {
+        object["gateway"]["protocolVersion"] = *report.protocolVersion;
+    }
+    object["queries"] = std::move(queries);
+    object["failedElements"] = countFailedElements(report);
+    object["error"] = failureToJson(report);
+}
+
+}  // namespace
+
+std::string renderJson(const Reports& reports, const Versions& versions) {
+    constexpr int kIndentation = 2;
     Json document;
     document["format"] = kFormatVersion;
     document["program"] = Json{{"name", "zulstat"}, {"version", versions.program}, {"apiVersion", versions.api}};
-    document["gateway"] = Json{{"host", report.host}, {"port", report.port}, {"protocolVersion", nullptr}};
-    if (report.protocolVersion) {
-        document["gateway"]["protocolVersion"] = *report.protocolVersion;
+    if (reports.size() == 1) {
+        addReport(document, reports.front());
+    } else {
+        Json gateways = Json::array();
+        for (const Report& report : reports) {
+            addReport(gateways.emplace_back(Json::object()), report);
+        }
+        document["gateways"] = std::move(gateways);
     }
-    document["queries"] = std::move(queries);
-    document["failedElements"] = countFailedElements(report);
-    document["error"] = failureToJson(report);
     return document.dump(kIndentation, ' ', true, Json::error_handler_t::replace) + "\n";
 }
 

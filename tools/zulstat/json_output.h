@@ -14,7 +14,8 @@ struct Versions {
 };
 
 // One JSON document, in ASCII: everything else is written \uXXXX, a byte that is not UTF-8 as the character U+FFFD.
-std::string renderJson(const Report& report, const Versions& versions);
+// With several gateways it has a list of them, each as the document about a single one is.
+std::string renderJson(const Reports& reports, const Versions& versions);
 
 }  // namespace zulstat
 

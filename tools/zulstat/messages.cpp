@@ -42,12 +42,6 @@ bool hasNothingToShow(const QueryResult& result) {
 
 }  // namespace
 
-std::string formatAddress(const std::string_view host, const int32_t port) {
-    const std::string shown = escapeText(host);
-    const bool needsBrackets = shown.find(':') != std::string::npos && shown.front() != '[';
-    return (needsBrackets ? "[" + shown + "]" : shown) + ":" + std::to_string(port);
-}
-
 std::string formatCode(const int32_t code) {
     const CodeEntry* const entry = findCode(code);
     return (entry == nullptr ? std::string("code") : std::string(entry->name) + ",") + " " + std::to_string(code);
@@ -78,9 +72,12 @@ std::string describeQuery(const Query& query) {
     return std::string(nameOfEntries(query.kind)) + std::string(nameOfSelection(query.by));
 }
 
-std::string describeFailure(const Failure& failure, const std::string_view host, const int32_t port) {
-    const std::string reason = failure.code ? describeCode(*failure.code) : failure.reason + ". " + failure.advice;
-    return describeStage(failure, formatAddress(host, port)) + ": " + reason;
+std::string reasonOf(const Failure& failure) {
+    return failure.code ? describeCode(*failure.code) : failure.reason + ". " + failure.advice;
+}
+
+std::string describeFailure(const Failure& failure, const Gateway& gateway) {
+    return describeStage(failure, formatGateway(gateway)) + ": " + reasonOf(failure);
 }
 
 std::vector<std::string> describeRemarks(const Report& report) {
@@ -89,7 +86,7 @@ std::vector<std::string> describeRemarks(const Report& report) {
         const QueryResult& result = report.results[index];
         const bool wasInterrupted = report.failure.has_value() && index + 1 == report.results.size();
         if (hasNothingToShow(result) && !wasInterrupted) {
-            remarks.push_back(formatAddress(report.host, report.port) + " reports no " +
+            remarks.push_back(formatGateway(report.gateway) + " reports no " +
                               std::string(nameOfEntries(result.query.kind)) + ".");
         }
         for (const Element& element : result.elements) {
@@ -98,6 +95,10 @@ std::vector<std::string> describeRemarks(const Report& report) {
                                   " with code " + std::to_string(element.code) + ".");
             }
         }
+    }
+    for (const Suggestion& suggestion : report.suggestions) {
+        remarks.push_back("the gateway could not answer " + quoteText(suggestion.asked) + ". Did you mean " +
+                          quoteText(suggestion.nearest) + "?");
     }
     return remarks;
 }

@@ -7,12 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "gateway_address.h"
 #include "report.h"
 
 namespace zulstat {
-
-// "127.0.0.1:2980", "[::1]:2980"
-std::string formatAddress(std::string_view host, int32_t port);
 
 // "STAPI_RC_CONNECT_REFUSED, -135"
 std::string formatCode(int32_t code);
@@ -26,8 +24,11 @@ std::string describeQuery(const Query& query);
 // What there may be none of: "statistics", "resource groups".
 std::string_view nameOfEntries(QueryKind kind);
 
+// Why, without what and where: "connection refused (STAPI_RC_CONNECT_REFUSED, -135). Is the gateway running?"
+std::string reasonOf(const Failure& failure);
+
 // What failed, where, why and what to try, without the program's name.
-std::string describeFailure(const Failure& failure, std::string_view host, int32_t port);
+std::string describeFailure(const Failure& failure, const Gateway& gateway);
 
 // What the output does not say, or says only quietly: empty answers, and elements with a code above 0.
 std::vector<std::string> describeRemarks(const Report& report);

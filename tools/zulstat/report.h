@@ -2,6 +2,7 @@
 #ifndef ZULSTATS_TOOLS_ZULSTAT_REPORT_H
 #define ZULSTATS_TOOLS_ZULSTAT_REPORT_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -39,21 +40,47 @@ struct QueryResult {
 
 struct Failure {
     enum class Stage { connecting, querying, reading };
+    enum class Kind {
+        code,         // the library gave a code
+        timeLimit,    // no answer in time
+        cutOff,       // the connection ended in the middle of an answer
+        incomplete,   // an answer announces more than it holds
+        outOfReach,   // a part of an answer cannot be reached
+        interrupted,  // the user wanted no more
+    };
 
     Stage stage = Stage::connecting;
+    Kind kind = Kind::code;
     std::optional<Query> query;   // what was asked, unless connecting failed
-    std::optional<int32_t> code;  // of the library; none when the time limit struck or an answer was unreadable
+    std::optional<int32_t> code;  // of the library; for Kind::code alone
     std::string reason;           // used where there is no code
     std::string advice;           // used where there is no code
 };
 
-struct Report {
+struct Gateway {
+    std::string name;  // empty: none was given
     std::string host;
     int32_t port = 0;
+};
+
+// The id that an id which could not be answered may have meant.
+struct Suggestion {
+    std::string asked;
+    std::string nearest;
+};
+
+struct Report {
+    Gateway gateway;
+    std::chrono::system_clock::time_point startedAt;
+    std::chrono::microseconds duration{0};
     std::optional<std::string> protocolVersion;  // none while not connected
     std::vector<QueryResult> results;
+    std::vector<Suggestion> suggestions;
     std::optional<Failure> failure;
 };
+
+// A run about several gateways has a report for each, in the order of the command line.
+using Reports = std::vector<Report>;
 
 inline bool isFailed(const Element& element) {
     return element.code < 0;

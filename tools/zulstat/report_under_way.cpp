@@ -2,23 +2,39 @@
 
 #include <utility>
 
+#include "number.h"
+
 namespace zulstat {
 namespace {
 
-Failure timeLimitPassed(const std::optional<Query>& query, const std::chrono::seconds limit) {
+Failure endedBefore(const std::optional<Query>& query) {
     Failure failure;
     failure.stage = query ? Failure::Stage::querying : Failure::Stage::connecting;
     failure.query = query;
-    failure.reason = "no answer within " + std::to_string(limit.count()) + " s";
+    return failure;
+}
+
+Failure timeLimitPassed(const std::optional<Query>& query, const std::chrono::milliseconds limit) {
+    Failure failure = endedBefore(query);
+    failure.kind = Failure::Kind::timeLimit;
+    failure.reason = "no answer within " + formatSeconds(limit) + " s";
     failure.advice = "Is the gateway overloaded? Give --timeout a higher number to wait longer.";
+    return failure;
+}
+
+Failure interrupted(const std::optional<Query>& query) {
+    Failure failure = endedBefore(query);
+    failure.kind = Failure::Kind::interrupted;
+    failure.reason = "interrupted";
+    failure.advice = "What was answered before is shown.";
     return failure;
 }
 
 }  // namespace
 
-ReportUnderWay::ReportUnderWay(const std::string& host, const int32_t port) {
-    report_.host = host;
-    report_.port = port;
+ReportUnderWay::ReportUnderWay(const Gateway& gateway) {
+    report_.gateway = gateway;
+    report_.startedAt = std::chrono::system_clock::now();
 }
 
 void ReportUnderWay::connected(const std::string& protocolVersion) {
@@ -41,9 +57,15 @@ void ReportUnderWay::fail(Failure failure) {
     report_.failure = std::move(failure);
 }
 
+void ReportUnderWay::addSuggestion(const std::string& asked, const std::string& nearest) {
+    const std::lock_guard lock(mutex_);
+    report_.suggestions.push_back({asked, nearest});
+}
+
 void ReportUnderWay::answered() {
     const std::lock_guard lock(mutex_);
     answered_ = true;
+    report_.duration = elapsed();
     changed_.notify_all();
 }
 
@@ -53,17 +75,30 @@ void ReportUnderWay::finished() {
     changed_.notify_all();
 }
 
-Report ReportUnderWay::waitForReport(const std::chrono::seconds limit) {
+void ReportUnderWay::interrupt() {
+    const std::lock_guard lock(mutex_);
+    interrupted_ = true;
+    changed_.notify_all();
+}
+
+Report ReportUnderWay::waitForReport(const std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
-    const auto isAnswered = [this] { return answered_; };
+    const auto isOver = [this] { return answered_ || interrupted_; };
     if (limit.count() == 0) {
-        changed_.wait(lock, isAnswered);
-    } else if (!changed_.wait_for(lock, limit, isAnswered)) {
-        Report report = report_;
-        report.failure = timeLimitPassed(asking_, limit);
-        return report;
+        changed_.wait(lock, isOver);
+    } else {
+        changed_.wait_until(lock, begin_ + limit, isOver);
     }
-    return report_;
+    Report report = report_;
+    if (!answered_) {
+        report.duration = elapsed();
+        report.failure = interrupted_ ? interrupted(asking_) : timeLimitPassed(asking_, limit);
+    }
+    return report;
+}
+
+std::chrono::microseconds ReportUnderWay::elapsed() const {
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin_);
 }
 
 bool ReportUnderWay::isAnswered() {
@@ -71,7 +106,7 @@ bool ReportUnderWay::isAnswered() {
     return answered_;
 }
 
-bool ReportUnderWay::waitUntilFinished(const std::chrono::seconds limit) {
+bool ReportUnderWay::waitUntilFinished(const std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, limit, [this] { return finished_; });
 }

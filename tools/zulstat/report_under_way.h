@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -16,30 +15,38 @@ namespace zulstat {
 // than the user wants to.
 class ReportUnderWay {
   public:
-    ReportUnderWay(const std::string& host, int32_t port);
+    explicit ReportUnderWay(const Gateway& gateway);
 
     // What happens, told by the talking thread.
     void connected(const std::string& protocolVersion);
     void asking(const Query& query);
     void addResult(QueryResult result);
+    void addSuggestion(const std::string& asked, const std::string& nearest);
     void fail(Failure failure);
     void answered();
     void finished();
 
-    // Waits until there is nothing more to learn, but no longer than the limit (0: no limit). Past it, the report holds
-    // what there is and says so as its failure.
-    Report waitForReport(std::chrono::seconds limit);
+    // Waits until there is nothing more to learn, but no longer than that time from the beginning on (0: no limit), and
+    // not after an interruption. Then the report holds what there is and says so as its failure.
+    Report waitForReport(std::chrono::milliseconds limit);
+
+    // From any thread.
+    void interrupt();
 
     bool isAnswered();
 
     // Whether the talking thread is done, if need be after a wait.
-    bool waitUntilFinished(std::chrono::seconds limit);
+    bool waitUntilFinished(std::chrono::milliseconds limit);
 
   private:
+    std::chrono::microseconds elapsed() const;
+
     std::mutex mutex_;
     std::condition_variable changed_;
     Report report_;
     std::optional<Query> asking_;
+    std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+    bool interrupted_ = false;
     bool answered_ = false;
     bool finished_ = false;
 };

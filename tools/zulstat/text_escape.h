@@ -15,8 +15,14 @@ std::string escapeText(std::string_view text);
 // The same between double quotes.
 std::string quoteText(std::string_view text);
 
-// How many code points a valid UTF-8 text has.
-size_t countCodePoints(std::string_view text);
+// How many columns of a terminal a valid UTF-8 text takes: two for a wide character, none for a combining one.
+size_t displayWidth(std::string_view text);
+
+// As much of a valid UTF-8 text as fits into that many columns, with a mark at its end when something is missing.
+std::string cutToWidth(std::string_view text, size_t width);
+
+// The bytes of the character of UTF-8 with which a text begins, or 1 when it begins with none; 0 for no text.
+size_t lengthOfCharacter(std::string_view text);
 
 }  // namespace zulstat
 

@@ -8,8 +8,14 @@
 // shellapi.h needs windows.h before it.
 #include <shellapi.h>
 
+#include <fcntl.h>
+#include <io.h>
+
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
 
 #include "console.h"
 
@@ -37,6 +43,17 @@ std::wstring fromUtf8(const std::string& text) {
     const int size = MultiByteToWideChar(CP_UTF8, 0, text.data(), length, converted.data(), length);
     converted.resize(static_cast<size_t>(size));
     return converted;
+}
+
+// Lives as long as the process: the system calls from threads of its own.
+std::function<void(Interruption)>& interruptionHandler() {
+    static auto* const handler = new std::function<void(Interruption)>;
+    return *handler;
+}
+
+BOOL WINAPI handleControl(const DWORD event) {
+    interruptionHandler()(event == CTRL_C_EVENT ? Interruption::wanted : Interruption::terminated);
+    return TRUE;
 }
 
 }  // namespace
@@ -77,6 +94,35 @@ bool standardOutputIsColourTerminal() {
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
     return GetConsoleMode(output, &mode) != 0 && SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+std::optional<std::string> environmentVariable(const std::string& name) {
+    const wchar_t* const value = _wgetenv(fromUtf8(name).c_str());
+    return value == nullptr ? std::nullopt : std::optional(toUtf8(value));
+}
+
+std::optional<TerminalSize> terminalSize() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == 0) {
+        return std::nullopt;
+    }
+    const int columns = info.srWindow.Right - info.srWindow.Left + 1;
+    const int rows = info.srWindow.Bottom - info.srWindow.Top + 1;
+    if (columns < 1 || rows < 1) {
+        return std::nullopt;
+    }
+    return TerminalSize{static_cast<size_t>(columns), static_cast<size_t>(rows)};
+}
+
+void holdInterruptions() {}
+
+void whenInterrupted(std::function<void(Interruption)> handler) {
+    interruptionHandler() = std::move(handler);
+    SetConsoleCtrlHandler(handleControl, TRUE);
+}
+
+void keepLineEnds() {
+    _setmode(_fileno(stdout), _O_BINARY);
 }
 
 // A write to a pipe without a reader fails with EINVAL in the runtime library.

@@ -1,0 +1,248 @@
+#include "watch_model.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "text_escape.h"
+#include "watch_output.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using zulstat::AskedBy;
+using zulstat::Entry;
+using zulstat::QueryKind;
+using zulstat::Report;
+using zulstat::Selection;
+using zulstat::SortOrder;
+using zulstat::sparkline;
+using zulstat::WatchModel;
+using zulstat::WatchRow;
+using zulstat::WatchView;
+
+const std::chrono::system_clock::time_point kStart{milliseconds(1700000000000)};
+
+// One gateway whose samples come a second apart.
+class OneGateway {
+  public:
+    explicit OneGateway(std::vector<std::string> counters = {}, Selection selection = {})
+        : model({{"", "gateway1", 7}}, std::move(counters), std::move(selection)) {}
+
+    void sample(std::vector<Entry> entries) {
+        Report report;
+        report.startedAt = kStart + seconds(second_);
+        report.results.push_back({{QueryKind::statistics, AskedBy::group, {}}, {{"A", 0, std::move(entries)}}});
+        model.addSample(0, report, std::chrono::steady_clock::time_point(seconds(second_)));
+        ++second_;
+    }
+    void lose(const std::string& reason) {
+        model.markDown(0, reason, kStart + seconds(second_++));
+    }
+    const WatchRow& row(size_t index = 0) const {
+        return *model.rowsOf(0).at(index);
+    }
+
+    WatchModel model;
+
+  private:
+    int second_ = 0;
+};
+
+TEST(WatchModel, KnowsNoChangeAtFirst) {
+    OneGateway gateway;
+    gateway.sample({{"a", "5"}});
+    EXPECT_FALSE(gateway.row().change);
+    EXPECT_FALSE(gateway.row().rate);
+}
+
+TEST(WatchModel, ShowsTheChangeOfAValueAndTheRateOfACounter) {
+    OneGateway gateway({"c*"});
+    gateway.sample({{"a", "5"}, {"c", "100"}});
+    gateway.sample({{"a", "3"}, {"c", "150"}});
+    EXPECT_EQ(gateway.row(0).change, -2);
+    EXPECT_FALSE(gateway.row(0).rate);
+    EXPECT_FALSE(gateway.row(0).isReset);
+    EXPECT_EQ(gateway.row(1).change, 50);
+    EXPECT_EQ(gateway.row(1).rate, 50);
+}
+
+TEST(WatchModel, TakesACounterThatFellForReset) {
+    OneGateway gateway({"c*"});
+    gateway.sample({{"c", "100"}});
+    gateway.sample({{"c", "7"}});
+    EXPECT_TRUE(gateway.row().isReset);
+    EXPECT_FALSE(gateway.row().rate);
+    gateway.sample({{"c", "9"}});
+    EXPECT_FALSE(gateway.row().isReset);
+    EXPECT_EQ(gateway.row().rate, 2);
+}
+
+TEST(WatchModel, GoesOnWithAGapAfterTheGatewayWasDown) {
+    OneGateway gateway({"c*"});
+    gateway.sample({{"a", "1"}, {"c", "100"}});
+    gateway.lose("refused");
+    EXPECT_FALSE(gateway.model.gateways()[0].isUp);
+    EXPECT_EQ(gateway.row().value, "1") << "the last value stays to be seen";
+    gateway.sample({{"a", "2"}, {"c", "200"}});
+    EXPECT_TRUE(gateway.model.gateways()[0].isUp);
+    ASSERT_EQ(gateway.row().history.size(), 3U);
+    EXPECT_FALSE(gateway.row().history[1].has_value());
+    EXPECT_EQ(gateway.row(1).rate, 50) << "over the two seconds since the last value";
+}
+
+TEST(WatchModel, RemembersSinceWhenAGatewayIsDown) {
+    OneGateway gateway;
+    gateway.lose("first");
+    gateway.lose("second");
+    EXPECT_EQ(gateway.model.gateways()[0].since, kStart);
+    EXPECT_EQ(gateway.model.gateways()[0].reason, "second");
+}
+
+TEST(WatchModel, FollowsNoTextsAndForgetsWhatIsGone) {
+    OneGateway gateway;
+    gateway.sample({{"a", "x"}, {"b", "1"}});
+    gateway.sample({{"a", "y"}});
+    EXPECT_EQ(gateway.model.rowsOf(0).size(), 1U);
+    EXPECT_FALSE(gateway.row().change);
+}
+
+TEST(WatchModel, KeepsABoundedHistory) {
+    OneGateway gateway;
+    for (int count = 0; count < 200; ++count) {
+        gateway.sample({{"a", std::to_string(count)}});
+    }
+    EXPECT_EQ(gateway.row().history.size(), 60U);
+}
+
+TEST(WatchModel, SortsByTheSizeOfTheChange) {
+    OneGateway gateway({}, {{}, SortOrder::byChange});
+    gateway.sample({{"a", "1"}, {"b", "1"}, {"c", "x"}});
+    gateway.sample({{"a", "2"}, {"b", "-9"}, {"c", "x"}});
+    EXPECT_EQ(gateway.row(0).id, "b");
+    EXPECT_EQ(gateway.row(1).id, "a");
+    EXPECT_EQ(gateway.row(2).id, "c");
+}
+
+TEST(Sparkline, ShowsHeightsAndGaps) {
+    EXPECT_EQ(sparkline({0, 7, std::nullopt, 3.5}, 10), "\xE2\x96\x81\xE2\x96\x88 \xE2\x96\x85");
+    EXPECT_EQ(sparkline({5, 5}, 10), "\xE2\x96\x81\xE2\x96\x81");
+    EXPECT_EQ(sparkline({1, 2, 3}, 1), "\xE2\x96\x81") << "the last ones";
+    EXPECT_EQ(sparkline({-1e308, 1e308}, 2), "\xE2\x96\x81\xE2\x96\x88");
+    EXPECT_EQ(sparkline({}, 5), "");
+}
+
+WatchView viewOf(size_t columns, size_t rows) {
+    WatchView view;
+    view.columns = columns;
+    view.rows = rows;
+    view.withColour = false;
+    view.interval = milliseconds(2000);
+    view.now = kStart;
+    return view;
+}
+
+TEST(WatchScreen, ShowsStateStatisticsAndKeys) {
+    OneGateway gateway({"c"});
+    gateway.sample({{"a", "text"}, {"c", "100"}});
+    gateway.sample({{"a", "text"}, {"c", "150"}});
+    EXPECT_EQ(watchScreen(gateway.model, viewOf(80, 6)),
+              (std::vector<std::string>{"22:13:20Z  gateway1:7 is up, every 2 s",
+                                        "QUERY  STATISTIC  VALUE  CHANGE  RATE/s  HISTORY", "A      a          text",
+                                        "A      c            150     +50      50   \xE2\x96\x81", "",
+                                        "q quit  p pause  / filter  arrows scroll   1-2 of 2"}));
+}
+
+TEST(WatchScreen, SaysWhatIsDownSinceWhenAndWhy) {
+    OneGateway gateway;
+    gateway.sample({{"a", "1"}});
+    gateway.lose("connection refused.");
+    gateway.model.setNextTry(0, kStart + seconds(4));
+    const auto lines = watchScreen(gateway.model, viewOf(100, 5));
+    EXPECT_EQ(lines[0], "22:13:20Z  gateway1:7 is down, every 2 s");
+    EXPECT_EQ(lines[1], "gateway1:7 is down since 22:13:21Z, next try in 4 s: connection refused.");
+    EXPECT_EQ(lines[3], "A      a              1                  \xE2\x96\x81");
+}
+
+TEST(WatchScreen, NeverLeavesTheTerminalWhateverItsSizeAndTheTexts) {
+    OneGateway gateway;
+    gateway.sample({{"\x1B[2J" + std::string(300, 'x'), "\xE6\x97\xA5" + std::string(300, 'y') + "\n"},
+                    {"b", "123456789012345678901234567890"}});
+    gateway.lose(std::string(500, 'z'));
+    for (size_t columns = 1; columns < 200; columns += 7) {
+        for (size_t rows = 1; rows < 12; ++rows) {
+            const auto lines = watchScreen(gateway.model, viewOf(columns, rows));
+            EXPECT_EQ(lines.size(), rows);
+            for (const std::string& line : lines) {
+                EXPECT_LE(zulstat::displayWidth(line), columns) << line;
+                EXPECT_EQ(line.find('\x1B'), std::string::npos);
+                EXPECT_EQ(line.find('\n'), std::string::npos);
+            }
+        }
+    }
+}
+
+TEST(WatchScreen, ScrollsAndFilters) {
+    OneGateway gateway;
+    std::vector<Entry> entries;
+    for (int number = 10; number < 40; ++number) {
+        entries.push_back({"id" + std::to_string(number), "1"});
+    }
+    gateway.sample(entries);
+    WatchView view = viewOf(80, 8);
+    view.firstRow = 3;
+    auto lines = watchScreen(gateway.model, view);
+    EXPECT_NE(lines[2].find("id13"), std::string::npos);
+    EXPECT_NE(lines.back().find("4-8 of 30"), std::string::npos);
+    EXPECT_EQ(watchExtent(gateway.model, view).page, 5U);
+    view.firstRow = 0;
+    view.filter = "25";
+    lines = watchScreen(gateway.model, view);
+    EXPECT_NE(lines[2].find("id25"), std::string::npos);
+    EXPECT_NE(lines.back().find("1-1 of 1   filter: 25"), std::string::npos);
+}
+
+TEST(WatchLines, AddAHeaderWhereTheColumnsChange) {
+    OneGateway gateway;
+    std::string header;
+    gateway.sample({{"a", "1"}});
+    EXPECT_EQ(watchLines(gateway.model, 0, &header),
+              "TIME       QUERY  STATISTIC  VALUE  CHANGE  RATE/s  HISTORY\n"
+              "22:13:20Z  A      a              1                  \xE2\x96\x81\n");
+    gateway.sample({{"a", "2"}});
+    EXPECT_EQ(watchLines(gateway.model, 0, &header),
+              "22:13:21Z  A      a              2      +1          \xE2\x96\x81\xE2\x96\x88\n");
+    gateway.lose("refused.");
+    EXPECT_EQ(watchLines(gateway.model, 0, &header), "gateway1:7 is down since 22:13:22Z: refused.\n");
+    EXPECT_EQ(watchLines(gateway.model, 0, nullptr).find("TIME"), std::string::npos);
+}
+
+TEST(WatchJson, IsOneDocumentOnOneLine) {
+    OneGateway gateway({"c"});
+    gateway.sample({{"c", "100"}});
+    gateway.sample({{"c", "90"}});
+    const std::string line = watchJson(gateway.model, 0);
+    EXPECT_EQ(line.find('\n'), line.size() - 1);
+    const auto document = nlohmann::json::parse(line);
+    EXPECT_EQ(document["state"], "up");
+    EXPECT_EQ(document["time"], "2023-11-14T22:13:21.000Z");
+    EXPECT_EQ(document["statistics"][0], nlohmann::json::parse(R"({
+        "element": "A", "id": "c", "value": "90", "counter": true, "reset": true, "change": -10.0, "rate": null})"));
+    gateway.lose("refused.");
+    EXPECT_EQ(nlohmann::json::parse(watchJson(gateway.model, 0))["reason"], "refused.");
+}
+
+TEST(WatchCsv, HasALineForEveryStatistic) {
+    OneGateway gateway;
+    gateway.sample({{"a,b", "1"}});
+    EXPECT_EQ(watchCsv(gateway.model, 0, true),
+              "time,gateway,state,element,code,id,value,change,rate,reset\n"
+              "2023-11-14T22:13:20.000Z,gateway1:7,up,A,0,\"a,b\",1,,,0\n");
+}
+
+}  // namespace

@@ -1,0 +1,245 @@
+#include "check.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstddef>
+
+#include "exit_codes.h"
+#include "messages.h"
+#include "number.h"
+#include "text_escape.h"
+
+namespace zulstat {
+namespace {
+
+constexpr std::string_view kRatePrefix = "rate:";
+
+constexpr std::array<std::string_view, 4> kStateNames{"OK", "WARNING", "CRITICAL", "UNKNOWN"};
+
+// From harmless to bad. What is not known may be bad, but is not known to be.
+int badnessOf(const int state) {
+    switch (state) {
+        case kCheckWarning:
+            return 1;
+        case kCheckUnknown:
+            return 2;
+        case kCheckCritical:
+            return 3;
+        default:
+            return 0;
+    }
+}
+
+std::optional<double> parseLimit(const std::string_view text, const double whenEmpty) {
+    if (text.empty()) {
+        return whenEmpty;
+    }
+    return parseNumber(text);
+}
+
+const std::string* findValue(const Report& report, const std::string& id) {
+    for (const QueryResult& result : report.results) {
+        for (const Element& element : result.elements) {
+            for (const Entry& entry : element.entries) {
+                if (entry.id == id) {
+                    return &entry.value;
+                }
+            }
+        }
+    }
+    return nullptr;
+}
+
+const Range* rangeFor(const Metric& metric, const std::vector<Threshold>& thresholds) {
+    const Range* general = nullptr;
+    const Range* own = nullptr;
+    for (const Threshold& threshold : thresholds) {
+        if (!threshold.metric) {
+            general = &threshold.range;
+        } else if (*threshold.metric == metric) {
+            own = &threshold.range;
+        }
+    }
+    return own != nullptr ? own : general;
+}
+
+// A label in quotes may hold everything but a quote (which is doubled) and "=".
+std::string labelOf(const std::string& text) {
+    std::string label = "'";
+    for (const char character : escapeText(text)) {
+        label += character == '\'' ? "''" : std::string(1, character == '=' || character == '|' ? '_' : character);
+    }
+    return label + "'";
+}
+
+// A bar would begin the performance data.
+std::string withoutBars(std::string text) {
+    std::replace(text.begin(), text.end(), '|', '/');
+    return text;
+}
+
+class Evaluation {
+  public:
+    explicit Evaluation(const CheckRequest& request) : request_(request) {}
+
+    void addGateway(const Report& first, const Report& second) {
+        prefix_ = first.gateway.name.empty() ? "" : first.gateway.name + " ";
+        for (const Report* const report : {&first, &second}) {
+            if (report->failure) {
+                note(kCheckCritical, describeFailure(*report->failure, report->gateway));
+                return;
+            }
+        }
+        for (const Metric& metric : request_.metrics) {
+            addMetric(metric, first, second);
+        }
+    }
+
+    CheckResult finish() const {
+        std::string text(kStateNames[static_cast<size_t>(state_)]);
+        std::string_view separator = " - ";
+        // What is bad comes first, because a first line is all that many see.
+        for (const int state : {kCheckCritical, kCheckUnknown, kCheckWarning, kCheckOk}) {
+            for (const Finding& finding : findings_) {
+                if (finding.state == state) {
+                    text.append(separator).append(withoutBars(finding.text));
+                    separator = ", ";
+                }
+            }
+        }
+        return {state_, text + (data_.empty() ? "" : " |" + data_) + "\n"};
+    }
+
+  private:
+    struct Finding {
+        int state;
+        std::string text;
+    };
+
+    void note(const int state, std::string text) {
+        state_ = badnessOf(state) > badnessOf(state_) ? state : state_;
+        findings_.push_back({state, std::move(text)});
+    }
+
+    std::string nameOf(const Metric& metric) const {
+        return prefix_ + metric.id + (metric.isRate ? "/s" : "");
+    }
+
+    void addMetric(const Metric& metric, const Report& first, const Report& second) {
+        const std::string name = escapeText(nameOf(metric));
+        const std::string* const before = findValue(first, metric.id);
+        const std::string* const after = findValue(second, metric.id);
+        if (before == nullptr || after == nullptr) {
+            note(request_.okIfMissing ? kCheckOk : kCheckUnknown, name + " is missing");
+            return;
+        }
+        const std::optional<double> earlier = parseNumber(*before);
+        const std::optional<double> later = parseNumber(*after);
+        if (!earlier || !later) {
+            note(kCheckUnknown, name + " is no number: " + quoteText(cutToWidth(escapeText(*after), kMostOfAText)));
+            return;
+        }
+        if (!metric.isRate) {
+            addValue(metric, name, *later, *after);
+            return;
+        }
+        const double seconds = std::chrono::duration<double>(second.startedAt - first.startedAt).count();
+        if (*later < *earlier || seconds <= 0) {
+            note(kCheckUnknown, name + " has no rate: the value fell from " + *before + " to " + *after);
+            return;
+        }
+        const double rate = (*later - *earlier) / seconds;
+        addValue(metric, name, rate, formatNumber(rate, kDecimalsOfARate));
+    }
+
+    void addValue(const Metric& metric, const std::string& name, const double value, const std::string& shown) {
+        const Range* const warning = rangeFor(metric, request_.warnings);
+        const Range* const critical = rangeFor(metric, request_.criticals);
+        const bool isCritical = critical != nullptr && critical->alerts(value);
+        const bool isWarning = warning != nullptr && warning->alerts(value);
+        std::string text = name + " is " + shown;
+        if (isCritical || isWarning) {
+            text += " (good: " + (isCritical ? critical : warning)->text + ")";
+        }
+        note(isCritical ? kCheckCritical : isWarning ? kCheckWarning : kCheckOk, std::move(text));
+        data_ += " " + labelOf(nameOf(metric)) + "=" + shown + ";" + (warning == nullptr ? "" : warning->text) + ";" +
+                 (critical == nullptr ? "" : critical->text);
+    }
+
+    static constexpr size_t kMostOfAText = 40;
+    static constexpr int kDecimalsOfARate = 3;
+
+    const CheckRequest& request_;
+    std::string prefix_;
+    int state_ = kCheckOk;
+    std::vector<Finding> findings_;
+    std::string data_;
+};
+
+}  // namespace
+
+bool Range::alerts(const double value) const {
+    const bool isOutside = value < low || value > high;
+    return isOutside != isInverted;
+}
+
+std::optional<Range> parseRange(const std::string_view text) {
+    constexpr double kNoLimit = std::numeric_limits<double>::infinity();
+    Range range;
+    range.text = text;
+    std::string_view rest = text;
+    if (rest.starts_with('@')) {
+        range.isInverted = true;
+        rest.remove_prefix(1);
+    }
+    if (rest.empty()) {
+        return std::nullopt;
+    }
+    const size_t colon = rest.find(':');
+    const std::string_view start = colon == std::string_view::npos ? std::string_view() : rest.substr(0, colon);
+    const std::string_view end = colon == std::string_view::npos ? rest : rest.substr(colon + 1);
+    const std::optional<double> low = start == "~" ? -kNoLimit : parseLimit(start, 0);
+    const std::optional<double> high = parseLimit(end, kNoLimit);
+    if (!low || !high || *low > *high) {
+        return std::nullopt;
+    }
+    range.low = *low;
+    range.high = *high;
+    return range;
+}
+
+Metric parseMetric(const std::string_view text) {
+    const bool isRate = text.starts_with(kRatePrefix);
+    return {std::string(text.substr(isRate ? kRatePrefix.size() : 0)), isRate};
+}
+
+std::variant<Threshold, Fault> parseThreshold(const std::string_view text, const std::vector<Metric>& metrics) {
+    const size_t equals = text.rfind('=');
+    const std::string_view rangeText = equals == std::string_view::npos ? text : text.substr(equals + 1);
+    Threshold threshold;
+    if (equals != std::string_view::npos) {
+        threshold.metric = parseMetric(text.substr(0, equals));
+        if (std::find(metrics.begin(), metrics.end(), *threshold.metric) == metrics.end()) {
+            return Fault{"the metric " + quoteText(text.substr(0, equals)) +
+                         " of a range is not among those that are checked. Name it behind \"check\", too."};
+        }
+    }
+    const std::optional<Range> range = parseRange(rangeText);
+    if (!range) {
+        return Fault{quoteText(rangeText) +
+                     " is no range. Write [@]START:END, as in 10 (0 to 10), 10: (10 and more), ~:10 or 10:20."};
+    }
+    threshold.range = *range;
+    return threshold;
+}
+
+CheckResult evaluateCheck(const Reports& first, const Reports& second, const CheckRequest& request) {
+    Evaluation evaluation(request);
+    for (size_t index = 0; index < first.size(); ++index) {
+        evaluation.addGateway(first[index], second[index]);
+    }
+    return evaluation.finish();
+}
+
+}  // namespace zulstat

@@ -1,0 +1,61 @@
+// A check as monitoring systems expect it from their plugins: one line, performance data, and a code.
+#ifndef ZULSTATS_TOOLS_ZULSTAT_CHECK_H
+#define ZULSTATS_TOOLS_ZULSTAT_CHECK_H
+
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "gateway_address.h"
+#include "report.h"
+
+namespace zulstat {
+
+// Values for which there is no alert: "[@]START:END", where START may be "~" (no limit) and is 0 when it is missing.
+struct Range {
+    double low = 0;
+    double high = std::numeric_limits<double>::infinity();
+    bool isInverted = false;  // alert inside instead of outside
+    std::string text;
+
+    bool alerts(double value) const;
+};
+std::optional<Range> parseRange(std::string_view text);
+
+struct Metric {
+    std::string id;
+    bool isRate = false;  // growth per second
+
+    bool operator==(const Metric& other) const {
+        return id == other.id && isRate == other.isRate;
+    }
+};
+Metric parseMetric(std::string_view text);
+
+struct Threshold {
+    std::optional<Metric> metric;  // none: of all that have no threshold of their own
+    Range range;
+};
+std::variant<Threshold, Fault> parseThreshold(std::string_view text, const std::vector<Metric>& metrics);
+
+struct CheckRequest {
+    std::vector<Metric> metrics;
+    std::vector<Threshold> warnings;
+    std::vector<Threshold> criticals;
+    bool okIfMissing = false;
+};
+
+struct CheckResult {
+    int exitCode = 0;
+    std::string text;
+};
+
+// `second` holds the same queries a while later, for rates; otherwise it is the same as `first`.
+CheckResult evaluateCheck(const Reports& first, const Reports& second, const CheckRequest& request);
+
+}  // namespace zulstat
+
+#endif

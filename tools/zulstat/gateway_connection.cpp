@@ -1,0 +1,242 @@
+#include "gateway_connection.h"
+
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "id_list.h"
+#include "text_escape.h"
+
+namespace zulstat {
+namespace {
+
+Answer failedQuery(const int32_t code) {
+    Answer answer;
+    answer.code = code;
+    return answer;
+}
+
+Answer readIdSet(ResultSetToken* const resultSet) {
+    bool isFirst = true;
+    return readIds([&](IdData& record) {
+        return std::exchange(isFirst, false) ? getFirstId(resultSet, &record) : getNextId(resultSet, &record);
+    });
+}
+
+Answer readStatisticsSet(ResultSetToken* const resultSet) {
+    bool isFirst = true;
+    return readStatistics([&](StatData& record) {
+        return std::exchange(isFirst, false) ? getFirstStat(resultSet, &record) : getNextStat(resultSet, &record);
+    });
+}
+
+// A reply that is broken off by a clean end of the connection reaches the walk as a success whose rest is zero. Only
+// the connection knows: a gateway that has gone answers nothing more.
+Answer confirmed(GatewayToken* const gateway, Answer answer) {
+    if (!needsConfirmation(answer)) {
+        return answer;
+    }
+    ResultSetToken* resultSet = nullptr;
+    const int32_t code = getResourceGroupIds(gateway, &resultSet);
+    if (code != STAPI_RC_OK) {
+        keepWhatIsCertain(answer);
+        answer.code = code;
+        answer.cutOff = true;
+    } else if (answer.incomplete) {
+        keepWhatIsCertain(answer);
+    }
+    return answer;
+}
+
+Answer readSet(GatewayToken* const gateway, const QueryKind kind, ResultSetToken* const resultSet) {
+    return confirmed(gateway, kind == QueryKind::statistics ? readStatisticsSet(resultSet) : readIdSet(resultSet));
+}
+
+using QueryForAll = int32_t (*)(GatewayToken*, ResultSetToken**);
+using QueryForList = int32_t (*)(GatewayToken*, const char*, ResultSetToken**);
+
+Answer ask(GatewayToken* const gateway, const QueryKind kind, const QueryForAll query) {
+    ResultSetToken* resultSet = nullptr;
+    if (const int32_t code = query(gateway, &resultSet); code != STAPI_RC_OK) {
+        return failedQuery(code);
+    }
+    return readSet(gateway, kind, resultSet);
+}
+
+AskForList listAsker(GatewayToken* const gateway, const QueryKind kind, const QueryForList query) {
+    return [=](const std::string& list) {
+        ResultSetToken* resultSet = nullptr;
+        if (const int32_t code = query(gateway, list.c_str(), &resultSet); code != STAPI_RC_OK) {
+            return failedQuery(code);
+        }
+        return readSet(gateway, kind, resultSet);
+    };
+}
+
+AskForList groupAsker(GatewayToken* const gateway, const QueryKind kind) {
+    return listAsker(gateway, kind, kind == QueryKind::statistics ? getStatsByStatGroupId : getStatIdsByStatGroupId);
+}
+
+std::vector<std::string> allEntryIds(const Answer& answer) {
+    std::vector<std::string> ids;
+    for (const Element& element : answer.elements) {
+        for (const Entry& entry : element.entries) {
+            // An id that cannot stand in a list cannot be asked for.
+            if (!findIdFault({entry.id}, "group id")) {
+                ids.push_back(entry.id);
+            }
+        }
+    }
+    return ids;
+}
+
+QueryForAll queryForAll(const QueryKind kind) {
+    switch (kind) {
+        case QueryKind::resourceGroups:
+            return getResourceGroupIds;
+        case QueryKind::statisticIds:
+            return getStatIds;
+        case QueryKind::statistics:
+            break;
+    }
+    return getStats;
+}
+
+Answer askForAll(GatewayToken* const gateway, const QueryKind kind) {
+    Answer answer = ask(gateway, kind, queryForAll(kind));
+    const bool lacksElements = answer.cutShort || answer.hidesLastElement;
+    if (!lacksElements || answer.incomplete || answer.code != STAPI_RC_OK || kind == QueryKind::resourceGroups) {
+        return answer;
+    }
+    const Answer groups = ask(gateway, QueryKind::resourceGroups, getResourceGroupIds);
+    if (groups.code != STAPI_RC_OK) {
+        answer.code = groups.code;
+        answer.stage = groups.stage;
+        answer.cutOff = groups.cutOff;
+        return answer;
+    }
+    completeByGroup(answer, allEntryIds(groups), groupAsker(gateway, kind));
+    return answer;
+}
+
+Answer makeQuery(GatewayToken* const gateway, const Query& query) {
+    switch (query.by) {
+        case AskedBy::all:
+            break;
+        case AskedBy::group:
+            return askForIds(query.ids, groupAsker(gateway, query.kind));
+        case AskedBy::statisticId:
+            return askForIds(query.ids, listAsker(gateway, query.kind, getStatsByStatId));
+    }
+    return askForAll(gateway, query.kind);
+}
+
+Answer makeQueryWithinMemory(GatewayToken* const gateway, const Query& query) {
+    try {
+        return makeQuery(gateway, query);
+    } catch (const std::bad_alloc&) {
+        return failedQuery(STAPI_RC_NO_MEMORY);
+    }
+}
+
+bool isConnectionGone(const int32_t code) {
+    return code == STAPI_RC_SOCKET_ERROR || code == STAPI_RC_BAD_EYECATCHER || code == STAPI_RC_TOKEN_NOT_FOUND;
+}
+
+Failure failedReading(const Query& query, const Failure::Kind kind, std::string reason, std::string advice) {
+    Failure failure;
+    failure.stage = Failure::Stage::reading;
+    failure.kind = kind;
+    failure.query = query;
+    failure.reason = std::move(reason);
+    failure.advice = std::move(advice);
+    return failure;
+}
+
+}  // namespace
+
+GatewayConnection::~GatewayConnection() {
+    close();
+}
+
+int32_t GatewayConnection::open(const Gateway& gateway) {
+    GatewayToken* token = nullptr;
+    char* version = nullptr;
+    const int32_t code = openRemoteGatewayConnection(gateway.host.c_str(), gateway.port, &token, &version);
+    if (code == STAPI_RC_OK) {
+        protocolVersion_ = version == nullptr ? "" : version;
+        token_ = token;
+    }
+    return code;
+}
+
+Answer GatewayConnection::ask(const Query& query) {
+    Answer answer = makeQueryWithinMemory(token_, query);
+    noteCode(answer.code);
+    return answer;
+}
+
+int32_t GatewayConnection::dump() {
+    ResultSetToken* resultSet = nullptr;
+    int32_t code = getStats(token_, &resultSet);
+    noteCode(code);
+    if (code == STAPI_RC_OK) {
+        code = dumpState();
+    }
+    return code == STAPI_RC_OK ? dumpResultSet(resultSet) : code;
+}
+
+void GatewayConnection::close() {
+    if (GatewayToken* token = token_.exchange(nullptr); token != nullptr) {
+        closeGatewayConnection(&token);
+    }
+}
+
+void GatewayConnection::cutOff() {
+    if (GatewayToken* token = token_; token != nullptr) {
+        closeGatewayConnection(&token);
+    }
+}
+
+void GatewayConnection::noteCode(const int32_t code) {
+    if (isConnectionGone(code)) {
+        token_ = nullptr;
+    }
+}
+
+std::optional<Failure> failureOf(const Query& query, const Answer& answer) {
+    if (answer.cutOff) {
+        return failedReading(query, Failure::Kind::cutOff,
+                             "the connection ended in the middle of it; only what arrived whole is shown",
+                             "Is the gateway still running? Run the command again.");
+    }
+    if (answer.code != STAPI_RC_OK) {
+        Failure failure;
+        failure.stage = answer.stage;
+        failure.query = query;
+        failure.code = answer.code;
+        return failure;
+    }
+    if (answer.incomplete) {
+        return failedReading(query, Failure::Kind::incomplete,
+                             "it announces more than it holds; only what is certain is shown",
+                             "Look into the gateway's log, or trace it with --trace-level 5 --trace-file FILE.");
+    }
+    if (answer.cutShort) {
+        const bool isNamed = !answer.elements.empty() && answer.elements.back().entries.empty();
+        const std::string element = isNamed ? "the element " + quoteText(answer.elements.back().text) : "an element";
+        return failedReading(query, Failure::Kind::outOfReach,
+                             element + " has no entries, and what follows it is out of reach",
+                             "Ask for what follows it by group or by id.");
+    }
+    return std::nullopt;
+}
+
+Failure connectFailure(const int32_t code) {
+    Failure failure;
+    failure.stage = Failure::Stage::connecting;
+    failure.code = code;
+    return failure;
+}
+
+}  // namespace zulstat

@@ -1,0 +1,138 @@
+#include "gateway_runs.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "gateway_connection.h"
+#include "nearest.h"
+
+namespace zulstat {
+namespace {
+
+// Ids that failed, with those that they may have meant. One more query tells which there are.
+void suggestNearest(GatewayConnection& connection, const Query& query, const std::vector<Element>& elements,
+                    ReportUnderWay& report) {
+    constexpr size_t kMostSuggestions = 10;
+    std::vector<std::string> failed;
+    for (const Element& element : elements) {
+        if (isFailed(element) && failed.size() < kMostSuggestions) {
+            failed.push_back(element.text);
+        }
+    }
+    if (failed.empty() || query.by == AskedBy::all || !connection.isOpen()) {
+        return;
+    }
+    const QueryKind kind = query.by == AskedBy::group ? QueryKind::resourceGroups : QueryKind::statisticIds;
+    std::vector<std::string> known;
+    for (const Element& element : connection.ask({kind, AskedBy::all, {}}).elements) {
+        for (const Entry& entry : element.entries) {
+            known.push_back(entry.id);
+        }
+    }
+    for (const std::string& id : failed) {
+        if (const auto nearest = findNearest(id, known)) {
+            report.addSuggestion(id, *nearest);
+        }
+    }
+}
+
+// Whether the next query may be made.
+bool reportQuery(GatewayConnection& connection, const Query& query, ReportUnderWay& report) {
+    report.asking(query);
+    Answer answer = connection.ask(query);
+    // The version is certain as soon as something came after it.
+    if (answer.code == STAPI_RC_OK || answer.cutOff) {
+        report.connected(connection.protocolVersion());
+    }
+    std::optional<Failure> failure = failureOf(query, answer);
+    if (!failure) {
+        suggestNearest(connection, query, answer.elements, report);
+    }
+    if (!failure || !answer.elements.empty()) {
+        report.addResult({query, std::move(answer.elements)});
+    }
+    if (failure) {
+        report.fail(std::move(*failure));
+    }
+    return answer.code == STAPI_RC_OK;
+}
+
+void runSession(const Gateway& gateway, const std::vector<Query>& queries, ReportUnderWay& report) {
+    GatewayConnection connection;
+    if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
+        report.fail(connectFailure(code));
+    } else {
+        std::all_of(queries.begin(), queries.end(),
+                    [&](const Query& query) { return reportQuery(connection, query, report); });
+    }
+    report.answered();
+    connection.close();
+    report.finished();
+}
+
+void reportNoThread(const std::system_error& error, ReportUnderWay& report) {
+    Failure failure;
+    failure.kind = Failure::Kind::interrupted;
+    failure.reason = std::string("no thread can be started for it: ") + error.what();
+    failure.advice = "Ask fewer gateways at a time.";
+    report.fail(std::move(failure));
+    report.answered();
+    report.finished();
+}
+
+}  // namespace
+
+GatewayRuns::GatewayRuns(const std::vector<Gateway>& gateways, const std::vector<Query>& queries) {
+    runs_.reserve(gateways.size());
+    for (const Gateway& gateway : gateways) {
+        Run& run = runs_.emplace_back();
+        run.report = std::make_shared<ReportUnderWay>(gateway);
+        try {
+            run.thread =
+                std::thread([gateway, queries, report = run.report] { runSession(gateway, queries, *report); });
+        } catch (const std::system_error& error) {
+            reportNoThread(error, *run.report);
+        }
+    }
+}
+
+GatewayRuns::~GatewayRuns() {
+    for (Run& run : runs_) {
+        if (!run.thread.joinable()) {
+            continue;
+        }
+        if (run.report->waitUntilFinished(std::chrono::milliseconds(0))) {
+            run.thread.join();
+        } else {
+            run.thread.detach();
+        }
+    }
+}
+
+Reports GatewayRuns::wait(const std::chrono::milliseconds limit) {
+    Reports reports;
+    reports.reserve(runs_.size());
+    for (const Run& run : runs_) {
+        reports.push_back(run.report->waitForReport(limit));
+    }
+    return reports;
+}
+
+void GatewayRuns::interrupt() {
+    for (const Run& run : runs_) {
+        run.report->interrupt();
+    }
+}
+
+bool GatewayRuns::waitUntilFinished(const std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    return std::all_of(runs_.begin(), runs_.end(), [&](const Run& run) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        return run.report->waitUntilFinished(std::max(left, std::chrono::milliseconds(0)));
+    });
+}
+
+}  // namespace zulstat
