@@ -177,6 +177,14 @@ TEST(Flow, WithoutAHolderOfTheRequestThereIsNothingToFlow) {
     EXPECT_EQ(trace.points(), (std::vector<int>{3225, 3227, 3238}));
 }
 
+TEST(Flow, WithNothingToFlowIsRefusedWithoutAWordWhileNothingIsTraced) {
+    const TraceCapture trace(0);
+    stapi::HeaderRecord header = {};
+    stapi::ReasonsBlock reasons = {};
+    EXPECT_EQ(stapi::flow(-1, 8, nullptr, "BASE", &header, &reasons), -1);
+    EXPECT_EQ(trace.text(), "");
+}
+
 TEST(Flow, WithANullRequestThereIsNothingToFlow) {
     const TraceCapture trace(3);
     stapi::HeaderRecord header = {};
