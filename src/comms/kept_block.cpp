@@ -30,12 +30,15 @@ bool isInKeptBlock(const KeptBlock* kept, const uint8_t* address) {
 }
 
 void reviewKeptBlock(KeptBlock* kept, size_t needed) {
+    // The heap serves a block below that from memory that it has, and one such serves all connections in turn.
+    constexpr size_t kLeastWorthKeeping = 64 << 10;
     constexpr size_t kSmallShare = 4;
     constexpr int32_t kMostSmallReplies = 8;
     constexpr size_t kMostIdleBytes = 16 << 20;
     const bool isSmall = needed < kept->size / kSmallShare;
     kept->smallReplies = isSmall ? kept->smallReplies + 1 : 0;
-    if (kept->smallReplies >= kMostSmallReplies || (isSmall && kept->size - needed > kMostIdleBytes)) {
+    if (kept->size < kLeastWorthKeeping || kept->smallReplies >= kMostSmallReplies ||
+        (isSmall && kept->size - needed > kMostIdleBytes)) {
         releaseKeptBlock(kept);
     }
 }

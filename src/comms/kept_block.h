@@ -1,5 +1,6 @@
 // The block into which a connection receives the bodies of its replies. It lives as long as the connection, so that a
-// query that is made every few seconds has no pages made, zeroed and given back for it each time.
+// query that is made every few seconds has no pages made, zeroed and given back for it each time; a small one, for
+// which the heap does no such thing, lives as long as the query.
 #ifndef ZULSTATS_COMMS_KEPT_BLOCK_H
 #define ZULSTATS_COMMS_KEPT_BLOCK_H
 
@@ -29,8 +30,8 @@ void noteReceived(KeptBlock* kept, size_t arrived);
 // Whether an address is that of the block, or lies in it. kept may be null.
 bool isInKeptBlock(const KeptBlock* kept, const uint8_t* address);
 
-// Looks after a query whether the block is worth keeping: it is given back when the replies have needed little of it
-// for a while, or at once when what lies idle is a lot.
+// Looks after a query whether the block is worth keeping: a small one is given back, and one of which the replies have
+// needed little for a while, or at once when what lies idle is a lot.
 void reviewKeptBlock(KeptBlock* kept, size_t needed);
 
 void releaseKeptBlock(KeptBlock* kept);

@@ -44,9 +44,9 @@ void writeOut(TextSink* sink, platform::StreamWriteHold* hold) {
     }
 }
 
-// Nothing that becomes of a write reaches the caller: neither an error nor a signal, nor the thread's cancellation.
+// Nothing that becomes of a write reaches the caller: neither an error nor a signal. The caller sees to it that the
+// thread is not cancelled, which a LockScope does.
 void flushToStream(TextSink* sink) {
-    const platform::CancellationHold cancellationHold;
     platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
     writeOut(sink, &writeHold);
 }
@@ -56,7 +56,6 @@ TextSink streamSink(std::FILE* stream, char* block, size_t capacity) {
 }
 
 void finishLine(TextSink* sink) {
-    const platform::CancellationHold cancellationHold;
     platform::StreamWriteHold writeHold(static_cast<std::FILE*>(sink->destination));
     writeOut(sink, &writeHold);
     if (std::fflush(static_cast<std::FILE*>(sink->destination)) != 0) {
@@ -83,6 +82,7 @@ void writeLine(TextSink* sink, const char* timeStamp, int32_t pointId, TraceWord
 }
 
 void writeUnlockedLine(TraceWord word, int32_t pointId, const char* message, va_list arguments) {
+    const platform::CancellationHold cancellationHold;
     char block[kUnlockedLineBlock];
     char timeStamp[kTimeStampArea];
     makeTimeStamp(timeStamp);
@@ -312,6 +312,7 @@ int32_t idsEqual(uint32_t a, uint32_t b) {
 }
 
 int32_t tracePrintf(std::FILE* stream, const char* format, ...) {
+    const platform::CancellationHold cancellationHold;
     char block[1024];
     TextSink sink = streamSink(stream, block, sizeof block);
     va_list arguments;

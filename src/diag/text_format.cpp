@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "diag/short_copy.h"
+
 namespace stapi {
 
 namespace {
@@ -20,7 +22,8 @@ struct Conversion {
 };
 
 bool isModifier(char letter) {
-    return letter != '\0' && std::strchr("-+ #0123456789.", letter) != nullptr;
+    return (letter >= '0' && letter <= '9') || letter == '.' || letter == '-' || letter == '+' || letter == ' ' ||
+           letter == '#';
 }
 
 Conversion readConversion(const char* format) {
@@ -168,15 +171,8 @@ void appendInteger(TextSink* sink, const Conversion& conversion, int argument) {
 #pragma GCC diagnostic pop
 #endif
 
-}  // namespace
-
-size_t boundedLength(const char* text, size_t limit) {
-    const void* const end = std::memchr(text, '\0', limit);
-    return end == nullptr ? limit : static_cast<size_t>(static_cast<const char*>(end) - text);
-}
-
-void appendText(TextSink* sink, const char* text, size_t length) {
-    sink->total += length;
+// Text that fills the block, perhaps several times.
+void appendAcrossBlocks(TextSink* sink, const char* text, size_t length) {
     size_t done = 0;
     while (done < length && sink->used < sink->capacity) {
         const size_t piece = std::min(length - done, sink->capacity - sink->used);
@@ -189,13 +185,32 @@ void appendText(TextSink* sink, const char* text, size_t length) {
     }
 }
 
+}  // namespace
+
+size_t boundedLength(const char* text, size_t limit) {
+    const void* const end = std::memchr(text, '\0', limit);
+    return end == nullptr ? limit : static_cast<size_t>(static_cast<const char*>(end) - text);
+}
+
+void appendText(TextSink* sink, const char* text, size_t length) {
+    sink->total += length;
+    if (length < sink->capacity - sink->used) {
+        copyShort(sink->block + sink->used, text, length);
+        sink->used += length;
+    } else {
+        appendAcrossBlocks(sink, text, length);
+    }
+}
+
 size_t appendFormatted(TextSink* sink, const char* format, va_list arguments) {
     const size_t before = sink->total;
     const char* cursor = format;
     while (*cursor != '\0') {
-        const size_t plain = std::strcspn(cursor, "%");
-        appendText(sink, cursor, plain);
-        cursor += plain;
+        const char* const plain = cursor;
+        while (*cursor != '\0' && *cursor != '%') {
+            ++cursor;
+        }
+        appendText(sink, plain, static_cast<size_t>(cursor - plain));
         if (*cursor == '%') {
             const Conversion conversion = readConversion(cursor);
             cursor += conversion.length;

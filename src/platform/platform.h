@@ -114,6 +114,7 @@ class StreamWriteHold {
 
   private:
     alignas(16) unsigned char stateBefore_[128];
+    bool isHeld_;
     bool hasFailed_;
 };
 

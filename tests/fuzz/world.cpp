@@ -253,7 +253,7 @@ CancellationHold::~CancellationHold() {
     stateBefore_ = 0;
 }
 
-StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_(), hasFailed_(false) {}
+StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_(), isHeld_(false), hasFailed_(false) {}
 
 StreamWriteHold::~StreamWriteHold() {
     stateBefore_[0] = hasFailed_ ? 1 : 0;

@@ -80,6 +80,16 @@ TEST(KeptBlock, IsGivenBackAfterEightSmallRepliesInARow) {
     EXPECT_EQ(owned.kept.bytes, nullptr);
 }
 
+TEST(KeptBlock, IsGivenBackAtOnceWhenItIsSmall) {
+    OwnedBlock owned;
+    receiveInto(&owned.kept, 65535, 65535);
+    stapi::reviewKeptBlock(&owned.kept, 65535);
+    EXPECT_EQ(owned.kept.bytes, nullptr);
+    receiveInto(&owned.kept, 65536, 65536);
+    stapi::reviewKeptBlock(&owned.kept, 65536);
+    EXPECT_EQ(owned.kept.size, 65536U);
+}
+
 TEST(KeptBlock, StaysWhenALargeReplyComesBetweenSmallOnes) {
     OwnedBlock owned;
     receiveInto(&owned.kept, 100000, 100000);

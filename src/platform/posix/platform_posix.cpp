@@ -7,7 +7,9 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <time.h>
@@ -105,6 +107,43 @@ ForkWipedPage forkWipedPage;
 std::atomic<bool> pageStaysAtForks{false};  // the system cannot wipe it, so nothing may be kept there
 [[gnu::tls_model("initial-exec")]] thread_local ThreadIdentity knownThread = {};
 
+// The calendar of the second in which the thread has last asked for the time: most of its trace lines come in heaps.
+struct KnownSecond {
+    bool isKnown;
+    time_t second;
+    std::tm calendar;
+};
+[[gnu::tls_model("initial-exec")]] thread_local KnownSecond knownSecond = {};
+
+// The trace's stream while that is a regular file, a write to which raises a signal at a limit of the file's size
+// alone.
+std::atomic<const std::FILE*> regularFile{nullptr};
+
+struct KnownFileLimit {
+    time_t second;
+    bool isLimited;
+};
+[[gnu::tls_model("initial-exec")]] thread_local KnownFileLimit knownFileLimit = {};
+
+// Looked at once a second: asking takes as long as a good part of the write itself.
+bool isFileSizeLimited() {
+    if (knownFileLimit.second == 0 || knownFileLimit.second != knownSecond.second) {
+        rlimit limit = {};
+        const bool isUnlimited = getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY;
+        knownFileLimit = {knownSecond.second, !isUnlimited};
+    }
+    return knownFileLimit.isLimited;
+}
+
+bool mayRaiseSignals(const std::FILE* stream) {
+    return stream != regularFile.load(std::memory_order_relaxed) || isFileSizeLimited();
+}
+
+bool isRegularFile(int descriptor) {
+    struct stat status = {};
+    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 uint32_t learnProcessId() {
     const auto processId = static_cast<uint32_t>(getpid());
     if (!pageStaysAtForks.load(std::memory_order_relaxed)) {
@@ -163,19 +202,24 @@ CancellationHold::~CancellationHold() {
     pthread_setcancelstate(stateBefore_, &held);
 }
 
-StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_(), hasFailed_(false) {
+StreamWriteHold::StreamWriteHold(std::FILE* stream)
+    : stateBefore_(), isHeld_(mayRaiseSignals(stream)), hasFailed_(false) {
     static_assert(sizeof(sigset_t) <= sizeof stateBefore_);
-    auto* const before = new (stateBefore_) sigset_t;
-    const sigset_t raised = writeSignals();
-    pthread_sigmask(SIG_BLOCK, &raised, before);
+    if (isHeld_) {
+        auto* const before = new (stateBefore_) sigset_t;
+        const sigset_t raised = writeSignals();
+        pthread_sigmask(SIG_BLOCK, &raised, before);
+    }
 }
 
 StreamWriteHold::~StreamWriteHold() {
-    const auto* const before = std::launder(reinterpret_cast<const sigset_t*>(stateBefore_));
-    if (hasFailed_) {
-        takeRaisedSignals(*before);
+    if (isHeld_) {
+        const auto* const before = std::launder(reinterpret_cast<const sigset_t*>(stateBefore_));
+        if (hasFailed_) {
+            takeRaisedSignals(*before);
+        }
+        pthread_sigmask(SIG_SETMASK, before, nullptr);
     }
-    pthread_sigmask(SIG_SETMASK, before, nullptr);
 }
 
 void watchForks(void (*before)(), void (*inParent)(), void (*inChild)()) {
@@ -370,8 +414,13 @@ bool isCallingThread(uint32_t process, uint32_t thread) {
 LocalTime currentLocalTime() {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
+    if (!knownSecond.isKnown || knownSecond.second != now.tv_sec) {
+        knownSecond.second = now.tv_sec;
+        localtime_r(&now.tv_sec, &knownSecond.calendar);
+        knownSecond.isKnown = true;
+    }
     LocalTime result = {};
-    localtime_r(&now.tv_sec, &result.calendar);
+    result.calendar = knownSecond.calendar;
     result.milliseconds = static_cast<int32_t>(now.tv_nsec / 1000000);
     return result;
 }
@@ -389,6 +438,7 @@ std::FILE* openForAppending(const char* name, int32_t* error) {
         }
     } else {
         setvbuf(stream, nullptr, _IONBF, 0);
+        regularFile.store(isRegularFile(descriptor) ? stream : nullptr, std::memory_order_relaxed);
     }
     return stream;
 }

@@ -113,7 +113,7 @@ CancellationHold::CancellationHold() : stateBefore_(0) {}
 CancellationHold::~CancellationHold() = default;
 
 // The runtime library appends in two steps, seek and write; a range far behind any end stands for the file meanwhile.
-StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_(), hasFailed_(false) {
+StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_(), isHeld_(false), hasFailed_(false) {
     constexpr ULONGLONG kMostMilliseconds = 1000;
     const ULONGLONG begin = GetTickCount64();
     HANDLE file = INVALID_HANDLE_VALUE;
@@ -121,24 +121,22 @@ StreamWriteHold::StreamWriteHold(std::FILE* stream) : stateBefore_(), hasFailed_
     if (descriptor >= 0) {
         file = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
     }
-    bool isHeld = false;
     bool isHeldByAnother = file != INVALID_HANDLE_VALUE;
     while (isHeldByAnother && GetTickCount64() - begin < kMostMilliseconds) {
         OVERLAPPED range = rangeBehindTheEnd();
-        isHeld = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
-        isHeldByAnother = !isHeld && GetLastError() == ERROR_LOCK_VIOLATION;
+        isHeld_ = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
+        isHeldByAnother = !isHeld_ && GetLastError() == ERROR_LOCK_VIOLATION;
         if (isHeldByAnother) {
             Sleep(1);
         }
     }
-    const HANDLE held = isHeld ? file : INVALID_HANDLE_VALUE;
-    std::memcpy(stateBefore_, &held, sizeof held);
+    std::memcpy(stateBefore_, &file, sizeof file);
 }
 
 StreamWriteHold::~StreamWriteHold() {
-    HANDLE held = INVALID_HANDLE_VALUE;
-    std::memcpy(&held, stateBefore_, sizeof held);
-    if (held != INVALID_HANDLE_VALUE) {
+    if (isHeld_) {
+        HANDLE held = INVALID_HANDLE_VALUE;
+        std::memcpy(&held, stateBefore_, sizeof held);
         OVERLAPPED range = rangeBehindTheEnd();
         UnlockFileEx(held, 0, 1, 0, &range);
     }
