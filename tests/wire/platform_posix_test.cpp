@@ -164,7 +164,7 @@ bool writeFails() {
     bool fails = false;
     if (pipe(ends) == 0) {
         close(ends[0]);
-        platform::StreamWriteHold hold(nullptr);
+        platform::StreamWriteHold hold(stderr);
         fails = write(ends[1], "x", 1) < 0 && errno == EPIPE;
         hold.noteFailure();
     }
