@@ -145,7 +145,7 @@ TEST_P(WholeEntries, AreTheSameWhicheverByteIsDamaged) {
     const Bytes payload = GetParam().everything();
     std::vector<ReplyCase> replies;
     for (size_t position = 0; position < payload.size(); ++position) {
-        for (const uint8_t value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+        for (const uint8_t value : {uint8_t{0}, uint8_t{1}, uint8_t{0x7F}, uint8_t{0x80}, uint8_t{0xFF}}) {
             Bytes damaged = payload;
             damaged[position] = value;
             replies.push_back({damaged, 64});
