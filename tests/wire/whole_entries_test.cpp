@@ -189,6 +189,7 @@ TEST(WholeStatistics, AreTheSameForEveryLengthOfTheirBlock) {
     expectTheSameTraced(stapi::parseStatsData, replies);
 }
 
+// What follows them is not theirs, also where a growth comes between them.
 TEST(WholeStatistics, AreNoMoreThanTheirNumberSays) {
     const Bytes payload = ReplyPayload()
                               .single()
@@ -197,10 +198,12 @@ TEST(WholeStatistics, AreNoMoreThanTheirNumberSays) {
                               .shortStat("b", "2")
                               .shortStat("c", "3")
                               .bytes();
-    ResultBuffer result(4096);
-    EXPECT_EQ(parse(stapi::parseStatsData, payload, &result), 0);
-    EXPECT_EQ(result.content(),
-              statSet(1).text("Q").word(0).word(2).text("a").text("1").text("b").text("2").terminated());
+    const Bytes expected = statSet(1).text("Q").word(0).word(2).text("a").text("1").text("b").text("2").terminated();
+    for (const int32_t capacity : {16, 40, 4096}) {
+        ResultBuffer result(capacity);
+        EXPECT_EQ(parse(stapi::parseStatsData, payload, &result), 0);
+        EXPECT_EQ(result.content(), expected) << capacity;
+    }
 }
 
 // Behind a whole one that did not fit, the next ones are taken whole again.
@@ -234,10 +237,18 @@ TEST(WholeIds, GoOnBehindAGrowth) {
 }
 
 TEST(WholeIds, AreNoMoreThanTheirNumberSays) {
-    const Bytes payload = ReplyPayload().single().idResponse("Q", 0, {"a", "b"}).raw(hex("0001 63 0001 64")).bytes();
-    ResultBuffer result(4096);
-    EXPECT_EQ(parse(stapi::parseIdsData, payload, &result), 0);
-    EXPECT_EQ(result.content(), idSet(1).text("Q").word(0).word(2).text("a").text("b").terminated());
+    const Bytes payload = ReplyPayload()
+                              .single()
+                              .responseHead()
+                              .queryElement("Q", 0)
+                              .raw(hex("00000003 0001 61 0001 62 0001 63 0001 64 0001 65"))
+                              .bytes();
+    const Bytes expected = idSet(1).text("Q").word(0).word(3).text("a").text("b").text("c").terminated();
+    for (const int32_t capacity : {16, 32, 4096}) {
+        ResultBuffer result(capacity);
+        EXPECT_EQ(parse(stapi::parseIdsData, payload, &result), 0);
+        EXPECT_EQ(result.content(), expected) << capacity;
+    }
 }
 
 // Texts are copied in pieces by their length: none of them changes a byte beside it.
