@@ -119,20 +119,15 @@ struct KnownSecond {
 // alone.
 std::atomic<const std::FILE*> regularFile{nullptr};
 
-struct KnownFileLimit {
-    time_t second;
-    bool isLimited;
-};
-[[gnu::tls_model("initial-exec")]] thread_local KnownFileLimit knownFileLimit = {};
-
-// Looked at once a second: asking takes as long as a good part of the write itself.
 bool isFileSizeLimited() {
-    if (knownFileLimit.second == 0 || knownFileLimit.second != knownSecond.second) {
-        rlimit limit = {};
-        const bool isUnlimited = getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY;
-        knownFileLimit = {knownSecond.second, !isUnlimited};
-    }
-    return knownFileLimit.isLimited;
+    rlimit limit = {};
+#if defined(__x86_64__) && defined(SYS_getrlimit)
+    // A third faster than the C library's way, and this is done for each line.
+    const bool isKnown = syscall(SYS_getrlimit, RLIMIT_FSIZE, &limit) == 0;
+#else
+    const bool isKnown = getrlimit(RLIMIT_FSIZE, &limit) == 0;
+#endif
+    return !isKnown || limit.rlim_cur != RLIM_INFINITY;
 }
 
 bool mayRaiseSignals(const std::FILE* stream) {
