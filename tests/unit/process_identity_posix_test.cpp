@@ -42,11 +42,15 @@ int __wrap_madvise(void* address, size_t size, int advice) {
 namespace {
 
 bool knowsItself() {
-    const stapi::platform::ThreadIdentity self = stapi::platform::callingThread();
     const auto process = static_cast<uint32_t>(getpid());
     const auto thread = static_cast<uint32_t>(syscall(SYS_gettid));
-    return self.process == process && self.thread == thread && stapi::platform::currentProcessId() == process &&
-           stapi::platform::currentThreadId() == thread;
+    // Asked first, so that nothing may be known yet.
+    const bool isCaller = stapi::platform::isCallingThread(process, thread);
+    const stapi::platform::ThreadIdentity self = stapi::platform::callingThread();
+    return isCaller && stapi::platform::isCallingThread(process, thread) &&
+           !stapi::platform::isCallingThread(process, thread + 1) &&
+           !stapi::platform::isCallingThread(process + 1, thread) && self.process == process && self.thread == thread &&
+           stapi::platform::currentProcessId() == process && stapi::platform::currentThreadId() == thread;
 }
 
 // Whether a child that was just made knows its own ids; the child ends here.

@@ -156,6 +156,12 @@ TEST(TextFormat, UnknownAndIncompleteConversionsStayAsTheyAre) {
     EXPECT_EQ(format(incomplete, 0).text, "100%-");
 }
 
+TEST(TextFormat, PrecisionIsKeptUpToTheAreaOfANumber) {
+    EXPECT_EQ(format("<%.10d>", 7).text, "<0000000007>");
+    EXPECT_EQ(format("<%.127d>", 7).text, "<" + std::string(126, '0') + "7>");
+    EXPECT_EQ(format("<%.200d>", 7).text, "<" + std::string(127, '0') + ">");
+}
+
 TEST(TextFormat, ConversionsInsideAnArgumentAreNotConverted) {
     EXPECT_EQ(format("<%s> %d", "%d%s%n%p", 5).text, "<%d%s%n%p> 5");
 }
