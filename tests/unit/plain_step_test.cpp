@@ -176,6 +176,11 @@ TYPED_TEST(PlainStep, IsLeftForASetOfTheOtherContent) {
 TYPED_TEST(PlainStep, IsLeftWhenANextCallBeginsTheWalk) {
     HeldSet held(this->twoElements());
     this->expectLeft(this->next, held.token());
+    // Wherever an earlier walk has left the position.
+    auto record = unit_test::unusedRecord<typename TypeParam::Record>();
+    ASSERT_TRUE(this->first(held.token(), &record));
+    held.token()->queryIndex = 0;
+    this->expectLeft(this->next, held.token());
 }
 
 TYPED_TEST(PlainStep, IsLeftAtAFailedElement) {
