@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <exception>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -39,6 +40,13 @@ std::string catalogueText(const Options& options) {
 void printLine(const std::string& line) {
     std::fwrite(line.data(), 1, line.size(), stdout);
     std::fflush(stdout);
+}
+
+// For an answer that is all that was asked for: to lose a part of it is a failure.
+void printAnswer(const std::string& text) {
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        throw std::runtime_error("the output cannot be written: look whether the disk is full");
+    }
 }
 
 native::Listening listenAsTold(const Options& options) {
@@ -80,13 +88,13 @@ int run(int count, const char* const* arguments) {
             return 0;
         }
         if (options->listHostile.has_value()) {
-            printLine(*options->listHostile == ListFormat::tabs ? hostileListForPrograms() : hostileListForReading());
+            printAnswer(*options->listHostile == ListFormat::tabs ? hostileListForPrograms() : hostileListForReading());
             return 0;
         }
         const std::string text = catalogueText(*options);
         const Catalogue catalogue = parseCatalogue(text, options->catalogueFile.value_or("built-in"));
         if (options->printCatalogue) {
-            printLine(text);
+            printAnswer(text);
             return 0;
         }
         Log chosenLog(options->verbose);

@@ -95,7 +95,8 @@ void appendString(TextSink* sink, const Conversion& conversion, const char* argu
 }
 
 // Writes the digits of a number in front of end, at least as many as wanted; the address of the first one.
-char* writeDigits(char* end, uint64_t value, uint32_t base, const char* symbols, size_t wanted) {
+template <uint32_t base>
+char* writeDigits(char* end, uint64_t value, const char* symbols, size_t wanted) {
     char* first = end;
     while (value != 0 || static_cast<size_t>(end - first) < wanted) {
         --first;
@@ -111,7 +112,7 @@ constexpr const char* kLowerCaseDigits = "0123456789abcdef";
 void appendPointer(TextSink* sink, const void* pointer) {
     char digits[16];
     char* const end = digits + sizeof digits;
-    writeDigits(end, reinterpret_cast<uintptr_t>(pointer), 16, kUpperCaseDigits, sizeof digits);
+    writeDigits<16>(end, reinterpret_cast<uintptr_t>(pointer), kUpperCaseDigits, sizeof digits);
     appendText(sink, digits, sizeof digits);
 }
 
@@ -136,15 +137,15 @@ bool appendPlainInteger(TextSink* sink, const Conversion& conversion, int argume
     char* first = nullptr;
     const auto bits = static_cast<uint32_t>(argument);
     if (conversion.letter == 'd') {
-        first = writeDigits(end, argument < 0 ? 0U - bits : bits, 10, kUpperCaseDigits, wanted);
+        first = writeDigits<10>(end, argument < 0 ? 0U - bits : bits, kUpperCaseDigits, wanted);
         if (argument < 0) {
             --first;
             *first = '-';
         }
     } else if (conversion.letter == 'u') {
-        first = writeDigits(end, bits, 10, kUpperCaseDigits, wanted);
+        first = writeDigits<10>(end, bits, kUpperCaseDigits, wanted);
     } else if (conversion.letter == 'x' || conversion.letter == 'X') {
-        first = writeDigits(end, bits, 16, conversion.letter == 'x' ? kLowerCaseDigits : kUpperCaseDigits, wanted);
+        first = writeDigits<16>(end, bits, conversion.letter == 'x' ? kLowerCaseDigits : kUpperCaseDigits, wanted);
     } else {
         return false;
     }

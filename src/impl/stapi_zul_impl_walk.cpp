@@ -346,7 +346,7 @@ bool readPlainElement(ResultSetReader* reader, PlainElement* element) {
 template <typename Record>
 bool stepIntoPlainElement(ResultSetReader* reader, ResultSetToken* rsPtr, Record* record) {
     PlainElement element = {};
-    Record found;
+    Record found = {};
     const bool isPlain = readPlainElement(reader, &element) && readPlainEntry(reader, &found);
     if (isPlain) {
         rsPtr->queryElementPtr = element.text;

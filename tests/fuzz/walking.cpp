@@ -1,6 +1,10 @@
 #include "walking.h"
 
+#include <cstring>
+
+#include "api/zulstats64.h"
 #include "impl/stapi_zul_impl.h"
+#include "resultset/stapi_zul_resultsetbuffer.h"
 #include "world.h"
 
 namespace fuzz_test {
@@ -31,14 +35,50 @@ void judgeEntry(const ResultSetToken& set, const StatData& data, int32_t) {
     judgeText(set, data.statValuePtr, data.statValueLen);
 }
 
+template <typename Record>
+using Step = int32_t (*)(ResultSetToken*, Record*);
+
+// The full steps of a walk, and the exported ones, which take the plain steps where they can.
+template <typename Record>
+struct Steps {
+    Step<Record> first;
+    Step<Record> next;
+    Step<Record> exportedFirst;
+    Step<Record> exportedNext;
+    stapi::ResultSetContent content;
+};
+
+// Walks over a copy of the token with the exported functions, beside the full steps: they come to the same. Over
+// another content the exported functions do not walk.
+template <typename Record>
+class Twin {
+  public:
+    explicit Twin(const ResultSetToken& set, stapi::ResultSetContent content)
+        : token_(set), walks_(stapi::resultSetContent(&set) == content) {}
+
+    void judge(Step<Record> step, int32_t rc, const ResultSetToken& set, const Record& data) {
+        if (walks_) {
+            require(step(&token_, &data_) == rc, "a plain step gives another code than the full one");
+            require(std::memcmp(&token_, &set, sizeof set) == 0, "a plain step moves the walk elsewhere");
+            require(std::memcmp(&data_, &data, sizeof data) == 0, "a plain step hands out something else");
+        }
+    }
+
+  private:
+    ResultSetToken token_;
+    Record data_ = {};
+    bool walks_;
+};
+
 // Every step passes four bytes at least.
 template <typename Record>
-size_t walk(ResultSetToken* set, int32_t (*first)(ResultSetToken*, Record*),
-            int32_t (*next)(ResultSetToken*, Record*)) {
+size_t walk(ResultSetToken* set, const Steps<Record>& functions) {
     Record data = {};
+    Twin<Record> twin(*set, functions.content);
     size_t steps = 0;
     const size_t most = static_cast<size_t>(set->resultSetBufLen) / 4 + 2;
-    int32_t rc = first(set, &data);
+    int32_t rc = functions.first(set, &data);
+    twin.judge(functions.exportedFirst, rc, *set, data);
     while (rc == STAPI_RC_OK) {
         ++steps;
         require(steps <= most, "a walk takes more steps than the buffer has room for");
@@ -46,7 +86,8 @@ size_t walk(ResultSetToken* set, int32_t (*first)(ResultSetToken*, Record*),
         if (data.queryElementRC >= 0) {
             judgeEntry(*set, data, set->elementResultCount);
         }
-        rc = next(set, &data);
+        rc = functions.next(set, &data);
+        twin.judge(functions.exportedNext, rc, *set, data);
     }
     require(rc == STAPI_RC_END_OF_DATA, "a walk ends with another code than the end of the data");
     return steps;
@@ -55,11 +96,13 @@ size_t walk(ResultSetToken* set, int32_t (*first)(ResultSetToken*, Record*),
 }  // namespace
 
 size_t walkIds(ResultSetToken* set) {
-    return walk<IdData>(set, stapi::getFirstIdInternal, stapi::getNextIdInternal);
+    return walk<IdData>(set, {stapi::getFirstIdInternal, stapi::getNextIdInternal, getFirstId, getNextId,
+                              stapi::ResultSetContent::ids});
 }
 
 size_t walkStats(ResultSetToken* set) {
-    return walk<StatData>(set, stapi::getFirstStatInternal, stapi::getNextStatInternal);
+    return walk<StatData>(set, {stapi::getFirstStatInternal, stapi::getNextStatInternal, getFirstStat, getNextStat,
+                                stapi::ResultSetContent::statistics});
 }
 
 }  // namespace fuzz_test

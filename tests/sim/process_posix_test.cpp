@@ -2,7 +2,10 @@
 #include <signal.h>
 #include <sys/types.h>
 
+#include <string>
+
 #include "conversation.h"
+#include "run_program.h"
 
 namespace sim_test {
 
@@ -59,6 +62,18 @@ TEST_P(TerminationSignal, EndsAReplyThatNobodyReads) {
     conversation.client().receive(34);
     send(sim, GetParam());
     EXPECT_EQ(sim.waitForEnd().exitCode, 0);
+}
+
+TEST(GatewaysimOutput, ThatCannotBeWrittenIsAFailure) {
+    for (const char* const option : {"--print-catalogue", "--list-hostile"}) {
+        test_support::ProgramRun run;
+        run.arguments = {option};
+        run.output = test_support::OutputTarget::file;
+        run.outputFile = "/dev/full";
+        const test_support::ProgramOutcome outcome = test_support::runProgram(GATEWAYSIM_PROGRAM, run);
+        EXPECT_EQ(outcome.exitCode, 1) << option;
+        EXPECT_EQ(outcome.standardError, "gatewaysim: the output cannot be written: look whether the disk is full\n");
+    }
 }
 
 }  // namespace

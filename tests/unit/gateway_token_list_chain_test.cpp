@@ -51,6 +51,12 @@ TEST_F(GtlChain, NullTokenIsRefused) {
                                "2022 EXIT " + entry(nullptr) + " rc=-108"}));
 }
 
+TEST_F(GtlChain, NullTokenIsRefusedWithoutAWordWhileNothingIsTraced) {
+    traceToFile(0);
+    EXPECT_EQ(chainGatewayToken(nullptr), STAPI_RC_NULL_TOKEN_POINTER);
+    EXPECT_EQ(traced(), "");
+}
+
 TEST_F(GtlChain, HeadWithoutTailIsCorruptAndLeavesTheListAsItWas) {
     GatewayToken* const one = chained();
     GatewayToken* const two = newToken();

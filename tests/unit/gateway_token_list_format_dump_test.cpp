@@ -297,6 +297,13 @@ TEST_F(GtlDumpState, SucceedsWhenTheListRunsAway) {
     EXPECT_EQ(messages(2017).size(), 1U);
 }
 
+TEST_F(GtlDumpState, TellsNothingOfAListThatRunsAwayWhileNothingIsTraced) {
+    chainMany(256);
+    traceToFile(0);
+    EXPECT_EQ(dumpState(), 0);
+    EXPECT_TRUE(messages(2017).empty());
+}
+
 TEST_F(GtlDumpState, NamesStandardErrorWhenThatIsTheDestination) {
     const std::string written = standardErrorOf([] { EXPECT_EQ(dumpState(), 0); });
     EXPECT_EQ(written, "zulstats state dump: API Version=1_1_0_1 Trace Level=0 statAPITraceFile=stderr\n" + head() +

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "allocation_faults.h"
 #include "comms/kept_block.h"
 
 namespace {
@@ -29,6 +30,27 @@ TEST(KeptBlock, IsTheSameForRepliesThatFitIntoIt) {
     const uint8_t* const first = receiveInto(&owned.kept, 10000, 10000);
     EXPECT_EQ(receiveInto(&owned.kept, 9000, 9000), first);
     EXPECT_EQ(owned.kept.size, 10000U);
+}
+
+TEST(KeptBlock, StaysWithWhatItHoldsForAReplyThatFillsIt) {
+    OwnedBlock owned;
+    receiveInto(&owned.kept, 10000, 8000);
+    const uint8_t* const block = stapi::takeKeptBlock(&owned.kept, 10000);
+    EXPECT_EQ(owned.kept.written, 8000U);
+    EXPECT_EQ(block[7999], 'x');
+}
+
+TEST(KeptBlock, IsNoneWithoutMemoryForIt) {
+    OwnedBlock owned;
+    receiveInto(&owned.kept, 10000, 10000);
+    {
+        const test_support::AllocationFault fault(1);
+        EXPECT_EQ(stapi::takeKeptBlock(&owned.kept, 20000), nullptr);
+        EXPECT_TRUE(fault.hasStruck());
+    }
+    EXPECT_EQ(owned.kept.size, 0U);
+    EXPECT_EQ(owned.kept.written, 0U);
+    EXPECT_NE(stapi::takeKeptBlock(&owned.kept, 5000), nullptr);
 }
 
 TEST(KeptBlock, IsEnlargedForALongerReply) {

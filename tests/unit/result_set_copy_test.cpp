@@ -180,6 +180,15 @@ TEST_F(RsCopyRefusals, SourceWithoutABufferBeforeItsOwner) {
                                ") resultSetBuf is NULL - no data to copy"}));
 }
 
+TEST_F(RsCopyRefusals, SourceWithoutABufferIsRefusedWithoutAWordWhileNothingIsTraced) {
+    HeldSet held(twoIds());
+    held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
+    traceToFile(0);
+    expectRefusal(held, STAPI_RC_NO_RESULT_BUFFER);
+    EXPECT_EQ(traced(), "");
+}
+
 TEST_F(RsCopyRefusals, WrongContentBeforeTheOwner) {
     HeldSet held(SetBytes().end().raw("no content"));
     ++held.token()->owningPid;

@@ -150,6 +150,15 @@ TEST_F(RsDumpRefusals, NoBufferBeforeTheOwner) {
         {"1103 *EXC* API.dumpResultSet(rsPtr=" + at(held.token()) + ") resultSetBuf is NULL - no data to dump"});
 }
 
+TEST_F(RsDumpRefusals, NoBufferIsRefusedWithoutAWordWhileNothingIsTraced) {
+    HeldSet held(smallSet());
+    held.token()->resultSetBuf = nullptr;
+    stapi::keepContent(held.token());
+    traceToFile(0);
+    EXPECT_EQ(dumpResultSet(held.token()), STAPI_RC_NO_RESULT_BUFFER);
+    EXPECT_EQ(traced(), "");
+}
+
 TEST_F(RsDumpRefusals, WrongContentBeforeTheOwner) {
     HeldSet held(SetBytes().end().raw("no content"));
     ++held.token()->owningTid;

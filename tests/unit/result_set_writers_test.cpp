@@ -267,6 +267,12 @@ TEST_P(RsNullParameter, IsNoDataWithItsMessage) {
                                GetParam().arguments + ") function received a null parameter"}));
 }
 
+TEST_P(RsNullParameter, IsNoDataWithoutAWordWhileNothingIsTraced) {
+    traceToFile(0);
+    EXPECT_EQ(GetParam().call(), STAPI_RC_NO_DATA);
+    EXPECT_EQ(traced(), "");
+}
+
 INSTANTIATE_TEST_SUITE_P(Every, RsNullParameter, testing::ValuesIn(nullCases()),
                          [](const auto& instance) { return instance.param.function; });
 

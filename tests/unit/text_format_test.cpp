@@ -150,10 +150,16 @@ TEST(TextFormat, EveryByteFrom0x80To0x9FStaysAsItIs) {
 }
 
 TEST(TextFormat, UnknownAndIncompleteConversionsStayAsTheyAre) {
-    const char* volatile unknown = "<%y>";  // volatile, or the compiler would object to it
+    const char* volatile unknown = "<%y>";  // volatile, or the compilers would object; so they would without arguments
     const char* volatile incomplete = "100%-";
-    EXPECT_EQ(format(unknown).text, "<%y>");
-    EXPECT_EQ(format(incomplete).text, "100%-");
+    EXPECT_EQ(format(unknown, 0).text, "<%y>");
+    EXPECT_EQ(format(incomplete, 0).text, "100%-");
+}
+
+TEST(TextFormat, PrecisionIsKeptUpToTheAreaOfANumber) {
+    EXPECT_EQ(format("<%.10d>", 7).text, "<0000000007>");
+    EXPECT_EQ(format("<%.127d>", 7).text, "<" + std::string(126, '0') + "7>");
+    EXPECT_EQ(format("<%.200d>", 7).text, "<" + std::string(127, '0') + ">");
 }
 
 TEST(TextFormat, ConversionsInsideAnArgumentAreNotConverted) {

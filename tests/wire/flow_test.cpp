@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "api/zulstats64.h"
+#include "comms/stapi_zul_socketcomms.h"
 #include "exchange.h"
 #include "trace_capture.h"
 
@@ -175,6 +177,26 @@ TEST(Flow, WithoutAHolderOfTheRequestThereIsNothingToFlow) {
     stapi::ReasonsBlock reasons = {};
     EXPECT_EQ(stapi::flow(-1, 8, nullptr, "BASE", &header, &reasons), -1);
     EXPECT_EQ(trace.points(), (std::vector<int>{3225, 3227, 3238}));
+}
+
+TEST(Flow, WithNothingToFlowIsRefusedWithoutAWordWhileNothingIsTraced) {
+    const TraceCapture trace(0);
+    stapi::HeaderRecord header = {};
+    stapi::ReasonsBlock reasons = {};
+    EXPECT_EQ(stapi::flow(-1, 8, nullptr, "BASE", &header, &reasons), -1);
+    EXPECT_EQ(trace.text(), "");
+}
+
+TEST(ExchangeCode, IsASocketErrorForWhatWasNotSentOrAConnectionThatIsGoneAndElseABadReply) {
+    stapi::ReasonsBlock gone = {};
+    gone.gwyRc = stapi::kGatewayConnectionGone;
+    stapi::ReasonsBlock other = {};
+    other.gwyRc = stapi::kGatewayConnectionGone + 1;
+    EXPECT_EQ(stapi::mapExchangeCode(0, gone), 0);
+    EXPECT_EQ(stapi::mapExchangeCode(stapi::kExchangeNotSent, other), STAPI_RC_SOCKET_ERROR);
+    EXPECT_EQ(stapi::mapExchangeCode(stapi::kGatewayCommsFailure, gone), STAPI_RC_SOCKET_ERROR);
+    EXPECT_EQ(stapi::mapExchangeCode(stapi::kGatewayCommsFailure, other), STAPI_RC_BAD_EYECATCHER);
+    EXPECT_EQ(stapi::mapExchangeCode(-2, gone), STAPI_RC_BAD_EYECATCHER);
 }
 
 TEST(Flow, WithANullRequestThereIsNothingToFlow) {

@@ -106,6 +106,19 @@ TEST_P(Query, WithoutABufferIsMinus110AndKeepsTheConnection) {
     EXPECT_EQ(peer.requests().size(), 5U);
 }
 
+TEST_P(Query, WithoutABufferIsMinus110WithoutAWordWhileNothingIsTraced) {
+    ScriptedPeer peer(gatewayScript());
+    const OpenConnection connection(peer.port());
+    ASSERT_EQ(connection.rc, 0);
+    stapi::releaseMemory(connection.token->resultSetBuf);
+    connection.token->resultSetBuf = nullptr;
+    connection.token->connRSToken->resultSetBuf = nullptr;
+    const TraceCapture trace(0);
+    ResultSetToken* result = untouchedResult();
+    EXPECT_EQ(GetParam().run(connection.token, &result), -110);
+    EXPECT_EQ(trace.text(), "");
+}
+
 struct Failure {
     const char* name;
     std::optional<Bytes> invocation;
