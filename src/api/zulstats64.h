@@ -20,7 +20,17 @@
  * Processes. A forked child is another process: its queries, and its use of a connection's result set, get
  * STAPI_RC_WRONG_PROCESS. Its close functions release the child's copy of a connection, with the codes that they would
  * give, and without a word to the daemon: the parent's connection lives on. What another thread was using or closing at
- * the fork may stay with the child until it ends. The child may open connections of its own.
+ * the fork may stay with the child until it ends. The child may open connections of its own. A fork waits for another
+ * thread that is writing a trace line. A child is told from its parent by its process id, so one that is given the same
+ * id, in a process id namespace of its own, is taken for its parent.
+ *
+ * Unloading. The library is made to stay loaded. Before it is unloaded, close every connection, free every copy and
+ * call setAPITraceFile with a null pointer, which closes a trace file: unloading closes none. About 1 KiB, the area of
+ * that file's name, stays behind each time.
+ *
+ * Memory. A connection keeps the buffer of its result set, at the size that its largest answer needed, and the block of
+ * its last large reply: together about twice the size of that reply. The block is given back when the replies have been
+ * small for a while, the buffer when the connection is closed.
  *
  * Waiting. The connect itself gives up after 60 seconds. Without limit wait: resolving a host name; the handshake, the
  * authorisation and the request for the protocol version, which are part of opening; every query; and the close
@@ -37,11 +47,15 @@
  * output. A thread is never cancelled inside a function; asynchronous cancellation is not supported. On Linux neither a
  * socket nor a trace file gets the number of a standard stream.
  *
- * Trace. Level 1 tells why a connection could not be made, what failed in an exchange, and what was refused for its
- * content, its owner or its thread. These failures leave no line: a null argument of a query, of a walk, of getIdQuery,
- * copyResultSet or dumpResultSet; a bad port or null argument of an open function; STAPI_RC_NO_MEMORY for the trace of
- * the first call (it goes to standard error), of getIdQuery and of an id list that is too long only as a failed copy;
- * STAPI_RC_QUERY_STRING_FAILED; STAPI_RC_END_OF_DATA.
+ * Trace. Level 1 tells why a connection could not be made; of an exchange, that a request could not be sent, a receive
+ * failed, the reply is no gateway's, or the daemon refused the call; and what was refused for its content, its owner or
+ * its thread. Other failures leave no line at level 1, but their code in the exit line of level 3: a daemon that closes
+ * the connection before its reply, or ends the reply early; a return code in a reply's header; a reply that is too
+ * short or malformed; closing a connection that is not, or no longer, among the open ones; a null argument of a query,
+ * of a walk, of getIdQuery, copyResultSet or dumpResultSet; a bad port or null argument of an open function;
+ * STAPI_RC_NO_MEMORY for the trace of the first call (it goes to standard error), of getIdQuery and of an id list that
+ * is too long only as a failed copy; STAPI_RC_QUERY_STRING_FAILED; STAPI_RC_END_OF_DATA. That a connection was removed
+ * because a query failed is told at level 2.
  */
 #ifndef ZULSTATS64_H
 #define ZULSTATS64_H

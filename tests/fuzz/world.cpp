@@ -256,7 +256,7 @@ CancellationHold::~CancellationHold() {
 StreamWriteHold::StreamWriteHold(std::FILE*) : stateBefore_(), isHeld_(false), hasFailed_(false) {}
 
 StreamWriteHold::~StreamWriteHold() {
-    stateBefore_[0] = hasFailed_ ? 1 : 0;
+    stateBefore_[0] = isHeld_ || hasFailed_ ? 1 : 0;
 }
 
 void watchForks(void (*)(), void (*)(), void (*)()) {}
