@@ -355,8 +355,8 @@ class CommandLineReader {
         std::vector<std::string> ids;
         for (const std::string& text : list_.positionals) {
             const Metric metric = parseMetric(text);
-            const auto read = ids_.read({metric.id}, "statistic id");
-            for (const std::string& id : read) {
+            const std::vector<std::string> idsOfMetric = ids_.read({metric.id}, "statistic id");
+            for (const std::string& id : idsOfMetric) {
                 result_.check.metrics.push_back({id, metric.isRate});
                 ids.push_back(id);
             }

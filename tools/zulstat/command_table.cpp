@@ -7,7 +7,7 @@ namespace {
 
 template <class... Commands>
 constexpr uint32_t bits(const Commands... commands) {
-    return (static_cast<uint32_t>(commands) | ... | 0U);
+    return (static_cast<uint32_t>(commands) | ...);
 }
 
 constexpr uint32_t kEvery = 0xFFFFFFFF;

@@ -65,8 +65,10 @@ void runSession(const Gateway& gateway, const std::vector<Query>& queries, Repor
     if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
         report.fail(connectFailure(code));
     } else {
-        std::all_of(queries.begin(), queries.end(),
-                    [&](const Query& query) { return reportQuery(connection, query, report); });
+        bool goesOn = true;
+        for (size_t index = 0; index < queries.size() && goesOn; ++index) {
+            goesOn = reportQuery(connection, queries[index], report);
+        }
     }
     report.answered();
     connection.close();
@@ -121,7 +123,7 @@ Reports GatewayRuns::wait(const std::chrono::milliseconds limit) {
     return reports;
 }
 
-void GatewayRuns::interrupt() {
+void GatewayRuns::interrupt() const {
     for (const Run& run : runs_) {
         run.report->interrupt();
     }

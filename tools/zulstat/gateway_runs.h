@@ -25,7 +25,7 @@ class GatewayRuns {
     // In the order of the gateways; no longer than the limit (0: none).
     Reports wait(std::chrono::milliseconds limit);
     // Ends the wait, from any thread.
-    void interrupt();
+    void interrupt() const;
     // Waits until all have taken leave of their gateways. False: some still wait for theirs.
     bool waitUntilFinished(std::chrono::milliseconds limit);
 

@@ -161,8 +161,7 @@ class Probe {
     std::vector<ProbeStep> run() {
         step("resolve", [this] { return resolve(); });
         step("connect", [this] { return connect(); });
-        Conversation conversation(socket_, limit_);
-        conversation_ = &conversation;
+        conversation_.emplace(socket_, limit_);
         step("handshake", [this] { return handshake(); });
         step("authorisation", [this] { return authorise(); });
         step("version", [this] { return askVersion(); });
@@ -333,7 +332,7 @@ class Probe {
     bool hasFailed_ = false;
     std::vector<ProbeAddress> addresses_;
     ProbeSocket socket_;
-    Conversation* conversation_ = nullptr;
+    std::optional<Conversation> conversation_;
 };
 
 }  // namespace

@@ -386,7 +386,7 @@ class Watch {
         }
     }
 
-    void take(SampleTaken& taken) {
+    void take(const SampleTaken& taken) {
         Watched& watched = watched_[taken.gateway];
         if (taken.generation != watched.generation) {
             return;
