@@ -4,8 +4,16 @@
 #include "diag/heap_blocks.h"
 #include "resultset/stapi_zul_resultsetbuffer.h"
 
+namespace {
+
+// Of the buffer that was made last, as a connection knows it of its own.
+stapi::TouchedBytes touched = {};
+
+}  // namespace
+
 char* insideMakeBuffer(int32_t* capacity) {
     *capacity = stapi::kInitialResultSetCapacity;
+    touched = {};
     return static_cast<char*>(stapi::allocateMemory(stapi::resultSetAllocation(*capacity)));
 }
 
@@ -14,9 +22,11 @@ void insideReleaseBuffer(char* buffer) {
 }
 
 int32_t insideParseStats(const uint8_t* payload, size_t payloadSize, char** buffer, int32_t* capacity) {
-    return stapi::parseStatsData(payload, buffer, capacity, payloadSize);
+    return stapi::parseArrivedStats(payload, buffer, capacity, payloadSize,
+                                    {.arrived = payloadSize, .touched = &touched});
 }
 
 int32_t insideParseIds(const uint8_t* payload, size_t payloadSize, char** buffer, int32_t* capacity) {
-    return stapi::parseIdsData(payload, buffer, capacity, payloadSize);
+    return stapi::parseArrivedIds(payload, buffer, capacity, payloadSize,
+                                  {.arrived = payloadSize, .touched = &touched});
 }

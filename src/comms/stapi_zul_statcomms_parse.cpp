@@ -149,7 +149,10 @@ void finishResultSet(ReplyParser* parser, TouchedBytes* touched) {
         addTerminator(parser->cursor);
     }
     if (touched != nullptr) {
-        *touched = {parser->touched, static_cast<size_t>(parser->written)};
+        const auto end = static_cast<size_t>(parser->written);
+        // A terminator that begins among the touched bytes may reach beyond them.
+        const size_t reached = end < parser->touched ? end + sizeof kTerminator : 0;
+        *touched = {std::max(parser->touched, reached), end};
     }
 }
 

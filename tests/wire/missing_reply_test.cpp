@@ -1,11 +1,14 @@
 // Replies of which a part never arrived: what is merely announced reads as zero, and costs neither memory nor time.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "comms/stapi_zul_statcomms.h"
@@ -98,6 +101,76 @@ INSTANTIATE_TEST_SUITE_P(Kinds, MissingReply, testing::ValuesIn(missingCases()),
                          [](const testing::TestParamInfo<MissingCase>& caseInfo) {
                              return std::string(caseInfo.param.name);
                          });
+
+// What a connection's buffer holds after a reply: the set, and behind what is known to be touched nothing but zeros,
+// the terminator aside.
+void expectAsFresh(const Bytes& payload, size_t arrived, ArrivedParser parser, ResultBuffer* kept,
+                   stapi::TouchedBytes* touched) {
+    const int32_t rc = parser(payload.data(), &kept->buffer, &kept->capacity, payload.size(),
+                              {.arrived = arrived, .touched = touched});
+    ResultBuffer fresh(kept->capacity);
+    EXPECT_EQ(rc, parser(payload.data(), &fresh.buffer, &fresh.capacity, payload.size(), {}));
+    const Bytes expected = fresh.content();
+    EXPECT_EQ(bytesAt(kept->buffer, expected.size()), expected);
+    const size_t terminator = touched->terminator;
+    for (size_t index = touched->first; index < stapi::resultSetAllocation(kept->capacity); ++index) {
+        const bool isOfTerminator = index >= terminator && index < terminator + sizeof stapi::kTerminator;
+        ASSERT_TRUE(isOfTerminator || kept->buffer[index] == 0) << "byte " << index << " counts as untouched";
+    }
+}
+
+Bytes idReplyOfSize(size_t idLength) {
+    const std::string id(idLength, 'i');
+    return ReplyPayload().single().idResponse("Q", 0, {id}).bytes();
+}
+
+// A terminator then stands across the end of what the longer set has touched.
+TEST(KeptResultSet, IsAsOneOfAFreshBufferWhenItShrinksByAFewBytesAndEndsInZeros) {
+    for (size_t shrunkBy = 1; shrunkBy <= 8; ++shrunkBy) {
+        for (size_t emptyAfter = 0; emptyAfter <= 60; ++emptyAfter) {
+            ResultBuffer kept(4096);
+            stapi::TouchedBytes touched = {sizeof stapi::kTerminator, 0};
+            for (const Bytes& payload :
+                 {idReplyOfSize(60), idReplyOfSize(60 - shrunkBy),
+                  ReplyPayload().single().idResponse("Q", 0, {std::string(emptyAfter, 'e'), "", ""}).bytes()}) {
+                expectAsFresh(payload, payload.size(), stapi::parseArrivedIds, &kept, &touched);
+            }
+        }
+    }
+}
+
+TEST(KeptResultSet, IsAsOneOfAFreshBufferWhateverCameBefore) {
+    std::mt19937_64 random(20);
+    const auto below = [&random](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
+    ResultBuffer kept(512);
+    stapi::TouchedBytes touched = {sizeof stapi::kTerminator, 0};
+    for (int round = 0; round < 3000 && !testing::Test::HasFailure(); ++round) {
+        ReplyPayload reply;
+        const uint32_t elements = 1 + below(4);
+        const bool isStatistics = below(2) == 0;
+        reply.multi(elements);
+        for (uint32_t element = 0; element < elements; ++element) {
+            const std::string text(below(12), 'q');
+            const uint32_t entries = below(5);
+            if (isStatistics && entries > 0) {
+                reply.statsResponse(text, 0, entries);
+                for (uint32_t entry = 0; entry < entries; ++entry) {
+                    reply.shortStat(std::string(below(6), 'i'), std::string(below(9), 'v'));
+                }
+            } else if (isStatistics) {
+                reply.failedResponse(text, -1);
+            } else {
+                const std::string id(below(9), 'i');
+                reply.idResponse(text, 0, std::vector<std::string_view>(entries, id));
+            }
+        }
+        Bytes payload = reply.bytes();
+        const size_t arrived = below(3) == 0 ? below(static_cast<uint32_t>(payload.size())) : payload.size();
+        std::fill(payload.begin() + static_cast<ptrdiff_t>(arrived), payload.end(), uint8_t{0});
+        expectAsFresh(payload, arrived, isStatistics ? stapi::parseArrivedStats : stapi::parseArrivedIds, &kept,
+                      &touched);
+    }
+}
 
 // A payload of which nothing but the head of one query element has arrived, with that many entries announced.
 Bytes headWithCount(uint32_t count, bool isStatistics) {
