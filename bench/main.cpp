@@ -3,6 +3,7 @@
 //   bench_client --port=N [--library=FILE] [--inside=FILE] [--untraced=FILE] [--other=FILE] [--other-inside=FILE]
 //                [--empty=FILE] [--work-file=FILE] [--benchmark_...] NAME...
 #include <cstdio>
+#include <mutex>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,9 @@ namespace {
 template <typename Module>
 const Module& loaded(std::map<Contender, std::unique_ptr<Module>>* modules,
                      const std::map<Contender, std::string>& paths, Contender contender) {
+    // The threads of a benchmark begin at the same time.
+    static std::mutex mutex;
+    const std::lock_guard hold(mutex);
     std::unique_ptr<Module>& module = (*modules)[contender];
     if (module == nullptr) {
         const auto path = paths.find(contender);
