@@ -1,6 +1,6 @@
-// The block into which a connection receives the bodies of its replies. It lives as long as the connection, so that a
-// query that is made every few seconds has no pages made, zeroed and given back for it each time; a small one, for
-// which the heap does no such thing, lives as long as the query.
+// The block into which a connection receives the bodies of its long replies. A large one stays with the connection
+// while its replies stay large, so that a query that is made every few seconds has no pages made, zeroed and given back
+// for it each time; a small one, for which the heap does no such thing, lives as long as the query.
 #ifndef ZULSTATS_COMMS_KEPT_BLOCK_H
 #define ZULSTATS_COMMS_KEPT_BLOCK_H
 

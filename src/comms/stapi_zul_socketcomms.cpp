@@ -456,7 +456,7 @@ int32_t readFromSocket(int32_t socketDesc, int32_t dataSize, uint8_t* dataBuf, i
         if (piece.value > 0) {
             total += piece.value;
         } else {
-            rc = piece.error;  // 0 when the peer closed: what is missing stays zero, and the caller goes on
+            rc = piece.error;  // 0 when the peer closed: the caller goes on, and what is missing reads as zero
             TRACE_EXC(3242, "stapi_zul_socketcomms.readFromSocket read returned an error code: errno=%d\n", rc);
         }
     }

@@ -9,8 +9,8 @@
 namespace stapi {
 
 // Each queries over a socket and parses the reply into *buffer of capacity *bufferLen, both of which change when the
-// buffer grows. ids is the id list, null-terminated. memory is the connection's, or null. 0; -102
-// the connection is gone; -103 *buffer is null, and nothing was sent; -122 any other failure.
+// buffer grows. ids is the id list, null-terminated. memory is the connection's, or null. 0; -102 the connection is
+// gone; -103 *buffer is null, and nothing was sent; -122 any other failure.
 int32_t commsResourceGroupsIds(int32_t socketDesc, char** buffer, int32_t* bufferLen,
                                ConnectionMemory* memory = nullptr);
 int32_t commsStatIds(int32_t socketDesc, char** buffer, int32_t* bufferLen, ConnectionMemory* memory = nullptr);
