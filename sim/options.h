@@ -14,10 +14,13 @@ namespace gatewaysim {
 
 enum class ListFormat { text, tabs };
 
+enum class BuiltIn { everyday, unusual };
+
 struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 0;
     std::optional<std::string> catalogueFile;
+    BuiltIn builtIn = BuiltIn::everyday;
     bool printCatalogue = false;
     std::optional<ListFormat> listHostile;
     std::vector<Fault> faults;
