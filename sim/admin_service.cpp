@@ -110,6 +110,7 @@ Payload AdminService::statistics(std::string_view query, uint32_t earlierQueries
     }
     Moment moment(catalogue_, seed_, clock_.start(), clock_.now(earlierQueries));
     std::vector<StatisticsResponse> responses;
+    responses.reserve(elements.size());
     for (const std::string& element : elements) {
         responses.push_back(statisticsOf(element, moment));
     }

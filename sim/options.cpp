@@ -186,7 +186,8 @@ std::optional<Options> parseOptions(int count, const char* const* arguments) {
     app.add_option("--host", raw.host, "Loopback address to listen on (127.0.0.1)");
     app.add_option("--port", raw.port, "Port to listen on; 0 picks a free one (0)");
     app.add_option("--catalogue", raw.catalogueFile, "JSON file of what to serve (a built-in one, see --built-in)");
-    app.add_option("--built-in", raw.builtIn, "Built-in catalogue to serve: everyday, or unusual ids and values (everyday)");
+    app.add_option("--built-in", raw.builtIn,
+                   "Built-in catalogue to serve: everyday, or unusual ids and values (everyday)");
     app.add_flag("--print-catalogue", options.printCatalogue, "Print the catalogue and end");
     app.add_option("--fault", raw.faults, "Answer wrongly, see below; may be given more than once")
         ->expected(1)

@@ -261,13 +261,17 @@ INSTANTIATE_TEST_SUITE_P(
                    "groups[1]: field \"code\" stands twice"}),
     withName);
 
+std::string sumOfTwice(int id, int part) {
+    const std::string quoted = "\"" + std::to_string(part) + "\"";
+    return ",\n{\"id\": \"" + std::to_string(id) + R"(", "group": "g", "kind": "sum", "plus": [)" + quoted + "," +
+           quoted + "]}";
+}
+
 // A counter "0", and so many sums one on top of the other.
 std::string tower(int sums) {
     std::string statistics = R"({"id": "0", "group": "g", "kind": "counter", "start": 1, "rate": 0})";
     for (int level = 1; level <= sums; ++level) {
-        const std::string below = "\"" + std::to_string(level - 1) + "\"";
-        statistics += ",\n{\"id\": \"" + std::to_string(level) + R"(", "group": "g", "kind": "sum", "plus": [)" +
-                      below + ", " + below + "]}";
+        statistics += sumOfTwice(level, level - 1);
     }
     return catalogueWith(statistics);
 }
@@ -295,10 +299,9 @@ TEST(Catalogue, ATowerOfSumsHasABound) {
 
 TEST(Catalogue, ACircleOfManyIsFound) {
     constexpr int kMany = 50000;
-    std::string statistics;
+    std::string statistics = R"({"id": "start", "group": "g", "kind": "text", "text": "x"})";
     for (int index = 0; index < kMany; ++index) {
-        statistics += (index == 0 ? "{\"id\": \"" : ",\n{\"id\": \"") + std::to_string(index) +
-                      R"(", "group": "g", "kind": "sum", "plus": [")" + std::to_string((index + 1) % kMany) + "\"]}";
+        statistics += sumOfTwice(index, (index + 1) % kMany);
     }
     const TemporaryFile file(catalogueWith(statistics));
     const FinishedProgram program = runGatewaySim(withCatalogue(file.path()));

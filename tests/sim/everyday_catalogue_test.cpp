@@ -37,6 +37,7 @@ std::vector<Values> runOf(const std::string& seed, const std::string& step, int 
     Conversation conversation(sim);
     conversation.open();
     std::vector<Values> run;
+    run.reserve(static_cast<size_t>(moments));
     for (int moment = 0; moment < moments; ++moment) {
         run.push_back(valuesNow(conversation));
     }
@@ -47,11 +48,11 @@ constexpr int kSecondsOfARun = 150;
 
 // Minutes by the second, hours by the minute, a week by the hour.
 const std::vector<std::vector<Values>>& runs() {
-    static const std::vector<std::vector<Values>> all{
+    static const std::vector<std::vector<Values>> kRuns{
         runOf("1", "1", kSecondsOfARun), runOf("7", "1", kSecondsOfARun), runOf("2026", "1", kSecondsOfARun),
         runOf("4711", "61", 100),        runOf("5", "3607", 170),
     };
-    return all;
+    return kRuns;
 }
 
 // An id, or a number that stands for itself.

@@ -140,6 +140,7 @@ std::vector<std::map<std::string, std::string>> momentsOf(const std::string& sta
     Conversation conversation(sim);
     conversation.open();
     std::vector<std::map<std::string, std::string>> moments;
+    moments.reserve(static_cast<size_t>(count));
     for (int moment = 0; moment < count; ++moment) {
         moments.push_back(valuesOf(conversation));
     }

@@ -22,13 +22,13 @@ using zulstat_test::Texts;
 
 // A text of the catalogue as a JSON document can hold it: what is no UTF-8 is U+FFFD.
 std::string shownText(const json& text) {
-    static const std::map<std::string, std::string> shownBytes{
+    static const std::map<std::string, std::string> kShownBytes{
         {"6C6174696E2D31206772F6DF65", "latin-1 gr\uFFFD\uFFFDe"},
         {"FFFE", "\uFFFD\uFFFD"},
         {"63757420E282", "cut \uFFFD"},
         {"6772FCDF6520C32820EDA0802080", "gr\uFFFD\uFFFDe \uFFFD( \uFFFD\uFFFD\uFFFD \uFFFD"},
     };
-    return text.is_string() ? text.get<std::string>() : shownBytes.at(text["hex"]);
+    return text.is_string() ? text.get<std::string>() : kShownBytes.at(text["hex"]);
 }
 
 std::string valueAtTheStart(const json& statistic) {
