@@ -286,7 +286,7 @@ TEST(Catalogue, SumsOfSumsAreEachMadeOnceHoweverOftenTheyAreNamed) {
 }
 
 TEST(Catalogue, ATowerOfSumsHasABound) {
-    for (const int sums : {33, 50000}) {
+    for (const int sums : {33, 5000}) {
         const TemporaryFile file(tower(sums));
         const FinishedProgram program = runGatewaySim(withCatalogue(file.path()));
         EXPECT_EQ(program.exitCode, 2);
@@ -298,7 +298,7 @@ TEST(Catalogue, ATowerOfSumsHasABound) {
 }
 
 TEST(Catalogue, ACircleOfManyIsFound) {
-    constexpr int kMany = 50000;
+    constexpr int kMany = 5000;
     std::string statistics = R"({"id": "start", "group": "g", "kind": "text", "text": "x"})";
     for (int index = 0; index < kMany; ++index) {
         statistics += sumOfTwice(index, (index + 1) % kMany);
