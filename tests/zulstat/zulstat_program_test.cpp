@@ -44,6 +44,9 @@ class SmallGateway : public ::testing::Test {
     ProgramOutcome ask(const Texts& arguments) const {
         return gateway_.ask(arguments);
     }
+    int port() const {
+        return gateway_.gateway().port();
+    }
     json askForJson(Texts arguments) const {
         arguments.insert(arguments.end(), {"--format", "json"});
         const ProgramOutcome outcome = ask(arguments);
@@ -191,6 +194,34 @@ TEST_F(SmallGateway, GivesIdsAsJson) {
 TEST_F(SmallGateway, ExitsWithTheSameCodeInBothFormats) {
     EXPECT_EQ(ask({"ids", "nowhere", "--format", "json"}).exitCode, 1);
     EXPECT_EQ(ask({"ids", "alpha", "--format", "json"}).exitCode, 0);
+}
+
+// What the program shows of a gateway, of the same one behind a recorder, and of its recording.
+TEST_F(SmallGateway, ShowsTheSameThroughARecorderAndFromTheRecording) {
+    const std::vector<Texts> commands{{"groups"},
+                                      {"ids"},
+                                      {"ids", "beta"},
+                                      {"stats"},
+                                      {"stats", "--group", "alpha", "--group", "no.such.group"},
+                                      {"--format", "csv", "stats", "--stat", "beta.size"}};
+    const test_support::TemporaryFile file;
+    const Texts target{"record", "--gateway", "127.0.0.1:" + std::to_string(port()), "--output", file.path()};
+    std::vector<std::string> direct;
+    std::vector<std::string> recorded;
+    {
+        test_support::GatewaySim recorder(target);
+        for (const Texts& command : commands) {
+            direct.push_back(ask(command).standardOutput);
+            recorded.push_back(runZulstat(recorder, command).standardOutput);
+        }
+        ASSERT_EQ(recorder.stop(), 0) << recorder.standardError();
+    }
+    const test_support::GatewaySim replay({"replay", file.path()});
+    for (size_t index = 0; index < commands.size(); ++index) {
+        EXPECT_EQ(recorded[index], direct[index]) << index;
+        EXPECT_EQ(runZulstat(replay, commands[index]).standardOutput, direct[index]) << index;
+    }
+    EXPECT_EQ(replay.standardError(), "");
 }
 
 TEST_F(SmallGateway, TakesAHostName) {
