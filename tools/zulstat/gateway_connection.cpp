@@ -176,14 +176,15 @@ Answer GatewayConnection::ask(const Query& query) {
     return answer;
 }
 
-int32_t GatewayConnection::dump() {
-    ResultSetToken* resultSet = nullptr;
-    int32_t code = getStats(token_, &resultSet);
+int32_t GatewayConnection::askForDump() {
+    const int32_t code = getStats(token_, &dumpedResultSet_);
     noteCode(code);
-    if (code == STAPI_RC_OK) {
-        code = dumpState();
-    }
-    return code == STAPI_RC_OK ? dumpResultSet(resultSet) : code;
+    return code;
+}
+
+int32_t GatewayConnection::dump() {
+    const int32_t code = dumpState();
+    return code == STAPI_RC_OK ? dumpResultSet(dumpedResultSet_) : code;
 }
 
 void GatewayConnection::close() {

@@ -33,7 +33,9 @@ class GatewayConnection {
     // Asks, asks again for what the answer hides, and makes sure that it arrived whole. A connection that is found dead
     // is no longer open afterwards.
     Answer ask(const Query& query);
-    // Writes the library's state and the result set of the last query to the trace destination.
+    // Asks for all statistics, for a dump. STAPI_RC_OK and the others of getStats.
+    int32_t askForDump();
+    // Writes the library's state and what was answered to that to the trace destination.
     int32_t dump();
     // Waits for the gateway's goodbye.
     void close();
@@ -42,6 +44,8 @@ class GatewayConnection {
 
   private:
     void noteCode(int32_t code);
+
+    ResultSetToken* dumpedResultSet_ = nullptr;  // the connection's, as the library has it
 
     std::atomic<GatewayToken*> token_{nullptr};
     std::string protocolVersion_;
