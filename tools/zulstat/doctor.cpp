@@ -222,8 +222,8 @@ DumpOutcome dumpGateway(const Gateway& gateway, const std::string& file, const s
     if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
         return {kExitCannotConnect, describeCode(code) + " Try \"zulstat doctor\"."};
     }
-    if (const int32_t code = connection.askForDump(); code != STAPI_RC_OK) {
-        return {kExitQueryFailed, describeCode(code) + " Try \"zulstat doctor\"."};
+    if (const auto failure = connection.askForDump()) {
+        return {kExitQueryFailed, reasonOf(*failure) + " Try \"zulstat doctor\"."};
     }
     return writeDump(connection, file, traceFile);
 }
