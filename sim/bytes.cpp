@@ -2,6 +2,51 @@
 
 namespace gatewaysim {
 
+namespace {
+
+std::optional<uint8_t> hexDigit(char character) {
+    if (character >= '0' && character <= '9') {
+        return static_cast<uint8_t>(character - '0');
+    }
+    if (character >= 'A' && character <= 'F') {
+        return static_cast<uint8_t>(character - 'A' + 10);
+    }
+    if (character >= 'a' && character <= 'f') {
+        return static_cast<uint8_t>(character - 'a' + 10);
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::string hexText(std::span<const uint8_t> bytes) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string text;
+    text.reserve(2 * bytes.size());
+    for (const uint8_t byte : bytes) {
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0x0F];
+    }
+    return text;
+}
+
+std::optional<Bytes> bytesFromHex(std::string_view text) {
+    if (text.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    Bytes bytes;
+    bytes.reserve(text.size() / 2);
+    for (size_t at = 0; at < text.size(); at += 2) {
+        const auto high = hexDigit(text[at]);
+        const auto low = hexDigit(text[at + 1]);
+        if (!high.has_value() || !low.has_value()) {
+            return std::nullopt;
+        }
+        bytes.push_back(static_cast<uint8_t>(*high << 4 | *low));
+    }
+    return bytes;
+}
+
 void ByteWriter::u8(uint8_t value) {
     bytes_.push_back(value);
 }

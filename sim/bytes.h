@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -12,6 +13,11 @@
 namespace gatewaysim {
 
 using Bytes = std::vector<uint8_t>;
+
+// Two digits for each byte, in upper case.
+std::string hexText(std::span<const uint8_t> bytes);
+// Nothing for anything but two digits, of either case, for each byte.
+std::optional<Bytes> bytesFromHex(std::string_view text);
 
 // Appends integers in network byte order.
 class ByteWriter {

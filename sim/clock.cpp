@@ -10,10 +10,6 @@ namespace gatewaysim {
 
 namespace {
 
-Instant systemTime() {
-    return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
-}
-
 std::optional<unsigned> digits(std::string_view text) {
     unsigned value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -24,6 +20,19 @@ std::optional<unsigned> digits(std::string_view text) {
 }
 
 }  // namespace
+
+Instant systemTime() {
+    return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+}
+
+std::string isoTextWithMilliseconds(Instant instant) {
+    const auto milliseconds = instant - std::chrono::floor<std::chrono::seconds>(instant);
+    std::array<char, 8> end{};
+    std::snprintf(end.data(), end.size(), ".%03dZ", static_cast<int>(milliseconds.count()));
+    std::string text = isoText(instant);
+    text.replace(text.size() - 1, 1, end.data());
+    return text;
+}
 
 std::string isoText(Instant instant) {
     const auto day = std::chrono::floor<std::chrono::days>(instant);

@@ -13,6 +13,10 @@ using Instant = std::chrono::sys_time<std::chrono::milliseconds>;
 
 // "2024-05-06T07:08:09Z"
 std::string isoText(Instant instant);
+// "2024-05-06T07:08:09.123Z"
+std::string isoTextWithMilliseconds(Instant instant);
+// The system's time.
+Instant systemTime();
 std::optional<Instant> parseIsoText(std::string_view text);
 
 // The time that the values are made from: the system's, or a frozen one that only queries move.

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "clock.h"
+
 namespace gatewaysim {
 
 namespace {
@@ -12,6 +14,11 @@ void appendEscaped(std::string& target, char character) {
     target += "\\x";
     target += kDigits[value >> 4];
     target += kDigits[value & 0x0F];
+}
+
+void writeLine(const std::string& line) {
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
 }
 
 bool isPrintable(char character) {
@@ -51,11 +58,15 @@ std::string onOneLine(std::string_view message) {
     return line;
 }
 
+void complain(std::string_view message) {
+    writeLine("gatewaysim: " + onOneLine(message) + "\n");
+}
+
 void Log::always(std::string_view message) {
-    const std::string line = "gatewaysim: " + onOneLine(message) + "\n";
+    const std::string text = onOneLine(message);
+    // The time is taken under the lock, so that the lines stand in its order.
     const std::lock_guard lock(mutex_);
-    std::fwrite(line.data(), 1, line.size(), stderr);
-    std::fflush(stderr);
+    writeLine("gatewaysim: " + isoTextWithMilliseconds(systemTime()) + " " + text + "\n");
 }
 
 void Log::whenVerbose(std::string_view message) {

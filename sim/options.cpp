@@ -26,7 +26,13 @@ struct RawOptions {
     std::string seed;
     std::string frozenClock;
     std::string clockStep;
+    std::string gateway;
+    std::string output;
+    std::string recording;
 };
+
+constexpr const char* kRecord = "record";
+constexpr const char* kReplay = "replay";
 
 int64_t numberInRange(const char* option, const std::string& text, int64_t lowest, int64_t highest) {
     const auto number = parseNumber(text);
@@ -137,6 +143,15 @@ std::vector<Fault> checkedFaults(const RawOptions& raw) {
     return faults;
 }
 
+RecordingOptions checkedRecording(const RawOptions& raw) {
+    const auto gateway = parseAddress(raw.gateway);
+    if (!gateway.has_value()) {
+        throw BadOption("--gateway " + inQuotes(raw.gateway) +
+                        " is not HOST:PORT with a port from 1 to 65535, such as gateway-one:2980 or [::1]:2980");
+    }
+    return {*gateway, raw.output};
+}
+
 Options checked(const RawOptions& raw, Options options) {
     options.host = checkedHost(raw.host);
     options.port = static_cast<uint16_t>(numberInRange("--port", raw.port, 0, UINT16_MAX));
@@ -173,18 +188,23 @@ void refuseEmpty(const CLI::App& app) {
     }
 }
 
-}  // namespace
+// A command takes its own options; those of the simulation would go unheeded.
+void refuseForeign(const CLI::App& app, const CLI::App& command) {
+    for (const CLI::Option* option : app.get_options()) {
+        if (option->count() > 0 && command.get_option_no_throw(option->get_name()) == nullptr) {
+            throw BadOption(option->get_name() + " does not go with " + command.get_name());
+        }
+    }
+}
 
-std::optional<Options> parseOptions(int count, const char* const* arguments) {
-    RawOptions raw;
-    Options options;
-    CLI::App app(
-        "gatewaysim: a stand-in Gateway daemon on loopback. Prints one line, \"gatewaysim listening on HOST:PORT\",\n"
-        "once it listens, and serves until SIGTERM or SIGINT (Ctrl+C). Every request that departs from the protocol in\n"
-        "any byte is named on standard error and its connection ended.",
-        "gatewaysim");
+void addServing(CLI::App& app, RawOptions& raw, Options& options) {
     app.add_option("--host", raw.host, "Loopback address to listen on (127.0.0.1)");
     app.add_option("--port", raw.port, "Port to listen on; 0 picks a free one (0)");
+    app.add_flag("--exit-with-stdin", options.exitWithStandardInput, "End at the end of standard input too");
+    app.add_flag("--verbose", options.verbose, "Log every exchange on standard error");
+}
+
+void addSimulation(CLI::App& app, RawOptions& raw, Options& options) {
     app.add_option("--catalogue", raw.catalogueFile, "JSON file of what to serve (a built-in one, see --built-in)");
     app.add_option("--built-in", raw.builtIn,
                    "Built-in catalogue to serve: everyday, or unusual ids and values (everyday)");
@@ -199,18 +219,67 @@ std::optional<Options> parseOptions(int count, const char* const* arguments) {
     app.add_option("--seed", raw.seed, "Number that decides all chance: gauges and opaque values (chance itself)");
     app.add_option("--frozen-clock", raw.frozenClock, "Time at which the values stand, as 2024-05-06T07:08:09Z");
     app.add_option("--clock-step", raw.clockStep, "Seconds that a frozen clock goes on after each GET_STATS (0)");
-    app.add_flag("--exit-with-stdin", options.exitWithStandardInput, "End at the end of standard input too");
-    app.add_flag("--verbose", options.verbose, "Log every exchange on standard error");
+}
+
+CLI::App& addRecord(CLI::App& app, RawOptions& raw, Options& options) {
+    CLI::App& command = *app.add_subcommand(
+        kRecord, "Pass on what clients and a real gateway send each other, and write it to a file for replay");
+    command.add_option("--gateway", raw.gateway, "HOST:PORT of the gateway")->required();
+    command.add_option("--output", raw.output, "File to write, which must not exist yet")->required();
+    addServing(command, raw, options);
+    return command;
+}
+
+CLI::App& addReplay(CLI::App& app, RawOptions& raw, ReplayChoices& choices, Options& options) {
+    CLI::App& command = *app.add_subcommand(kReplay, "Answer with what a gateway answered when it was recorded");
+    command.add_option("RECORDING", raw.recording, "The file")->required();
+    command.add_flag("--timed", choices.timed, "Take as long for every answer as the gateway took");
+    command.add_flag("--again", choices.again,
+                     "After the last answer to a question begin with the first; without it the last one stays");
+    addServing(command, raw, options);
+    return command;
+}
+
+}  // namespace
+
+std::optional<Options> parseOptions(int count, const char* const* arguments) {
+    RawOptions raw;
+    Options options;
+    ReplayChoices choices;
+    CLI::App app(
+        "gatewaysim: a stand-in Gateway daemon on loopback. Prints one line, \"gatewaysim listening on HOST:PORT\",\n"
+        "once it listens, and serves until SIGTERM or SIGINT (Ctrl+C). Every request that departs from the protocol in\n"
+        "any byte is named on standard error and its connection ended.",
+        "gatewaysim");
+    app.set_version_flag("--version", "gatewaysim " ZULSTATS_PACKAGE_VERSION, "Print the version and end");
+    addServing(app, raw, options);
+    addSimulation(app, raw, options);
+    const CLI::App& recordCommand = addRecord(app, raw, options);
+    const CLI::App& replayCommand = addReplay(app, raw, choices, options);
+    app.require_subcommand(0, 1);
     app.footer(footer());
     try {
         app.parse(count, arguments);
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help() << std::flush;
         return std::nullopt;
+    } catch (const CLI::CallForVersion& version) {
+        std::cout << version.what() << std::endl;
+        return std::nullopt;
     } catch (const CLI::ParseError& error) {
         throw BadOption(error.what());
     }
     refuseEmpty(app);
+    for (const CLI::App* command : app.get_subcommands()) {
+        refuseEmpty(*command);
+        refuseForeign(app, *command);
+    }
+    if (recordCommand.parsed()) {
+        options.recording = checkedRecording(raw);
+    }
+    if (replayCommand.parsed()) {
+        options.replay = ReplayOptions{raw.recording, choices};
+    }
     if (!raw.catalogueFile.empty()) {
         options.catalogueFile = raw.catalogueFile;
     }

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "address.h"
 #include "clock.h"
 #include "fault.h"
+#include "replay.h"
 
 namespace gatewaysim {
 
@@ -16,7 +18,20 @@ enum class ListFormat { text, tabs };
 
 enum class BuiltIn { everyday, unusual };
 
+struct RecordingOptions {
+    Address gateway;
+    std::string file;
+};
+
+struct ReplayOptions {
+    std::string file;
+    ReplayChoices choices;
+};
+
 struct Options {
+    // With neither of them it simulates.
+    std::optional<RecordingOptions> recording;
+    std::optional<ReplayOptions> replay;
     std::string host = "127.0.0.1";
     uint16_t port = 0;
     std::optional<std::string> catalogueFile;
@@ -36,7 +51,7 @@ class BadOption : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Nothing when help was asked for and given. Throws BadOption.
+// Nothing when help or the version was asked for and given. Throws BadOption.
 std::optional<Options> parseOptions(int count, const char* const* arguments);
 
 }  // namespace gatewaysim

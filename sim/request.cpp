@@ -1,8 +1,10 @@
 #include "request.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
+#include <functional>
 #include <string_view>
 
 #include "log.h"
@@ -22,6 +24,9 @@ constexpr uint32_t kCallInvoke = 5;
 constexpr size_t kBeforeCallLength = 12;
 
 constexpr std::string_view kObjectName = "DefaultDomain:ProdId=com.oxa.zul,Activity=Control,type=Stats";
+
+// Gives as many bytes as wanted, fewer only where there will be no more.
+using ByteSource = std::function<Bytes(size_t wanted)>;
 
 enum class Handler { handshake, close, authorisation, admin };
 
@@ -61,8 +66,8 @@ void expectText(const std::string& what, std::string_view value, std::string_vie
     }
 }
 
-Bytes receiveAll(Connection& connection, size_t size, const char* what) {
-    Bytes bytes = connection.receive(size);
+Bytes receiveAll(const ByteSource& receive, size_t size, const char* what) {
+    Bytes bytes = receive(size);
     if (bytes.size() != size) {
         throw Deviation("the connection ended after " + std::to_string(bytes.size()) + " of " + std::to_string(size) +
                         " bytes of " + what);
@@ -70,8 +75,8 @@ Bytes receiveAll(Connection& connection, size_t size, const char* what) {
     return bytes;
 }
 
-std::optional<Header> readHeader(Connection& connection) {
-    const Bytes start = connection.receive(kHeaderStart);
+std::optional<Header> readHeader(const ByteSource& receive) {
+    const Bytes start = receive(kHeaderStart);
     if (start.empty()) {
         return std::nullopt;
     }
@@ -97,7 +102,7 @@ std::optional<Header> readHeader(Connection& connection) {
                         " where 4 or 5 belongs");
     }
     const Bytes rest =
-        receiveAll(connection, header.nameLength + kHeaderEnd, "the end of a request header from the name on");
+        receiveAll(receive, header.nameLength + kHeaderEnd, "the end of a request header from the name on");
     ByteReader restReader(rest);
     const auto name = restReader.raw(header.nameLength, "the server program name");
     header.name.assign(name.begin(), name.end());
@@ -248,15 +253,13 @@ void decodeBody(Handler handler, ByteReader& body, Request& request) {
     }
 }
 
-}  // namespace
-
-std::optional<Request> readRequest(Connection& connection) {
-    const std::optional<Header> header = readHeader(connection);
+std::optional<Request> requestFrom(const ByteSource& receive) {
+    const std::optional<Header> header = readHeader(receive);
     if (!header.has_value()) {
         return std::nullopt;
     }
     const Handler handler = checkedHandler(*header);
-    const Bytes body = receiveAll(connection, header->dataLength, "a request body");
+    const Bytes body = receiveAll(receive, header->dataLength, "a request body");
     ByteReader reader(body);
     Request request{};
     request.serverProgram = header->name;
@@ -266,11 +269,55 @@ std::optional<Request> readRequest(Connection& connection) {
     } catch (const EndOfBytes& error) {
         throw Deviation(error.what());
     }
+    return request;
+}
+
+}  // namespace
+
+std::optional<Request> readRequest(Connection& connection) {
+    std::optional<Request> request = requestFrom([&](size_t wanted) { return connection.receive(wanted); });
     // A client has one request under way at a time.
-    if (const size_t surplus = connection.receiveWhatIsThere(); surplus > 0) {
+    if (const size_t surplus = request.has_value() ? connection.receiveWhatIsThere() : 0; surplus > 0) {
         throw Deviation(std::to_string(surplus) + " bytes came behind the request before its reply");
     }
     return request;
+}
+
+Request decodeRequest(std::span<const uint8_t> bytes) {
+    const std::optional<Request> request = requestFrom([&](size_t wanted) {
+        const auto taken = bytes.first(std::min(wanted, bytes.size()));
+        bytes = bytes.subspan(taken.size());
+        return Bytes(taken.begin(), taken.end());
+    });
+    if (!request.has_value()) {
+        throw Deviation("there is no byte of a request");
+    }
+    if (!bytes.empty()) {
+        throw Deviation(std::to_string(bytes.size()) + " bytes came behind the request before its reply");
+    }
+    return *request;
+}
+
+std::optional<size_t> requestSize(std::span<const uint8_t> bytes) {
+    if (bytes.size() < kHeaderStart || ByteReader(bytes).u32("the eyecatcher") != kEyecatcher) {
+        return std::nullopt;
+    }
+    const uint32_t nameLength =
+        ByteReader(bytes.subspan(kHeaderStart - sizeof nameLength)).u32("the server program name's length");
+    const size_t headerSize = kHeaderStart + size_t{nameLength} + kHeaderEnd;
+    if (bytes.size() < headerSize) {
+        return std::nullopt;
+    }
+    const uint32_t dataLength = ByteReader(bytes.subspan(headerSize - sizeof dataLength)).u32("the data length");
+    return headerSize + size_t{dataLength};
+}
+
+std::string titleOf(const Request& request) {
+    std::string title(nameOf(request.exchange));
+    if (request.exchange == Exchange::invoke) {
+        title += " " + request.operation + " " + inQuotes(request.argument);
+    }
+    return title;
 }
 
 }  // namespace gatewaysim

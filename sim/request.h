@@ -1,8 +1,10 @@
 #ifndef ZULSTATS_SIM_REQUEST_H
 #define ZULSTATS_SIM_REQUEST_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 
@@ -37,6 +39,14 @@ struct Request {
 
 // The next request, or nothing when the peer ended the connection between two requests. Throws Deviation.
 std::optional<Request> readRequest(Connection& connection);
+// The one request that these bytes are. Throws Deviation.
+Request decodeRequest(std::span<const uint8_t> bytes);
+
+// How many bytes the request has that begins with these; nothing where they are too few to tell, or begin no request.
+std::optional<size_t> requestSize(std::span<const uint8_t> bytes);
+
+// The exchange, and of a query its operation and ids: invoke GET_STATS "memory"
+std::string titleOf(const Request& request);
 
 }  // namespace gatewaysim
 

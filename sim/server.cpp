@@ -5,6 +5,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace gatewaysim {
 
@@ -15,31 +16,36 @@ constexpr std::chrono::milliseconds kPauseWithoutResources{100};
 }  // namespace
 
 struct Server::Worker {
-    Worker(NativeSocket socket, const Simulation& shared, const StopSignal& stop, uint64_t number)
-        : connection(std::make_unique<Connection>(socket, stop)), simulation(shared), connectionNumber(number) {}
+    Worker(NativeSocket socket, const ConnectionHandler& chosenHandler, Log& sharedLog, const StopSignal& stop,
+           uint64_t number)
+        : connection(std::make_unique<Connection>(socket, stop)),
+          handler(chosenHandler),
+          log(sharedLog),
+          connectionNumber(number) {}
 
     void run() {
         const std::string name = "connection " + std::to_string(connectionNumber);
         try {
-            Session(*connection, simulation, connectionNumber).run();
+            handler(*connection, connectionNumber);
         } catch (const Stopped&) {
-            simulation.log.whenVerbose(name + ": ended because the simulator ends");
+            log.whenVerbose(name + ": ended because the simulator ends");
         } catch (const std::exception& error) {
-            simulation.log.always(name + ": failed: " + error.what());
+            log.always(name + ": failed: " + error.what());
         }
         connection.reset();
         finished.store(true);
     }
 
     std::unique_ptr<Connection> connection;
-    const Simulation& simulation;
+    const ConnectionHandler& handler;
+    Log& log;
     const uint64_t connectionNumber;
     std::atomic<bool> finished{false};
     std::thread thread;
 };
 
-Server::Server(NativeSocket listener, const Simulation& simulation, const StopSignal& stop)
-    : listener_(listener), simulation_(simulation), stop_(stop) {}
+Server::Server(NativeSocket listener, ConnectionHandler handler, Log& log, const StopSignal& stop)
+    : listener_(listener), handler_(std::move(handler)), log_(log), stop_(stop) {}
 
 Server::~Server() = default;
 
@@ -56,20 +62,20 @@ void Server::acceptOne() {
     if (accepted.outcome == native::Accepted::Outcome::connected) {
         start(accepted.socket);
     } else if (accepted.outcome == native::Accepted::Outcome::outOfResources) {
-        simulation_.log.always("cannot accept a connection: " + accepted.failure + "; trying again");
+        log_.always("cannot accept a connection: " + accepted.failure + "; trying again");
         native::wait(listener_, native::Interest::stopOnly, stop_, kPauseWithoutResources);
     }
 }
 
 void Server::start(NativeSocket socket) {
     const uint64_t number = ++connections_;
-    auto worker = std::make_unique<Worker>(socket, simulation_, stop_, number);
-    simulation_.log.whenVerbose("connection " + std::to_string(number) + ": accepted");
+    auto worker = std::make_unique<Worker>(socket, handler_, log_, stop_, number);
+    log_.whenVerbose("connection " + std::to_string(number) + ": accepted");
     try {
         worker->thread = std::thread(&Worker::run, worker.get());
         workers_.push_back(std::move(worker));
     } catch (const std::system_error& error) {
-        simulation_.log.always("connection " + std::to_string(number) + ": dropped, no thread for it: " + error.what());
+        log_.always("connection " + std::to_string(number) + ": dropped, no thread for it: " + error.what());
     }
 }
 

@@ -73,14 +73,6 @@ void overwriteFields(Payload& payload, std::span<const Fault> faults) {
     }
 }
 
-std::string titleOf(const Request& request) {
-    std::string title(nameOf(request.exchange));
-    if (request.exchange == Exchange::invoke) {
-        title += " " + request.operation + " " + inQuotes(request.argument);
-    }
-    return title;
-}
-
 // A reply that is only late is a reply all the same.
 bool isSpoiled(const std::vector<Fault>& faults) {
     return std::any_of(faults.begin(), faults.end(), [](const Fault& fault) {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -46,6 +47,17 @@ enum class Waited { ready, stopped, timedOut };
 Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
             std::optional<std::chrono::milliseconds> atMost = std::nullopt);
 
+struct Readable {
+    bool stopped;
+    bool first;
+    bool second;
+};
+
+// Waits until one of the two sockets has something to receive, its end included, or the signal is raised. kNoSocket in
+// the place of one leaves it out.
+inline constexpr NativeSocket kNoSocket = -1;
+Readable waitForEither(NativeSocket first, NativeSocket second, const StopSignal& stop);
+
 struct Transfer {
     enum class Outcome { moved, ended, wouldBlock, failed };
     Outcome outcome;
@@ -75,6 +87,19 @@ struct Accepted {
 };
 
 Accepted acceptOne(NativeSocket listener);
+
+struct Connected {
+    NativeSocket socket;  // kNoSocket: the failure says why, or the signal was raised
+    std::string failure;
+};
+
+// Tries the host's addresses one after the other, each for as long as given. The host is a name or a numeric address.
+Connected connectTo(const std::string& host, uint16_t port, std::chrono::milliseconds atMostEach,
+                    const StopSignal& stop);
+
+// Opens a file for writing that does not exist yet; others than its owner cannot read it, where the system knows such a
+// thing. Throws std::runtime_error with the reason. To be closed with std::fclose.
+std::FILE* createFile(const std::string& path);
 
 }  // namespace native
 

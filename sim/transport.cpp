@@ -76,8 +76,16 @@ void Connection::receiveToTheEnd() {
 }
 
 void Connection::finish() {
-    native::finishSending(socket_);
+    endSending();
     receiveToTheEnd();
+}
+
+void Connection::endSending() {
+    native::finishSending(socket_);
+}
+
+native::Transfer Connection::receiveNow(std::span<uint8_t> buffer) {
+    return native::receiveSome(socket_, buffer.data(), buffer.size());
 }
 
 void Connection::resetOnClose() {

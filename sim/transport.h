@@ -37,9 +37,17 @@ class Connection {
     void receiveToTheEnd();
     // Ends this side's stream first: a close with bytes unread would reset the connection and lose the last reply.
     void finish();
+    // Ends this side's stream; what the peer sends is still received.
+    void endSending();
+    // What has come by now, without a wait; its outcome is `wouldBlock` where nothing has.
+    native::Transfer receiveNow(std::span<uint8_t> buffer);
     // The peer is to see a reset when the connection is closed.
     void resetOnClose();
     void pause(std::chrono::milliseconds duration) const;
+
+    NativeSocket socket() const {
+        return socket_;
+    }
 
   private:
     size_t receiveSome(std::span<uint8_t> buffer);

@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -121,6 +122,16 @@ Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
     }
 }
 
+Readable waitForEither(NativeSocket first, NativeSocket second, const StopSignal& stop) {
+    // A negative descriptor is passed over by poll.
+    std::array<pollfd, 3> waiting{
+        {{descriptor(stop.waitHandle()), POLLIN, 0}, {descriptor(first), POLLIN, 0}, {descriptor(second), POLLIN, 0}}};
+    while (poll(waiting.data(), waiting.size(), -1) < 0) {
+        // Interrupted by a signal: what is to be done about it, the stop signal tells.
+    }
+    return {stop.isRaised() || waiting[0].revents != 0, waiting[1].revents != 0, waiting[2].revents != 0};
+}
+
 namespace {
 
 Transfer transferOf(ssize_t moved) {
@@ -196,10 +207,74 @@ Accepted acceptOne(NativeSocket listener) {
     return {Accepted::Outcome::nobody, -1, {}};
 }
 
+namespace {
+
+// Returns 0, or the error's number.
+int connectOne(int socket, const addrinfo& address, std::chrono::milliseconds atMost, const StopSignal& stop) {
+    if (connect(socket, address.ai_addr, address.ai_addrlen) == 0) {
+        return 0;
+    }
+    if (errno != EINPROGRESS) {
+        return errno;
+    }
+    if (wait(socket, Interest::send, stop, atMost) != Waited::ready) {
+        return ETIMEDOUT;
+    }
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size);
+    return error;
+}
+
+}  // namespace
+
+Connected connectTo(const std::string& host, uint16_t port, std::chrono::milliseconds atMostEach,
+                    const StopSignal& stop) {
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    const int resolved = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+    if (resolved != 0) {
+        return {kNoSocket, gai_strerror(resolved)};
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);
+    int error = 0;
+    for (const addrinfo* address = found; address != nullptr && !stop.isRaised(); address = address->ai_next) {
+        const int connected =
+            socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, address->ai_protocol);
+        error = connected < 0 ? errno : connectOne(connected, *address, atMostEach, stop);
+        if (error == 0) {
+            setOption(connected, IPPROTO_TCP, TCP_NODELAY);
+            return {connected, {}};
+        }
+        if (connected >= 0) {
+            close(connected);
+        }
+    }
+    return {kNoSocket, errorText(error)};
+}
+
+std::FILE* createFile(const std::string& path) {
+    const int created = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (created < 0) {
+        throw std::runtime_error(errorText(errno));
+    }
+    std::FILE* const file = fdopen(created, "wb");
+    if (file == nullptr) {
+        const std::string failure = errorText(errno);
+        close(created);
+        throw std::runtime_error(failure);
+    }
+    return file;
+}
+
 }  // namespace native
 
 void prepareProcess() {
     std::signal(SIGPIPE, SIG_IGN);
+    // A file that may not grow any further is to be an error of the call that writes it.
+    std::signal(SIGXFSZ, SIG_IGN);
     raiseDescriptorLimit();
 }
 

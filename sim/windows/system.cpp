@@ -7,9 +7,11 @@
 // clang-format on
 #include <fcntl.h>
 #include <io.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -131,6 +133,20 @@ Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
     }
 }
 
+Readable waitForEither(NativeSocket first, NativeSocket second, const StopSignal& stop) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(handleOf(stop.waitHandle()), &readable);
+    for (const NativeSocket socket : {first, second}) {
+        if (socket != kNoSocket) {
+            FD_SET(handleOf(socket), &readable);
+        }
+    }
+    select(0, &readable, nullptr, nullptr, nullptr);
+    return {stop.isRaised(), first != kNoSocket && FD_ISSET(handleOf(first), &readable) != 0,
+            second != kNoSocket && FD_ISSET(handleOf(second), &readable) != 0};
+}
+
 namespace {
 
 Transfer transferOf(int moved) {
@@ -209,6 +225,81 @@ Accepted acceptOne(NativeSocket listener) {
         return {Accepted::Outcome::outOfResources, -1, errorText(number)};
     }
     return {Accepted::Outcome::nobody, -1, {}};
+}
+
+namespace {
+
+// Returns 0, or the error's number. A failed attempt is among the exceptional conditions of a wait here.
+int connectOne(SOCKET socket, const addrinfo& address, std::chrono::milliseconds atMost, const StopSignal& stop) {
+    if (connect(socket, address.ai_addr, static_cast<int>(address.ai_addrlen)) == 0) {
+        return 0;
+    }
+    if (WSAGetLastError() != WSAEWOULDBLOCK) {
+        return WSAGetLastError();
+    }
+    fd_set readable;
+    fd_set writable;
+    fd_set exceptional;
+    FD_ZERO(&readable);
+    FD_ZERO(&writable);
+    FD_ZERO(&exceptional);
+    FD_SET(handleOf(stop.waitHandle()), &readable);
+    FD_SET(socket, &writable);
+    FD_SET(socket, &exceptional);
+    timeval left{static_cast<long>(atMost.count() / 1000), static_cast<long>(atMost.count() % 1000 * 1000)};
+    select(0, &readable, &writable, &exceptional, &left);
+    if (FD_ISSET(socket, &writable) != 0 || FD_ISSET(socket, &exceptional) != 0) {
+        int error = 0;
+        int size = sizeof error;
+        getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size);
+        return error;
+    }
+    return WSAETIMEDOUT;
+}
+
+}  // namespace
+
+Connected connectTo(const std::string& host, uint16_t port, std::chrono::milliseconds atMostEach,
+                    const StopSignal& stop) {
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    const int resolved = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+    if (resolved != 0) {
+        return {kNoSocket, errorText(resolved)};
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);
+    int error = 0;
+    for (const addrinfo* address = found; address != nullptr && !stop.isRaised(); address = address->ai_next) {
+        const SOCKET connected = socket(address->ai_family, address->ai_socktype, address->ai_protocol);
+        if (connected == INVALID_SOCKET) {
+            error = WSAGetLastError();
+            continue;
+        }
+        makeNonBlocking(connected);
+        error = connectOne(connected, *address, atMostEach, stop);
+        if (error == 0) {
+            setOption(connected, IPPROTO_TCP, TCP_NODELAY);
+            return {nativeOf(connected), {}};
+        }
+        closesocket(connected);
+    }
+    return {kNoSocket, errorText(error)};
+}
+
+std::FILE* createFile(const std::string& path) {
+    const int created =
+        _open(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
+    if (created < 0) {
+        throw std::runtime_error(std::generic_category().message(errno));
+    }
+    std::FILE* const file = _fdopen(created, "wb");
+    if (file == nullptr) {
+        const std::string failure = std::generic_category().message(errno);
+        _close(created);
+        throw std::runtime_error(failure);
+    }
+    return file;
 }
 
 }  // namespace native

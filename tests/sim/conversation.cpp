@@ -1,5 +1,7 @@
 #include "conversation.h"
 
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 
 namespace sim_test {
@@ -57,6 +59,18 @@ Bytes Conversation::query(std::string_view operation, std::string_view argument)
         throw std::runtime_error("the invoke failed: " + shown(start));
     }
     return part(reply, 43, reply.size() - 43);
+}
+
+std::string withoutTimes(const std::string& log) {
+    static const std::regex line(R"(gatewaysim: \d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z (.*))");
+    std::string texts;
+    std::istringstream lines(log);
+    for (std::string text; std::getline(lines, text);) {
+        std::smatch parts;
+        texts += std::regex_match(text, parts, line) ? "gatewaysim: " + parts[1].str() : "NO TIME: " + text;
+        texts += "\n";
+    }
+    return texts;
 }
 
 std::vector<std::string> withCatalogue(const std::string& path, std::vector<std::string> more) {

@@ -55,6 +55,10 @@ class Conversation {
     Bytes handle_;
 };
 
+// The lines of a log without the times in them. A line that has none as it should stays as it is, and begins with "NO
+// TIME: ".
+std::string withoutTimes(const std::string& log);
+
 // The simulator on a catalogue of the test's own.
 std::vector<std::string> withCatalogue(const std::string& path, std::vector<std::string> more = {});
 

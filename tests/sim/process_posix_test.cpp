@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "conversation.h"
 #include "run_program.h"
+#include "temporary_file.h"
 
 namespace sim_test {
 
@@ -13,6 +18,7 @@ namespace {
 
 using test_support::FinishedProgram;
 using test_support::GatewaySim;
+using test_support::TemporaryFile;
 
 class TerminationSignal : public testing::TestWithParam<int> {};
 
@@ -62,6 +68,58 @@ TEST_P(TerminationSignal, EndsAReplyThatNobodyReads) {
     conversation.client().receive(34);
     send(sim, GetParam());
     EXPECT_EQ(sim.waitForEnd().exitCode, 0);
+}
+
+std::vector<std::string> recordingOf(const GatewaySim& gateway, const TemporaryFile& file) {
+    return {"record", "--gateway", "127.0.0.1:" + std::to_string(gateway.port()), "--output", file.path()};
+}
+
+TEST_P(TerminationSignal, LeavesARecordingWithTheExchangeThatWasUnderWay) {
+    const GatewaySim gateway({"--fault", "auth0:silence=10"});
+    const TemporaryFile file;
+    GatewaySim recorder(recordingOf(gateway, file));
+    Conversation conversation(recorder);
+    conversation.handshake();
+    conversation.client().send(firstAuthorisationRequest());
+    conversation.client().receive(10);
+    send(recorder, GetParam());
+    EXPECT_EQ(recorder.waitForEnd().exitCode, 0);
+    const std::string recording = file.content();
+    EXPECT_NE(recording.find("\"asks\":\"handshake\""), std::string::npos) << recording;
+    EXPECT_NE(recording.find("\"asks\":\"auth0\""), std::string::npos) << recording;
+    EXPECT_NE(recording.find("\"reply\":\"47617465007000000000\"}\n"), std::string::npos) << recording;
+}
+
+TEST(RecordingFile, IsItsOwnersAlone) {
+    const GatewaySim gateway;
+    const TemporaryFile file;
+    const GatewaySim recorder(recordingOf(gateway, file));
+    struct stat status {};
+    ASSERT_EQ(stat(file.path().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST(RecordingFile, ThatCanGrowNoFurtherEndsTheRecorderWithAFailure) {
+    const GatewaySim gateway;
+    const TemporaryFile file;
+    GatewaySim recorder(recordingOf(gateway, file));
+    const rlimit limit{1000, 1000};
+    ASSERT_EQ(prlimit(static_cast<pid_t>(recorder.processId()), RLIMIT_FSIZE, &limit, nullptr), 0);
+    Conversation conversation(recorder);
+    conversation.open();
+    const auto ask = [&] {
+        conversation.query("GET_STATS", "memory");
+        conversation.query("GET_STATS", "memory");
+    };
+    // Whether the second answer still comes is the simulator's affair: it ends.
+    try {
+        ask();
+    } catch (const std::runtime_error&) {
+    }
+    const FinishedProgram program = recorder.waitForEnd();
+    EXPECT_EQ(program.exitCode, 1);
+    EXPECT_NE(program.standardError.find("cannot be written any further: File too large"), std::string::npos)
+        << program.standardError;
 }
 
 TEST(GatewaysimOutput, ThatCannotBeWrittenIsAFailure) {

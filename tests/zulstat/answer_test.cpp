@@ -320,7 +320,9 @@ TEST(AskForIds, DoesNotAskAgainWhenTheGatewayNamesItsElementsOtherwise) {
         answer.elements.push_back({"everything", 0, {{"x", ""}}});
         return answer;
     };
-    EXPECT_EQ(elementsOf(askForIds({"A", "B"}, ask)), (Texts{"everything/1"}));
+    const Answer answer = askForIds({"A", "B"}, ask);
+    EXPECT_EQ(elementsOf(answer), (Texts{"everything/1"}));
+    EXPECT_EQ(answer.unanswered, (Texts{"A", "B"}));
     EXPECT_EQ(questions, 1);
 }
 

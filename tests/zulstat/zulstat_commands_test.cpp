@@ -291,6 +291,15 @@ TEST_F(OnASmallGateway, DumpsTheStateAndAllStatistics) {
     EXPECT_FALSE(contains(file.content(), "old"));
 }
 
+TEST(ZulstatDump, LeavesAFileAloneWhenNobodyAnswers) {
+    const ClosedPort closed;
+    const TemporaryFile file("old");
+    const ProgramOutcome outcome = runZulstat(zulstatRun(closed.port(), {"dump", file.path()}));
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_TRUE(contains(outcome.standardError, "zulstat: no dump of 127.0.0.1:")) << outcome.standardError;
+    EXPECT_EQ(file.content(), "old");
+}
+
 TEST_F(OnASmallGateway, WatchesAsLines) {
     const ProgramOutcome outcome = ask({"watch", "--id", "beta.size", "-n", "3", "-i", "0.05"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;

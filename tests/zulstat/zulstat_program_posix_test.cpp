@@ -131,6 +131,13 @@ TEST_F(ZulstatOnPosix, FailsWhenTheDiskIsFull) {
     }
 }
 
+TEST_F(ZulstatOnPosix, FailsWhenADumpCannotBeWritten) {
+    const ProgramOutcome outcome = runZulstat(makeRun({"dump", "/dev/full"}, OutputTarget::captured));
+    EXPECT_EQ(outcome.exitCode, 5);
+    EXPECT_NE(outcome.standardError.find("in the file \"/dev/full\": it cannot be written: "), std::string::npos)
+        << outcome.standardError;
+}
+
 TEST_F(ZulstatOnPosix, PrefersTheOutputsFailureToEveryOther) {
     ProgramRun run = makeRun({"ids", "nowhere"}, OutputTarget::file);
     run.outputFile = "/dev/full";

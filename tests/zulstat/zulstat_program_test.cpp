@@ -44,6 +44,9 @@ class SmallGateway : public ::testing::Test {
     ProgramOutcome ask(const Texts& arguments) const {
         return gateway_.ask(arguments);
     }
+    int port() const {
+        return gateway_.gateway().port();
+    }
     json askForJson(Texts arguments) const {
         arguments.insert(arguments.end(), {"--format", "json"});
         const ProgramOutcome outcome = ask(arguments);
@@ -157,6 +160,22 @@ TEST_F(SmallGateway, ShowsAResultThatOnlyFailed) {
     EXPECT_EQ(outputOf(outcome), "QUERY    STATISTIC\nnowhere  failed, code -5\n");
 }
 
+TEST(ZulstatSuggestion, ThatTheGatewayDoesNotAllowTakesNothingFromTheAnswer) {
+    for (const char* const fault : {"invoke#2:stall", "invoke#2:close", "invoke#2:cut=60"}) {
+        const CatalogueGateway gateway(kSmallCatalogue, {"--fault", fault});
+        const ProgramOutcome outcome = gateway.ask({"stats", "--id", "nope", "beta.size", "--timeout", "20"});
+        EXPECT_EQ(outcome.exitCode, 1) << fault << outcome.standardError;
+        EXPECT_NE(outcome.standardOutput.find("3456789"), std::string::npos) << fault << outcome.standardOutput;
+        EXPECT_EQ(outcome.standardError.find("failed:"), std::string::npos) << fault << outcome.standardError;
+    }
+}
+
+TEST(ZulstatSuggestion, IsNotLookedForByCheck) {
+    const CatalogueGateway gateway(kSmallCatalogue, {"--verbose"});
+    EXPECT_EQ(gateway.ask({"check", "beta.sise", "--ok-if-missing"}).exitCode, 0);
+    EXPECT_EQ(gateway.gateway().standardError().find("STAT_IDS"), std::string::npos);
+}
+
 TEST_F(SmallGateway, GivesTheSameAsJson) {
     const json document = askForJson({"stats", "--group", "beta", "nowhere", "--id", "alpha.count"});
     ASSERT_TRUE(document.is_object());
@@ -191,6 +210,34 @@ TEST_F(SmallGateway, GivesIdsAsJson) {
 TEST_F(SmallGateway, ExitsWithTheSameCodeInBothFormats) {
     EXPECT_EQ(ask({"ids", "nowhere", "--format", "json"}).exitCode, 1);
     EXPECT_EQ(ask({"ids", "alpha", "--format", "json"}).exitCode, 0);
+}
+
+// What the program shows of a gateway, of the same one behind a recorder, and of its recording.
+TEST_F(SmallGateway, ShowsTheSameThroughARecorderAndFromTheRecording) {
+    const std::vector<Texts> commands{{"groups"},
+                                      {"ids"},
+                                      {"ids", "beta"},
+                                      {"stats"},
+                                      {"stats", "--group", "alpha", "--group", "no.such.group"},
+                                      {"--format", "csv", "stats", "--stat", "beta.size"}};
+    const test_support::TemporaryFile file;
+    const Texts target{"record", "--gateway", "127.0.0.1:" + std::to_string(port()), "--output", file.path()};
+    std::vector<std::string> direct;
+    std::vector<std::string> recorded;
+    {
+        test_support::GatewaySim recorder(target);
+        for (const Texts& command : commands) {
+            direct.push_back(ask(command).standardOutput);
+            recorded.push_back(runZulstat(recorder, command).standardOutput);
+        }
+        ASSERT_EQ(recorder.stop(), 0) << recorder.standardError();
+    }
+    const test_support::GatewaySim replay({"replay", file.path()});
+    for (size_t index = 0; index < commands.size(); ++index) {
+        EXPECT_EQ(recorded[index], direct[index]) << index;
+        EXPECT_EQ(runZulstat(replay, commands[index]).standardOutput, direct[index]) << index;
+    }
+    EXPECT_EQ(replay.standardError(), "");
 }
 
 TEST_F(SmallGateway, TakesAHostName) {

@@ -255,7 +255,7 @@ Answer askForPart(const std::vector<std::string>& ids, const AskForList& ask) {
     }
     Answer answer = ask(joinIds(ids));
     const bool lacksElements = answer.cutShort || answer.elements.size() < ids.size();
-    // A gateway that names its elements otherwise is taken at its word.
+    // A gateway that names its elements otherwise would do so again.
     if (!isOverForGood(answer) && lacksElements && answersOnly(answer, ids)) {
         askOneByOne(answer, idsNotAnswered(ids, answer), ask);
     }
@@ -289,6 +289,9 @@ Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask) {
         if (isOver(whole)) {
             break;
         }
+    }
+    if (!isOver(whole)) {
+        whole.unanswered = idsNotAnswered(ids, whole);
     }
     return whole;
 }

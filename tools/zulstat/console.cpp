@@ -33,9 +33,10 @@ std::string whyNot() {
     return errno == 0 ? std::string("unknown error") : std::generic_category().message(errno);
 }
 
-std::optional<std::string> writeFile(const fs::path& path, const std::string_view text) {
+std::optional<std::string> writeFile(const fs::path& path, const std::string_view text,
+                                     const std::ios::openmode mode = std::ios::trunc) {
     errno = 0;
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    std::ofstream file(path, std::ios::binary | mode);
     file.write(text.data(), static_cast<std::streamsize>(text.size()));
     file.close();
     return file ? std::nullopt : std::optional(whyNot());
@@ -121,6 +122,10 @@ std::optional<std::string> replaceFile(const std::string& name, const std::strin
         fs::remove(beside, error);
     }
     return fault;
+}
+
+std::optional<std::string> appendToFile(const std::string& name, const std::string_view text) {
+    return writeFile(pathOf(name), text, std::ios::app);
 }
 
 void endProcessWhenInterrupted() {

@@ -74,6 +74,8 @@ WriteOutcome writeSomeOutput(std::string_view text);
 // Writes a file beside the named one and puts it in its place, so that a reader never sees a part. What is no ordinary
 // file (a device, a pipe) is written to as it is. What went wrong, if anything did.
 std::optional<std::string> replaceFile(const std::string& name, std::string_view text);
+// What went wrong, if anything did.
+std::optional<std::string> appendToFile(const std::string& name, std::string_view text);
 
 // What the error number of a write to standard output, still open, says about its reader.
 bool isReaderGone(int errorNumber);

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -187,15 +186,46 @@ int exitCodeOf(const std::vector<ProbeStep>& steps) {
     return failed->name == "groups" || failed->name == "values" ? kExitQueryFailed : kExitCannotConnect;
 }
 
-int32_t dumpGateway(const Gateway& gateway) {
-    GatewayConnection connection;
-    const int32_t code = connection.open(gateway);
-    return code == STAPI_RC_OK ? connection.dump() : code;
+struct DumpOutcome {
+    int exitCode = kExitOk;
+    std::string reason;
+};
+
+DumpOutcome fileFailed(const std::string& reason) {
+    return {kExitOutputFailed, "it cannot be written: " + reason};
 }
 
-int failDump(const std::string& message, const int exitCode) {
-    printError(message);
-    return exitCode;
+// The file is touched only when there is something to write to it.
+DumpOutcome writeDump(GatewayConnection& connection, const std::string& file,
+                      const std::optional<std::string>& traceFile) {
+    if (const auto fault = replaceFile(file, "")) {
+        return fileFailed(*fault);
+    }
+    const std::optional<std::string> name = fileNameForLibrary(file);
+    const int32_t directed = name ? setAPITraceFile(name->c_str()) : STAPI_RC_TRACE_FILE_FAILED;
+    if (directed != STAPI_RC_OK) {
+        return fileFailed(describeCode(directed));
+    }
+    const int32_t dumped = connection.dump();
+    const std::optional<std::string> traceName = traceFile ? fileNameForLibrary(*traceFile) : std::nullopt;
+    setAPITraceFile(traceName ? traceName->c_str() : nullptr);
+    if (dumped != STAPI_RC_OK) {
+        return {kExitQueryFailed, describeCode(dumped)};
+    }
+    // The library does not say when it cannot write what it traces: a line of our own behind the dump tells.
+    const auto fault = appendToFile(file, "End of the dump.\n");
+    return fault ? fileFailed(*fault) : DumpOutcome();
+}
+
+DumpOutcome dumpGateway(const Gateway& gateway, const std::string& file, const std::optional<std::string>& traceFile) {
+    GatewayConnection connection;
+    if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
+        return {kExitCannotConnect, describeCode(code) + " Try \"zulstat doctor\"."};
+    }
+    if (const auto failure = connection.askForDump()) {
+        return {kExitQueryFailed, reasonOf(*failure) + " Try \"zulstat doctor\"."};
+    }
+    return writeDump(connection, file, traceFile);
 }
 
 }  // namespace
@@ -213,27 +243,17 @@ int runDoctor(const CommandLine& commandLine) {
 int runDump(const CommandLine& commandLine) {
     endProcessWhenInterrupted();
     const std::string& file = commandLine.dumpFile;
-    const std::optional<std::string> name = fileNameForLibrary(file);
-    if (const auto fault = replaceFile(file, "")) {
-        return failDump("the file " + quoteText(file) + " cannot be written: " + *fault + ".", kExitOutputFailed);
+    const Gateway& gateway = commandLine.gateways.front();
+    const DumpOutcome late{kExitQueryFailed,
+                           "no answer within " + formatSeconds(commandLine.timeLimit) + " s. Try \"zulstat doctor\"."};
+    const DumpOutcome outcome = runWithin<DumpOutcome>(limitOf(commandLine), [=] {
+                                    return dumpGateway(gateway, file, commandLine.traceFile);
+                                }).value_or(late);
+    if (outcome.exitCode != kExitOk) {
+        printError("no dump of " + formatGateway(gateway) + " in the file " + quoteText(file) + ": " + outcome.reason);
     }
-    if (const int32_t code = name ? setAPITraceFile(name->c_str()) : STAPI_RC_TRACE_FILE_FAILED; code != STAPI_RC_OK) {
-        return failDump("cannot dump to " + quoteText(file) + ": " + describeCode(code), kExitOutputFailed);
-    }
-    const Gateway gateway = commandLine.gateways.front();
-    const auto code = runWithin<int32_t>(limitOf(commandLine), [=] { return dumpGateway(gateway); });
-    if (!code) {
-        printError("no dump of " + formatGateway(gateway) + ": no answer within " +
-                   formatSeconds(commandLine.timeLimit) + " s. Try \"zulstat doctor\".");
-        endProcess(kExitQueryFailed);
-    }
-    setAPITraceFile(nullptr);
-    if (*code != STAPI_RC_OK) {
-        return failDump(
-            "no dump of " + formatGateway(gateway) + ": " + describeCode(*code) + " Try \"zulstat doctor\".",
-            kExitQueryFailed);
-    }
-    return kExitOk;
+    // A thread may be left behind that still waits.
+    endProcess(outcome.exitCode);
 }
 
 }  // namespace zulstat
