@@ -33,7 +33,8 @@ void suggestNearest(GatewayConnection& connection, const QueryResult& result, Re
         }
     }
     for (const std::string& id : failed) {
-        if (const auto nearest = findNearest(id, known)) {
+        // A gateway may list what it does not answer.
+        if (const auto nearest = findNearest(id, known); nearest && *nearest != id) {
             report.addSuggestion(id, *nearest);
         }
     }
