@@ -147,6 +147,39 @@ TEST_F(OnASmallGateway, SaysThatAFileCannotBeWritten) {
     EXPECT_TRUE(contains(outcome.standardError, "the output cannot be written: file \"")) << outcome.standardError;
 }
 
+TEST_F(OnASmallGateway, WritesToADeviceAsItIs) {
+#ifdef _WIN32
+    const std::string device = "NUL";
+#else
+    const std::string device = "/dev/null";
+#endif
+    const ProgramOutcome outcome = ask({"groups", "--output", device});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+}
+
+TEST_F(OnASmallGateway, WritesToStandardOutputForADash) {
+    EXPECT_EQ(withPlainLineEnds(ask({"groups", "--output", "-"}).standardOutput),
+              "RESOURCE GROUP\nalpha\nempty\nbeta\n");
+}
+
+TEST(ZulstatOutputFileOfAFailedRun, StaysAsItWasUnlessTheFormatHasADocumentForTheFailure) {
+    const ClosedPort closed;
+    for (const std::string format : {"table", "csv"}) {
+        const TemporaryFile file("old");
+        const ProgramOutcome outcome =
+            runZulstat(zulstatRun(closed.port(), {"stats", "-f", format, "--output", file.path()}));
+        EXPECT_EQ(outcome.exitCode, 3);
+        EXPECT_EQ(file.content(), "old");
+    }
+    for (const std::string format : {"json", "openmetrics"}) {
+        const TemporaryFile file("old");
+        const ProgramOutcome outcome =
+            runZulstat(zulstatRun(closed.port(), {"stats", "-f", format, "--output", file.path()}));
+        EXPECT_EQ(outcome.exitCode, 3);
+        EXPECT_NE(file.content(), "old");
+    }
+}
+
 TEST_F(OnASmallGateway, ShowsStatisticsAsMetrics) {
     const ProgramOutcome outcome = ask({"stats", "--format", "openmetrics"});
     EXPECT_TRUE(contains(outcome.standardOutput, "zulstat_up{gateway=\"" + address() + "\"} 1\n"));

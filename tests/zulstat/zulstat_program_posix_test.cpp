@@ -1,6 +1,7 @@
 // What the built program does on a terminal, without standard output, with a full disk and with very long lists.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,6 +9,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -200,11 +202,97 @@ TEST(ZulstatInterrupted, EndsAWatchWith130) {
     EXPECT_EQ(interruptDuringQuery(gateway, {"watch", "-i", "0.05", "-f", "json"}, 3).exitCode, 130);
 }
 
-TEST(ZulstatOutputFile, LeavesTheOldFileWhereTheNewOneCannotBeWritten) {
-    const CatalogueGateway gateway(kSmallCatalogue);
-    const ProgramOutcome outcome = gateway.ask({"groups", "--output", "/dev/full"});
+class ZulstatOutputFile : public ::testing::Test {
+  protected:
+    // In a shell, in which "$@" is the program with its port.
+    ProgramOutcome runInShell(const std::string& script, const Texts& more = {}) const {
+        ProgramRun run = zulstatRun(gateway_.gateway().port(), {});
+        run.arguments.insert(run.arguments.begin(), {"-c", script, "sh", zulstat_test::zulstatProgram()});
+        run.arguments.insert(run.arguments.end(), more.begin(), more.end());
+        return test_support::runProgram("/bin/sh", run);
+    }
+    ProgramOutcome ask(const Texts& arguments) const {
+        return gateway_.ask(arguments);
+    }
+
+  private:
+    CatalogueGateway gateway_{kSmallCatalogue};
+};
+
+constexpr const char* kGroups = "RESOURCE GROUP\nalpha\nempty\nbeta\n";
+
+mode_t permissionsOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+}
+
+TEST_F(ZulstatOutputFile, LeavesTheOldFileWhereTheNewOneCannotBeWritten) {
+    const ProgramOutcome outcome = ask({"groups", "--output", "/dev/full"});
     EXPECT_EQ(outcome.exitCode, 5);
     EXPECT_NE(outcome.standardError.find("the output cannot be written"), std::string::npos);
+}
+
+TEST_F(ZulstatOutputFile, MayBeANameOfStandardOutput) {
+    for (const std::string name : {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"}) {
+        const TemporaryFile log("before\n");
+        const ProgramOutcome outcome =
+            runInShell("exec >\"" + log.path() + "\"; echo first; \"$@\" groups --output " + name + "; echo last");
+        EXPECT_EQ(outcome.standardError, "");
+        EXPECT_EQ(log.content(), std::string("first\n") + kGroups + "last\n") << name;
+    }
+}
+
+TEST_F(ZulstatOutputFile, MayBeTheNameOfAnyOpenDescriptor) {
+    const TemporaryFile log("before\n");
+    const ProgramOutcome outcome = runInShell("\"$@\" groups --output /dev/fd/7 7>>\"" + log.path() + "\"");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    EXPECT_EQ(log.content(), std::string("before\n") + kGroups);
+    EXPECT_EQ(runInShell("exec \"$@\" groups --output /dev/fd/99").exitCode, 5);
+}
+
+TEST_F(ZulstatOutputFile, MayBeAPipe) {
+    const TemporaryFile pipe;
+    ASSERT_EQ(::mkfifo(pipe.path().c_str(), 0600), 0);
+    const ProgramOutcome outcome = runInShell("cat \"" + pipe.path() + "\" & \"$@\" groups --output \"" + pipe.path() +
+                                              "\"; code=$?; wait; exit $code");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    EXPECT_EQ(outcome.standardOutput, kGroups);
+}
+
+TEST_F(ZulstatOutputFile, KeepsThePermissionsOfTheOldOne) {
+    for (const mode_t permissions : {0600U, 0644U, 0640U, 0666U}) {
+        const TemporaryFile file("old");
+        ASSERT_EQ(::chmod(file.path().c_str(), permissions), 0);
+        EXPECT_EQ(ask({"groups", "--output", file.path()}).exitCode, 0);
+        EXPECT_EQ(file.content(), kGroups);
+        EXPECT_EQ(permissionsOf(file.path()), permissions);
+    }
+}
+
+TEST_F(ZulstatOutputFile, HasThePermissionsOfTheUsersOtherFilesWhenItIsNew) {
+    const TemporaryFile file;
+    EXPECT_EQ(runInShell("umask 027; exec \"$@\" groups --output \"" + file.path() + "\"").exitCode, 0);
+    EXPECT_EQ(permissionsOf(file.path()), 0640U);
+}
+
+TEST_F(ZulstatOutputFile, StaysALinkWhetherOrNotThereIsAFileBehindIt) {
+    const TemporaryFile target;
+    const TemporaryFile link;
+    ASSERT_EQ(::symlink(target.path().c_str(), link.path().c_str()), 0);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(ask({"groups", "--output", link.path()}).exitCode, 0);
+        EXPECT_EQ(target.content(), kGroups);
+        EXPECT_EQ(::access(link.path().c_str(), F_OK), 0);
+        EXPECT_TRUE(std::filesystem::is_symlink(link.path()));
+    }
+}
+
+TEST_F(ZulstatOutputFile, CannotBeALinkToItself) {
+    const TemporaryFile link;
+    ASSERT_EQ(::symlink(link.path().c_str(), link.path().c_str()), 0);
+    EXPECT_EQ(ask({"groups", "--output", link.path()}).exitCode, 5);
+    EXPECT_TRUE(std::filesystem::is_symlink(link.path()));
 }
 
 }  // namespace
