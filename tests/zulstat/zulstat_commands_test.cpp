@@ -237,6 +237,15 @@ TEST(ZulstatPing, TellsADeadPortFromAServerThatIsNoGateway) {
     EXPECT_EQ(runZulstat(refusing, {"ping"}).exitCode, 4);
 }
 
+TEST(ZulstatPing, ToldAsJsonSaysWhyAndHowLongItTook) {
+    const ClosedPort closed;
+    const ProgramOutcome outcome = runZulstat(zulstatRun(closed.port(), {"ping", "-f", "json"}));
+    EXPECT_EQ(outcome.exitCode, 3);
+    const json line = json::parse(outcome.standardOutput);
+    EXPECT_TRUE(contains(line["reason"].get<std::string>(), "connection refused"));
+    EXPECT_GE(line["durationMs"].get<double>(), 0);
+}
+
 struct Illness {
     const char* fault;
     const char* step;
@@ -322,6 +331,44 @@ TEST_F(OnASmallGateway, DumpsTheStateAndAllStatistics) {
     EXPECT_TRUE(contains(file.content(), "zulstats state dump: "));
     EXPECT_TRUE(contains(file.content(), "Dump of ResultSet("));
     EXPECT_FALSE(contains(file.content(), "old"));
+}
+
+// The goodbye takes far longer than the limit, and than what is left of it.
+TEST(ZulstatGoodbye, DoesNotCountForDoctorAndDump) {
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "close:stall"});
+    const ProgramOutcome examined = gateway.ask({"doctor", "-t", "1.5"});
+    EXPECT_EQ(examined.exitCode, 0) << examined.standardOutput;
+    const TemporaryFile file;
+    const ProgramOutcome dumped = gateway.ask({"dump", file.path(), "-t", "1.5"});
+    EXPECT_EQ(dumped.exitCode, 0) << dumped.standardError;
+}
+
+TEST(ZulstatDoctor, KeepsItsTimeLimitOverAllSteps) {
+    const GatewaySim gateway({"--fault", "any:delay=500"});
+    const ProgramOutcome outcome = runZulstat(gateway, {"doctor", "-f", "json", "-t", "1.3"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    const json document = json::parse(outcome.standardOutput);
+    EXPECT_EQ(document["steps"][2]["result"], "ok") << document;
+    EXPECT_LT(document["durationMs"].get<double>(), 3000);
+    EXPECT_GE(document["durationMs"].get<double>(), 1200);
+}
+
+TEST(ZulstatDoctor, ToldAsJsonSaysWhenAndOfWhom) {
+    const CatalogueGateway gateway(kSmallCatalogue);
+    const json document =
+        json::parse(runPlain({"doctor", "-f", "json", gatewayOption("east", gateway.gateway().port())}).standardOutput);
+    EXPECT_EQ(document["gateway"]["name"], "east");
+    EXPECT_EQ(document["time"].get<std::string>().back(), 'Z');
+    EXPECT_TRUE(document["nextStep"].is_null());
+}
+
+TEST(ZulstatDoctor, TakesNobodyForAGatewayWhoAnnouncesWhatCannotBe) {
+    const GatewaySim gateway({"--fault", "handshake:data-length=0x7FFFFFFF"});
+    const ProgramOutcome outcome = runZulstat(gateway, {"doctor", "-f", "json", "-t", "2"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    const json document = json::parse(outcome.standardOutput);
+    EXPECT_EQ(document["steps"][2]["result"], "failed");
+    EXPECT_TRUE(contains(document["steps"][2]["detail"].get<std::string>(), "makes no sense")) << document;
 }
 
 TEST(ZulstatDump, LeavesAFileAloneWhenNobodyAnswers) {

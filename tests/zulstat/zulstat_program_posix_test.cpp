@@ -1,9 +1,12 @@
 // What the built program does on a terminal, without standard output, with a full disk and with very long lists.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -124,7 +127,8 @@ TEST(ZulstatWithoutStandardOutput, FailsAndSendsNoOutputToTheGateway) {
 }
 
 TEST_F(ZulstatOnPosix, FailsWhenTheDiskIsFull) {
-    for (const Texts& arguments : {Texts{"groups"}, {"groups", "--format", "json"}, {"--help"}, {"--version"}}) {
+    for (const Texts& arguments :
+         {Texts{"groups"}, {"groups", "--format", "json"}, {"ping"}, {"doctor"}, {"--help"}, {"--version"}}) {
         ProgramRun run = makeRun(arguments, OutputTarget::file);
         run.outputFile = "/dev/full";
         const ProgramOutcome outcome = runZulstat(run);
@@ -200,6 +204,66 @@ TEST(ZulstatInterrupted, ShowsWhatWasAnsweredAndEndsWith130) {
 TEST(ZulstatInterrupted, EndsAWatchWith130) {
     const CatalogueGateway gateway(kSmallCatalogue, {"--verbose"});
     EXPECT_EQ(interruptDuringQuery(gateway, {"watch", "-i", "0.05", "-f", "json"}, 3).exitCode, 130);
+}
+
+// A loopback port whose queue of connections is full, so that a connect to it neither succeeds nor fails.
+class UnreachablePort {
+  public:
+    UnreachablePort() : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        auto* const general = reinterpret_cast<sockaddr*>(&address);
+        EXPECT_EQ(::bind(listener_, general, size), 0);
+        EXPECT_EQ(::listen(listener_, 0), 0);
+        EXPECT_EQ(::getsockname(listener_, general, &size), 0);
+        port_ = ntohs(address.sin_port);
+        for (int& waiting : waiting_) {
+            waiting = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+            // Those beyond the first stay under way.
+            ::connect(waiting, general, size);
+        }
+    }
+    ~UnreachablePort() {
+        for (const int waiting : waiting_) {
+            ::close(waiting);
+        }
+        ::close(listener_);
+    }
+    UnreachablePort(const UnreachablePort&) = delete;
+    UnreachablePort& operator=(const UnreachablePort&) = delete;
+
+    int port() const {
+        return port_;
+    }
+
+  private:
+    int listener_;
+    int port_ = 0;
+    std::array<int, 3> waiting_{};
+};
+
+TEST(ZulstatPing, WaitsForUnreachableGatewaysAllAtOnce) {
+    const std::array<UnreachablePort, 12> unreachable;
+    const CatalogueGateway good(kSmallCatalogue);
+    ProgramRun run = zulstatRun(1, {});
+    run.arguments = {"ping", "-t", "1", "--gateway", "good=127.0.0.1:" + std::to_string(good.gateway().port())};
+    for (size_t index = 0; index < unreachable.size(); ++index) {
+        run.arguments.push_back("--gateway=u" + std::to_string(index) +
+                                "=127.0.0.1:" + std::to_string(unreachable[index].port()));
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    const ProgramOutcome outcome = runZulstat(run);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.standardOutput;
+    EXPECT_EQ(countOf(": no answer within 1 s. Check the host, the port", outcome.standardOutput), 12);
+    EXPECT_EQ(outcome.standardOutput.find("good (127.0.0.1:"), 0U) << outcome.standardOutput;
+}
+
+TEST(ZulstatPing, EndsWith3WhereNothingCanBeReached) {
+    const UnreachablePort unreachable;
+    EXPECT_EQ(runZulstat(zulstatRun(unreachable.port(), {"ping", "-t", "0.5"})).exitCode, 3);
 }
 
 class ZulstatOutputFile : public ::testing::Test {
