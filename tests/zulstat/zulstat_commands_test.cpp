@@ -214,6 +214,14 @@ TEST(ZulstatCheck, IsCriticalWhereNobodyListens) {
     EXPECT_EQ(outcome.standardOutput.find("CRITICAL - cannot connect to 127.0.0.1:"), 0U);
 }
 
+TEST_F(OnASmallGateway, IsAnUnknownCheckWhereTheTraceCannotBeWritten) {
+    const TemporaryFile notAFolder("");
+    const ProgramOutcome outcome =
+        ask({"check", "alpha.count", "--trace-level", "1", "--trace-file", notAFolder.path() + "/trace"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_EQ(outcome.standardOutput.find("UNKNOWN - cannot trace to "), 0U) << outcome.standardOutput;
+}
+
 TEST_F(OnASmallGateway, AnswersAPing) {
     const ProgramOutcome outcome = ask({"ping", "-n", "3", "-i", "0.05"});
     EXPECT_EQ(outcome.exitCode, 0);

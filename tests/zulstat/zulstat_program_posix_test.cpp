@@ -266,6 +266,83 @@ TEST(ZulstatPing, EndsWith3WhereNothingCanBeReached) {
     EXPECT_EQ(runZulstat(zulstatRun(unreachable.port(), {"ping", "-t", "0.5"})).exitCode, 3);
 }
 
+// In a shell that has set limits before, in which "$@" is the program without --port.
+ProgramOutcome runLimited(const std::string& limits, const Texts& arguments) {
+    ProgramRun run = zulstatRun(1, {});
+    run.arguments = {"-c", limits + "; exec \"$@\"", "sh", zulstat_test::zulstatProgram()};
+    run.arguments.insert(run.arguments.end(), arguments.begin(), arguments.end());
+    return test_support::runProgram("/bin/sh", run);
+}
+
+// No address space has room for the stack of a thread.
+constexpr const char* kWithoutThreads = "ulimit -s 107374182400 || exit 99";
+
+class ZulstatWithFewDescriptors : public ::testing::Test {
+  protected:
+    ZulstatWithFewDescriptors() : configuration_(manyNames(gateway_.gateway().port())) {}
+
+    Texts manyGateways(Texts arguments) const {
+        arguments.insert(arguments.end(), {"--config", configuration_.path()});
+        return arguments;
+    }
+
+  private:
+    static std::string manyNames(int port) {
+        std::string all;
+        for (int number = 0; number < 100; ++number) {
+            all += "g" + std::to_string(number) + " = 127.0.0.1:" + std::to_string(port) + "\n";
+        }
+        return all;
+    }
+
+    CatalogueGateway gateway_{kSmallCatalogue};
+    TemporaryFile configuration_;
+};
+
+TEST_F(ZulstatWithFewDescriptors, RaisesALimitThatItMayRaise) {
+    const ProgramOutcome outcome = runLimited("ulimit -S -n 64", manyGateways({"check", "alpha.count", "-t", "60"}));
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardOutput;
+}
+
+TEST_F(ZulstatWithFewDescriptors, SaysThatThereAreTooFewInsteadOfBlamingTheGateways) {
+    const ProgramOutcome stats = runLimited("ulimit -n 64", manyGateways({"stats"}));
+    EXPECT_EQ(stats.exitCode, 2);
+    EXPECT_EQ(stats.standardError.find("zulstat: 100 gateways at a time need 108 open files and connections, but"), 0U)
+        << stats.standardError;
+    EXPECT_NE(stats.standardError.find("(ulimit -n)"), std::string::npos) << stats.standardError;
+    const ProgramOutcome check = runLimited("ulimit -n 64", manyGateways({"check", "alpha.count"}));
+    EXPECT_EQ(check.exitCode, 3);
+    EXPECT_EQ(check.standardOutput.find("UNKNOWN - 100 gateways at a time"), 0U) << check.standardOutput;
+}
+
+// Two are taken by others, and the last one by the trace.
+TEST_F(ZulstatWithFewDescriptors, SaysSoWhenNoneIsLeft) {
+    const TemporaryFile trace;
+    const ProgramOutcome outcome =
+        runLimited("ulimit -n 6; exec 3</dev/null 4</dev/null",
+                   {"check", "a", "--gateway", "127.0.0.1:1", "--trace-level", "0", "--trace-file", trace.path()});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.standardOutput.find("lets zulstat open no more connections: "), std::string::npos)
+        << outcome.standardOutput;
+}
+
+TEST(ZulstatWithoutThreads, SaysWhatIsLackingAndWhatToDo) {
+    for (const Texts& arguments : {Texts{"stats"}, {"ping"}, {"doctor"}}) {
+        const ProgramOutcome outcome = runLimited(kWithoutThreads, arguments);
+        EXPECT_EQ(outcome.exitCode, 4);
+        EXPECT_EQ(outcome.standardError.find("zulstat: cannot go on: no thread can be started: "), 0U)
+            << outcome.standardError;
+        EXPECT_NE(outcome.standardError.find("(ulimit -u)"), std::string::npos) << outcome.standardError;
+    }
+}
+
+TEST(ZulstatWithoutThreads, EndsACheckAsUnknown) {
+    const ProgramOutcome outcome = runLimited(kWithoutThreads, {"check", "a"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_EQ(outcome.standardOutput.find("UNKNOWN - cannot go on: no thread can be started: "), 0U)
+        << outcome.standardOutput;
+}
+
 class ZulstatOutputFile : public ::testing::Test {
   protected:
     // In a shell, in which "$@" is the program with its port.

@@ -292,6 +292,10 @@ std::variant<Threshold, Fault> parseThreshold(const std::string_view text, const
     return threshold;
 }
 
+CheckResult checkThatCannotBeMade(const std::string& reason) {
+    return {kCheckUnknown, "UNKNOWN - " + withoutBars(reason) + "\n"};
+}
+
 CheckResult evaluateCheck(const Reports& first, const Reports& second, const CheckRequest& request) {
     Evaluation evaluation(request);
     for (size_t index = 0; index < first.size(); ++index) {

@@ -394,8 +394,9 @@ EarlyEnd usageError(const std::string& message, const CommandEntry* const comman
     const std::string name = command == nullptr ? "" : std::string(command->name) + " ";
     EarlyEnd end{kExitUsage, "", "zulstat: " + message + "\nTry \"zulstat " + name + "--help\".\n"};
     if (command != nullptr && command->command == Command::check) {
-        end.exitCode = kCheckUnknown;
-        end.standardOutput = "UNKNOWN - " + message + "\n";
+        CheckResult result = checkThatCannotBeMade(message);
+        end.exitCode = result.exitCode;
+        end.standardOutput = std::move(result.text);
     }
     return end;
 }

@@ -15,8 +15,8 @@
 
 namespace zulstat {
 
-// To be called before anything else: a closed pipe becomes an error of the write instead of a signal, and no socket can
-// take the place of a closed standard stream.
+// To be called before anything else: a closed pipe becomes an error of the write instead of a signal, no socket can
+// take the place of a closed standard stream, and as many descriptors are allowed as the system lets the process have.
 void prepareConsole();
 
 // In UTF-8, without the program's name.
