@@ -249,6 +249,51 @@ TEST(CommandLine, TakesIdsFromFiles) {
     EXPECT_NE(machine.usageErrorOf({"ids", "@missing"}).find("\"missing\" cannot be read"), std::string::npos);
 }
 
+TEST(CommandLine, RefusesAnIdFileThatIsNoText) {
+    Machine machine;
+    machine.files = {{"nul", std::string("a\n# none\nb\0zzz\nc\n", 17)},
+                     {"wide", std::string("\xFF\xFE"
+                                          "a\0\n\0",
+                                          6)}};
+    EXPECT_EQ(machine.usageErrorOf({"ids", "@nul"}),
+              "zulstat: line 3 of \"nul\" holds a NUL byte. Write it as plain text in UTF-8.");
+    EXPECT_NE(machine.usageErrorOf({"stats", "--id", "@wide"}).find("line 1 of \"wide\""), std::string::npos);
+    machine.files["-"] = std::string("\0", 1);
+    EXPECT_NE(machine.usageErrorOf({"ids", "@-"}).find("line 1 of standard input"), std::string::npos);
+}
+
+TEST(CommandLine, SkipsTheByteOrderMarkOfAFile) {
+    Machine machine;
+    machine.files = {{"list",
+                      "\xEF\xBB\xBF"
+                      "a\nb\n"},
+                     {"gateways",
+                      "\xEF\xBB\xBF"
+                      "east = e1\n"}};
+    EXPECT_EQ(machine.parseGood({"ids", "@list"}).queries[0].ids, (Texts{"a", "b"}));
+    EXPECT_EQ(machine.parseGood({"ids", "--config", "gateways"}).gateways[0].name, "east");
+}
+
+TEST(CommandLine, RefusesHostsThatCannotBe) {
+    Machine machine;
+    machine.files = {{"nul", std::string("a = h\nb = x\0y\n", 14)}, {"equals", "b=x=y\n"}};
+    EXPECT_EQ(machine.usageErrorOf({"ids", "--config", "nul"}),
+              "zulstat: line 2 of \"nul\" holds a NUL byte. Write it as plain text in UTF-8.");
+    EXPECT_NE(machine.usageErrorOf({"ids", "--config", "equals"}).find("a host has no \"=\" in it"), std::string::npos);
+}
+
+TEST(CommandLine, ReadsStandardInputOnce) {
+    Machine machine;
+    machine.files = {{"-", "c\n"}};
+    EXPECT_EQ(machine.usageErrorOf({"stats", "--id", "@-", "--group", "@-"}),
+              "zulstat: @- stands for standard input, which can be read only once. Write it once.");
+}
+
+TEST(CommandLine, TakesADashForStandardOutput) {
+    EXPECT_FALSE(parseGood({"groups", "--output", "-"}).outputFile.has_value());
+    EXPECT_EQ(parseGood({"groups", "--output", "./-"}).outputFile, "./-");
+}
+
 TEST(CommandLine, RefusesIdsThatCannotStandInAList) {
     EXPECT_NE(usageErrorOf({"ids", "A", ""}).find("a group id must not be empty"), std::string::npos);
     EXPECT_NE(usageErrorOf({"ids", "A:B"}).find("the group id \"A:B\" contains \":\""), std::string::npos);
@@ -327,6 +372,10 @@ TEST(CommandLine, ReadsACheck) {
     EXPECT_TRUE(commandLine.check.okIfMissing);
     ASSERT_EQ(commandLine.queries.size(), 1U);
     EXPECT_EQ(commandLine.queries[0].ids, (Texts{"a", "b"}));
+}
+
+TEST(CommandLine, ChecksAMetricThatIsNamedTwiceOnce) {
+    EXPECT_EQ(parseGood({"check", "a", "rate:a", "a", "rate:a"}).check.metrics.size(), 2U);
 }
 
 TEST(CommandLine, EndsAWrongCheckAsUnknown) {

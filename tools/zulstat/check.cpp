@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
+#include <unordered_set>
 
 #include "exit_codes.h"
 #include "messages.h"
@@ -38,17 +41,30 @@ std::optional<double> parseLimit(const std::string_view text, const double whenE
     return parseNumber(text);
 }
 
-const std::string* findValue(const Report& report, const std::string& id) {
+struct FoundValue {
+    const std::string* value = nullptr;
+    std::chrono::steady_clock::time_point at;
+};
+
+template <class Predicate>
+std::optional<FoundValue> findValueIn(const Report& report, const std::string& id, const Predicate& isWanted) {
     for (const QueryResult& result : report.results) {
         for (const Element& element : result.elements) {
             for (const Entry& entry : element.entries) {
-                if (entry.id == id) {
-                    return &entry.value;
+                if (entry.id == id && isWanted(element)) {
+                    return FoundValue{&entry.value, result.at};
                 }
             }
         }
     }
-    return nullptr;
+    return std::nullopt;
+}
+
+// The element that bears the id is the answer to it. Another one counts only where there is none, because a gateway may
+// name its elements otherwise.
+std::optional<FoundValue> findValue(const Report& report, const std::string& id) {
+    const auto found = findValueIn(report, id, [&](const Element& element) { return element.text == id; });
+    return found ? found : findValueIn(report, id, [](const Element&) { return true; });
 }
 
 const Range* rangeFor(const Metric& metric, const std::vector<Threshold>& thresholds) {
@@ -73,6 +89,31 @@ std::string labelOf(const std::string& text) {
     return label + "'";
 }
 
+// Performance data knows digits, a minus and a point with digits on both sides. A whole number keeps all its digits.
+std::string plainNumber(const std::string& text, const double value) {
+    constexpr std::string_view kDigits = "0123456789";
+    constexpr size_t kRoomForAnyDouble = 400;
+    const size_t sign = text.starts_with('-') ? 1 : 0;
+    const size_t whole = std::min(text.find_first_not_of(kDigits, sign), text.size());
+    const bool hasFraction = whole + 1 < text.size() && text[whole] == '.';
+    const size_t end = hasFraction ? std::min(text.find_first_not_of(kDigits, whole + 1), text.size()) : whole;
+    if (whole > sign && end == text.size()) {
+        return text;
+    }
+    std::array<char, kRoomForAnyDouble> digits{};
+    const auto done = std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
+    return {digits.data(), done.ptr};
+}
+
+// Three decimals, or three digits of a rate that is smaller.
+std::string formatRate(const double rate) {
+    constexpr int kDecimals = 3;
+    constexpr int kMostDecimals = 300;
+    const double size = std::abs(rate);
+    const int zeros = size > 0 && size < 1 ? static_cast<int>(-std::floor(std::log10(size))) - 1 : 0;
+    return formatNumber(rate, std::min(kDecimals + zeros, kMostDecimals));
+}
+
 // A bar would begin the performance data.
 std::string withoutBars(std::string text) {
     std::replace(text.begin(), text.end(), '|', '/');
@@ -87,7 +128,9 @@ class Evaluation {
         prefix_ = first.gateway.name.empty() ? "" : first.gateway.name + " ";
         for (const Report* const report : {&first, &second}) {
             if (report->failure) {
-                note(kCheckCritical, describeFailure(*report->failure, report->gateway));
+                // What this machine lacks says nothing about the gateway.
+                const bool isOurs = report->failure->kind == Failure::Kind::localLimit;
+                note(isOurs ? kCheckUnknown : kCheckCritical, describeFailure(*report->failure, report->gateway));
                 return;
             }
         }
@@ -128,29 +171,35 @@ class Evaluation {
 
     void addMetric(const Metric& metric, const Report& first, const Report& second) {
         const std::string name = escapeText(nameOf(metric));
-        const std::string* const before = findValue(first, metric.id);
-        const std::string* const after = findValue(second, metric.id);
-        if (before == nullptr || after == nullptr) {
+        const auto before = findValue(first, metric.id);
+        const auto after = findValue(second, metric.id);
+        if (!before || !after) {
             note(request_.okIfMissing ? kCheckOk : kCheckUnknown, name + " is missing");
             return;
         }
-        const std::optional<double> earlier = parseNumber(*before);
-        const std::optional<double> later = parseNumber(*after);
+        const std::optional<double> earlier = parseNumber(*before->value);
+        const std::optional<double> later = parseNumber(*after->value);
         if (!earlier || !later) {
-            note(kCheckUnknown, name + " is no number: " + quoteText(cutToWidth(escapeText(*after), kMostOfAText)));
+            const std::string& odd = earlier ? *after->value : *before->value;
+            note(kCheckUnknown, name + " is no number: \"" + cutToWidth(escapeText(odd), kMostOfAText) + '"');
             return;
         }
         if (!metric.isRate) {
-            addValue(metric, name, *later, *after);
+            addValue(metric, name, *later, plainNumber(*after->value, *later));
             return;
         }
-        const double seconds = std::chrono::duration<double>(second.startedAt - first.startedAt).count();
-        if (*later < *earlier || seconds <= 0) {
-            note(kCheckUnknown, name + " has no rate: the value fell from " + *before + " to " + *after);
+        if (*later < *earlier) {
+            note(kCheckUnknown, name + " has no rate: the value fell from " + *before->value + " to " + *after->value);
             return;
         }
+        const double seconds = std::chrono::duration<double>(after->at - before->at).count();
         const double rate = (*later - *earlier) / seconds;
-        addValue(metric, name, rate, formatNumber(rate, kDecimalsOfARate));
+        if (seconds <= 0 || !std::isfinite(rate)) {
+            note(kCheckUnknown,
+                 name + " has no rate: it grew too fast, from " + *before->value + " to " + *after->value);
+            return;
+        }
+        addValue(metric, name, rate, formatRate(rate));
     }
 
     void addValue(const Metric& metric, const std::string& name, const double value, const std::string& shown) {
@@ -163,18 +212,27 @@ class Evaluation {
             text += " (good: " + (isCritical ? critical : warning)->text + ")";
         }
         note(isCritical ? kCheckCritical : isWarning ? kCheckWarning : kCheckOk, std::move(text));
-        data_ += " " + labelOf(nameOf(metric)) + "=" + shown + ";" + (warning == nullptr ? "" : warning->text) + ";" +
+        data_ += " " + labelFor(metric) + "=" + shown + ";" + (warning == nullptr ? "" : warning->text) + ";" +
                  (critical == nullptr ? "" : critical->text);
     }
 
+    // Two ids may become the same label; the later one gets a number.
+    std::string labelFor(const Metric& metric) {
+        std::string label = labelOf(nameOf(metric));
+        for (int number = 2; !labels_.insert(label).second; ++number) {
+            label = labelOf(nameOf(metric) + "#" + std::to_string(number));
+        }
+        return label;
+    }
+
     static constexpr size_t kMostOfAText = 40;
-    static constexpr int kDecimalsOfARate = 3;
 
     const CheckRequest& request_;
     std::string prefix_;
     int state_ = kCheckOk;
     std::vector<Finding> findings_;
     std::string data_;
+    std::unordered_set<std::string> labels_;
 };
 
 }  // namespace
@@ -232,6 +290,10 @@ std::variant<Threshold, Fault> parseThreshold(const std::string_view text, const
     }
     threshold.range = *range;
     return threshold;
+}
+
+CheckResult checkThatCannotBeMade(const std::string& reason) {
+    return {kCheckUnknown, "UNKNOWN - " + withoutBars(reason) + "\n"};
 }
 
 CheckResult evaluateCheck(const Reports& first, const Reports& second, const CheckRequest& request) {

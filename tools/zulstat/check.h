@@ -53,6 +53,9 @@ struct CheckResult {
     std::string text;
 };
 
+// The result of a check that cannot be made.
+CheckResult checkThatCannotBeMade(const std::string& reason);
+
 // `second` holds the same queries a while later, for rates; otherwise it is the same as `first`.
 CheckResult evaluateCheck(const Reports& first, const Reports& second, const CheckRequest& request);
 

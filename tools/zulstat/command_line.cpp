@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "argument_list.h"
 #include "exit_codes.h"
@@ -74,24 +75,22 @@ class IdReader {
 
   private:
     void addLines(std::vector<std::string>& ids, const std::string& fileName) const {
+        if (fileName == "-" && std::exchange(hasReadInput_, true)) {
+            throw UsageFault{"@- stands for standard input, which can be read only once. Write it once."};
+        }
         const std::string content = require(surroundings_.readFile(fileName));
         const size_t before = ids.size();
-        for (size_t start = 0; start < content.size();) {
-            const size_t end = std::min(content.find('\n', start), content.size());
-            std::string line = content.substr(start, end - start);
-            start = end + 1;
-            if (line.ends_with('\r')) {
-                line.pop_back();
-            }
-            if (!line.empty() && line[0] != '#') {
-                ids.push_back(std::move(line));
+        for (const TextLine& line : require(linesOfFile(content, fileName))) {
+            if (!line.text.empty() && line.text[0] != '#') {
+                ids.emplace_back(line.text);
             }
         }
         if (ids.size() == before) {
-            throw UsageFault{"there is no id in " + quoteText(fileName) + ". Write one a line."};
+            throw UsageFault{"there is no id in " + nameOfInput(fileName) + ". Write one a line."};
         }
     }
 
+    mutable bool hasReadInput_ = false;
     const Surroundings& surroundings_;
 };
 
@@ -219,6 +218,9 @@ class CommandLineReader {
         result_.isQuiet = list_.has(Option::quiet);
         if (result_.outputFile && result_.outputFile->empty()) {
             throw UsageFault{"--output must not be empty."};
+        }
+        if (result_.outputFile == "-") {
+            result_.outputFile.reset();
         }
         const std::string format = list_.last(Option::format).value_or("table");
         if (format == "json") {
@@ -351,13 +353,21 @@ class CommandLineReader {
         }
     }
 
+    // One that is named twice is checked once.
+    void addMetric(Metric metric) {
+        std::vector<Metric>& metrics = result_.check.metrics;
+        if (std::find(metrics.begin(), metrics.end(), metric) == metrics.end()) {
+            metrics.push_back(std::move(metric));
+        }
+    }
+
     void readCheck() {
         std::vector<std::string> ids;
         for (const std::string& text : list_.positionals) {
             const Metric metric = parseMetric(text);
             const std::vector<std::string> idsOfMetric = ids_.read({metric.id}, "statistic id");
             for (const std::string& id : idsOfMetric) {
-                result_.check.metrics.push_back({id, metric.isRate});
+                addMetric({id, metric.isRate});
                 ids.push_back(id);
             }
         }
@@ -384,8 +394,9 @@ EarlyEnd usageError(const std::string& message, const CommandEntry* const comman
     const std::string name = command == nullptr ? "" : std::string(command->name) + " ";
     EarlyEnd end{kExitUsage, "", "zulstat: " + message + "\nTry \"zulstat " + name + "--help\".\n"};
     if (command != nullptr && command->command == Command::check) {
-        end.exitCode = kCheckUnknown;
-        end.standardOutput = "UNKNOWN - " + message + "\n";
+        CheckResult result = checkThatCannotBeMade(message);
+        end.exitCode = result.exitCode;
+        end.standardOutput = std::move(result.text);
     }
     return end;
 }

@@ -33,7 +33,7 @@ constexpr std::array kOptions{
     OptionEntry{Option::format, "--format", 'f', Values::one, "FORMAT", kShowing | bits(Command::ping, Command::doctor),
                 "table, json, csv or openmetrics (default: table)", "table json csv openmetrics"},
     OptionEntry{Option::output, "--output", 0, Values::one, "FILE", kQueries,
-                "write the result to this file, which is replaced as a whole when all is written", ""},
+                "write the result to this file, which is replaced as a whole when all is written; - is standard output", ""},
     OptionEntry{Option::match, "--match", 0, Values::one, "GLOB", kShowing,
                 "show only ids that match, as in 'pool.*'; with '!GLOB' those that do not; may be repeated", ""},
     OptionEntry{Option::sort, "--sort", 0, Values::one, "ORDER", kShowing,

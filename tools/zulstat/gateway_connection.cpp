@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "id_list.h"
+#include "messages.h"
+#include "probe_socket.h"
 #include "text_escape.h"
 
 namespace zulstat {
@@ -259,6 +261,14 @@ std::optional<Failure> failureOf(const Query& query, const Answer& answer) {
 Failure connectFailure(const int32_t code) {
     Failure failure;
     failure.stage = Failure::Stage::connecting;
+    // The library has one code for many reasons; this one can be found out afterwards, and is none of the gateway's.
+    const bool mayBeOurs = code == STAPI_RC_CONNECT_FAILED || code == STAPI_RC_HOST_UNKNOWN;
+    if (const auto lack = mayBeOurs ? whyNoConnection() : std::nullopt) {
+        failure.kind = Failure::Kind::localLimit;
+        failure.reason = "this machine lets zulstat open no more connections: " + *lack;
+        failure.advice = std::string(kTooFewDescriptors);
+        return failure;
+    }
     failure.code = code;
     return failure;
 }

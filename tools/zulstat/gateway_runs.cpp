@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "gateway_connection.h"
+#include "messages.h"
 #include "nearest.h"
 
 namespace zulstat {
@@ -91,9 +92,9 @@ void runSession(const Gateway& gateway, const std::vector<Query>& queries, const
 
 void reportNoThread(const std::system_error& error, ReportUnderWay& report) {
     Failure failure;
-    failure.kind = Failure::Kind::interrupted;
+    failure.kind = Failure::Kind::localLimit;
     failure.reason = std::string("no thread can be started for it: ") + error.what();
-    failure.advice = "Ask fewer gateways at a time.";
+    failure.advice = std::string(kTooFewThreads);
     report.fail(std::move(failure));
     report.answered();
     report.remarked();

@@ -79,16 +79,27 @@ std::vector<std::string> messagesAbout(const Report& report, const Selection& se
     return messages;
 }
 
+// Where nobody answered, a file keeps what it has, unless the format has something to say about that.
+bool leavesFileAlone(const Reports& reports, const CommandLine& commandLine) {
+    const bool tellsFailures =
+        commandLine.format == OutputFormat::json || commandLine.format == OutputFormat::openmetrics;
+    return commandLine.outputFile && !tellsFailures &&
+           std::all_of(reports.begin(), reports.end(),
+                       [](const Report& report) { return report.failure && report.results.empty(); });
+}
+
 int show(Reports reports, const CommandLine& commandLine) {
     std::vector<std::string> messages;
     const int exitCode = exitCodeOfAll(reports);
+    const bool hasNothingToWrite = leavesFileAlone(reports, commandLine);
     for (Report& report : reports) {
         for (std::string& message : messagesAbout(report, commandLine.selection)) {
             messages.push_back(std::move(message));
         }
         applySelection(report, commandLine.selection);
     }
-    const int finalCode = writeOutput(render(reports, commandLine), commandLine.outputFile, exitCode);
+    const int finalCode =
+        hasNothingToWrite ? exitCode : writeOutput(render(reports, commandLine), commandLine.outputFile, exitCode);
     for (const std::string& message : messages) {
         printError(message);
     }

@@ -36,6 +36,8 @@ struct Element {
 struct QueryResult {
     Query query;
     std::vector<Element> elements;
+    // Halfway between question and answer, by a clock that nobody sets: what the values are as old as.
+    std::chrono::steady_clock::time_point at{};
 };
 
 struct Failure {
@@ -46,6 +48,7 @@ struct Failure {
         cutOff,       // the connection ended in the middle of an answer
         incomplete,   // an answer announces more than it holds
         outOfReach,   // a part of an answer cannot be reached
+        localLimit,   // this machine lets the process have no more of what it needs: threads, descriptors
         interrupted,  // the user wanted no more
     };
 
