@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 
+#include "bytes.h"
 #include "derivation.h"
 #include "log.h"
 
@@ -73,35 +74,14 @@ class DuplicateFieldFinder {
     std::optional<std::string> found_;
 };
 
-std::optional<uint8_t> hexDigit(char character) {
-    if (character >= '0' && character <= '9') {
-        return static_cast<uint8_t>(character - '0');
-    }
-    if (character >= 'A' && character <= 'F') {
-        return static_cast<uint8_t>(character - 'A' + 10);
-    }
-    if (character >= 'a' && character <= 'f') {
-        return static_cast<uint8_t>(character - 'a' + 10);
-    }
-    return std::nullopt;
-}
-
 // The bytes of {"hex": "..."}, for texts that JSON cannot hold.
 std::string bytesOf(const Json& value, const std::string& place) {
     const bool isHex = value.size() == 1 && value.contains("hex") && value["hex"].is_string();
-    const auto digits = isHex ? value["hex"].get<std::string>() : std::string();
-    std::string bytes;
-    for (size_t at = 0; at + 1 < digits.size(); at += 2) {
-        const auto high = hexDigit(digits[at]);
-        const auto low = hexDigit(digits[at + 1]);
-        if (high.has_value() && low.has_value()) {
-            bytes += static_cast<char>(*high << 4 | *low);
-        }
-    }
-    if (!isHex || 2 * bytes.size() != digits.size()) {
+    const auto bytes = isHex ? bytesFromHex(value["hex"].get<std::string>()) : std::nullopt;
+    if (!bytes.has_value()) {
         throw BadCatalogue(place + " is an object where a text or {\"hex\": \"two digits for each byte\"} belongs");
     }
-    return bytes;
+    return {bytes->begin(), bytes->end()};
 }
 
 // One JSON object of the catalogue, with the place that messages name.

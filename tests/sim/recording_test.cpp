@@ -71,12 +71,6 @@ class Recorded {
     json firstLine_;
 };
 
-std::string withoutBlanks(const Bytes& bytes) {
-    std::string text = shown(bytes);
-    std::erase(text, ' ');
-    return text;
-}
-
 TEST(Recording, HoldsEveryExchangeAsItWasSent) {
     Recorded recorded;
     Conversation conversation(recorded.recorder());
