@@ -222,6 +222,18 @@ TEST(Recording, TellsTheGatewayWhenTheClientEnds) {
     EXPECT_NE(log.find("connection 1: the peer ended it without a close request"), std::string::npos) << log;
 }
 
+TEST(Recording, OfAGatewayThatEndsBehindItsClientTellsNoEnd) {
+    Recorded recorded({"--fault", "handshake:silence=20"});
+    Conversation conversation(recorded.recorder());
+    conversation.client().send(handshakeRequest());
+    conversation.client().receive(20);
+    conversation.client().finishSending();
+    EXPECT_EQ(shown(conversation.client().receiveToTheEnd()), "");
+    const std::vector<json> exchanges = recorded.exchanges();
+    ASSERT_EQ(exchanges.size(), 1U);
+    EXPECT_EQ(exchanges[0]["end"], "none");
+}
+
 TEST(Recording, HoldsWhatIsNoRequestOfTheProtocol) {
     Recorded recorded;
     Conversation conversation(recorded.recorder());

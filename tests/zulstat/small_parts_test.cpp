@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -18,6 +19,7 @@ namespace {
 using std::chrono::milliseconds;
 using zulstat::applySelection;
 using zulstat::AskedBy;
+using zulstat::compareNumbers;
 using zulstat::findNearest;
 using zulstat::formatNumber;
 using zulstat::formatSeconds;
@@ -27,6 +29,7 @@ using zulstat::matchesGlob;
 using zulstat::parseCondition;
 using zulstat::parseNumber;
 using zulstat::parseSeconds;
+using zulstat::parseWholeNumber;
 using zulstat::QueryKind;
 using zulstat::Report;
 using zulstat::SortOrder;
@@ -48,7 +51,7 @@ TEST(ParseNumber, TakesDecimalNumbersAlone) {
 TEST(FormatNumber, LeavesOutZerosAtTheEnd) {
     EXPECT_EQ(formatNumber(1.5, 3), "1.5");
     EXPECT_EQ(formatNumber(100, 3), "100");
-    EXPECT_EQ(formatNumber(-0.0001, 3), "0");
+    EXPECT_EQ(formatNumber(-0.0, 3), "0");
     EXPECT_EQ(formatNumber(2.0 / 3, 3), "0.667");
 }
 
@@ -128,6 +131,69 @@ TEST(Holds, ComparesNumbersAsSuchAndTextsOnlyForEquality) {
     EXPECT_FALSE(holds(*parseCondition("a < 10"), "9a"));
 }
 
+TEST(Holds, ComparesWholeNumbersToTheLastDigit) {
+    EXPECT_FALSE(holds(*parseCondition("n = 9007199254740993"), "9007199254740992"));
+    EXPECT_TRUE(holds(*parseCondition("n < 9007199254740993"), "9007199254740992"));
+    EXPECT_FALSE(holds(*parseCondition("n >= 18446744073709551616"), "18446744073709551615"));
+}
+
+TEST(CompareNumbers, IsExactForEveryWayOfWriting) {
+    for (const auto& [left, right] :
+         std::vector<std::pair<std::string, std::string>>{{"1", "1.0"},
+                                                          {"+5", "5."},
+                                                          {"100", "1e2"},
+                                                          {".5", "0.50"},
+                                                          {"-0", "0"},
+                                                          {"0e99999999999999999999", "0"}}) {
+        EXPECT_EQ(compareNumbers(left, right), 0) << left << " and " << right;
+    }
+    for (const auto& [smaller, greater] : std::vector<std::pair<std::string, std::string>>{
+             {"9", "10"},
+             {"-10", "-9"},
+             {"-1", "0"},
+             {"0", "1e-300"},
+             {"0.1", "0.10000000000000000001"},
+             {"9007199254740992", "9007199254740993"},
+             {"-9007199254740993", "-9007199254740992"},
+             {"99999999999999999999999998", "99999999999999999999999999"}}) {
+        EXPECT_LT(compareNumbers(smaller, greater), 0) << smaller << " and " << greater;
+        EXPECT_GT(compareNumbers(greater, smaller), 0) << smaller << " and " << greater;
+    }
+}
+
+TEST(WholeNumbers, AreSubtractedToTheLastDigit) {
+    const auto subtracted = [](const std::string& left, const std::string& right) -> std::string {
+        const auto result = difference(*parseWholeNumber(left), *parseWholeNumber(right));
+        return result ? formatWholeNumber(*result) : "none";
+    };
+    EXPECT_EQ(subtracted("9007199254740993", "9007199254740992"), "1");
+    EXPECT_EQ(subtracted("18446744073709551615", "0"), "18446744073709551615");
+    EXPECT_EQ(subtracted("0", "18446744073709551615"), "-18446744073709551615");
+    EXPECT_EQ(subtracted("-5", "-5"), "0");
+    EXPECT_EQ(subtracted("-5", "-7"), "2");
+    EXPECT_EQ(subtracted("-7", "-5"), "-2");
+    EXPECT_EQ(subtracted("5", "-7"), "12");
+    EXPECT_EQ(subtracted("-5", "7"), "-12");
+    EXPECT_EQ(subtracted("18446744073709551615", "-1"), "none");
+}
+
+TEST(WholeNumbers, AreNothingElse) {
+    for (const char* const text : {"", "+", "1.0", "1e3", "18446744073709551616", "x", "1 "}) {
+        EXPECT_FALSE(parseWholeNumber(text)) << text;
+    }
+}
+
+TEST(FormatNumber, NeverShowsNothingForSomething) {
+    EXPECT_EQ(formatNumber(0.0004, 3), "0.0004");
+    EXPECT_EQ(formatNumber(0.00123, 3), "0.001");
+    EXPECT_EQ(formatNumber(-0.0004567, 3, 3), "-0.000457");
+    EXPECT_EQ(formatNumber(0.0016, 3, 3), "0.0016");
+    EXPECT_EQ(formatNumber(2.5, 3, 3), "2.5");
+    EXPECT_EQ(formatNumber(1234.5678, 3, 3), "1234.568");
+    EXPECT_EQ(formatNumber(1.5e-300, 3, 3), "1.50e-300");
+    EXPECT_EQ(formatNumber(0, 3, 3), "0");
+}
+
 Report reportWith(std::vector<zulstat::Element> elements) {
     Report report;
     report.results.push_back({{QueryKind::statistics, AskedBy::all, {}}, std::move(elements)});
@@ -152,6 +218,11 @@ TEST(ApplySelection, SortsNumbersBySizeBeforeTexts) {
     EXPECT_EQ(entries[2].value, "text");
     applySelection(report, {{}, SortOrder::byId});
     EXPECT_EQ(report.results[0].elements[0].entries[0].id, "x");
+}
+
+TEST(IsValueBefore, TellsWholeNumbersApartToTheLastDigit) {
+    EXPECT_TRUE(zulstat::isValueBefore("9007199254740992", "9007199254740993"));
+    EXPECT_FALSE(zulstat::isValueBefore("9007199254740993", "9007199254740992"));
 }
 
 TEST(FormatGateway, NamesAGatewayAndItsAddress) {

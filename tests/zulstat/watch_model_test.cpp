@@ -16,6 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using zulstat::AskedBy;
+using zulstat::Element;
 using zulstat::Entry;
 using zulstat::QueryKind;
 using zulstat::Report;
@@ -35,14 +36,19 @@ class OneGateway {
         : model({{"", "gateway1", 7}}, std::move(counters), std::move(selection)) {}
 
     void sample(std::vector<Entry> entries) {
+        sampleElements({{"A", 0, std::move(entries)}});
+    }
+    void sampleElements(std::vector<Element> elements) {
         Report report;
         report.startedAt = kStart + seconds(second_);
-        report.results.push_back({{QueryKind::statistics, AskedBy::group, {}}, {{"A", 0, std::move(entries)}}});
-        model.addSample(0, report, std::chrono::steady_clock::time_point(seconds(second_)));
+        report.results.push_back({{QueryKind::statistics, AskedBy::group, {}},
+                                  std::move(elements),
+                                  std::chrono::steady_clock::time_point(seconds(second_))});
+        model.addSample(0, report);
         ++second_;
     }
     void lose(const std::string& reason) {
-        model.markDown(0, reason, kStart + seconds(second_++));
+        model.markDown(0, reason, kStart + seconds(second_++), milliseconds(7));
     }
     const WatchRow& row(size_t index = 0) const {
         return *model.rowsOf(0).at(index);
@@ -81,6 +87,81 @@ TEST(WatchModel, TakesACounterThatFellForReset) {
     gateway.sample({{"c", "9"}});
     EXPECT_FALSE(gateway.row().isReset);
     EXPECT_EQ(gateway.row().rate, 2);
+}
+
+// Two queries of one sample, of which the second is answered late: what it answers is as old as its answer.
+TEST(WatchModel, ReckonsRatesWithTheTimeOfEachAnswer) {
+    OneGateway gateway({"*"});
+    const auto sample = [&](const char* first, int firstSecond, const char* second, int secondSecond) {
+        const auto at = [](int moment) { return std::chrono::steady_clock::time_point(seconds(moment)); };
+        Report report;
+        report.results.push_back(
+            {{QueryKind::statistics, AskedBy::group, {}}, {{"A", 0, {{"a", first}}}}, at(firstSecond)});
+        report.results.push_back(
+            {{QueryKind::statistics, AskedBy::group, {}}, {{"B", 0, {{"b", second}}}}, at(secondSecond)});
+        gateway.model.addSample(0, report);
+    };
+    sample("0", 0, "0", 0);
+    sample("1000", 1, "5000", 5);
+    EXPECT_EQ(gateway.row(0).rate, 1000);
+    EXPECT_EQ(gateway.row(1).rate, 1000);
+}
+
+TEST(WatchModel, ComparesEachOfSeveralEqualIdsWithItself) {
+    OneGateway gateway;
+    gateway.sample({{"a", "2"}, {"a", "5"}});
+    gateway.sample({{"a", "2"}, {"a", "7"}});
+    EXPECT_EQ(gateway.row(0).change, 0);
+    EXPECT_EQ(gateway.row(1).change, 2);
+}
+
+TEST(WatchModel, KnowsTheChangeOfGreatWholeNumbersToTheLastDigit) {
+    OneGateway gateway({"c"});
+    gateway.sample({{"c", "9007199254740992"}});
+    gateway.sample({{"c", "9007199254740993"}});
+    EXPECT_EQ(gateway.row().change, 1);
+    EXPECT_EQ(gateway.row().rate, 1);
+    EXPECT_EQ(nlohmann::json::parse(watchJson(gateway.model, 0))["statistics"][0]["change"], 1);
+    gateway.sample({{"c", "18446744073709551615"}});
+    EXPECT_NE(watchJson(gateway.model, 0).find("\"change\":18437736874454810622,"), std::string::npos);
+    EXPECT_NE(watchCsv(gateway.model, 0, false).find(",18437736874454810622,"), std::string::npos);
+}
+
+TEST(WatchModel, TakesWhatIsInfiniteForNoChangeAndNoRate) {
+    OneGateway gateway({"c"});
+    gateway.sample({{"c", "-1e308"}});
+    gateway.sample({{"c", "1.7e308"}});
+    EXPECT_FALSE(gateway.row().change);
+    EXPECT_FALSE(gateway.row().rate);
+}
+
+TEST(WatchModel, KeepsWhatFailedAmongWhatIsSelected) {
+    OneGateway gateway({}, {{"a*"}, SortOrder::asAnswered});
+    gateway.sampleElements({{"A", 0, {{"a", "1"}, {"b", "2"}}}, {"nowhere", -5, {}}});
+    ASSERT_EQ(gateway.model.rowsOf(0).size(), 2U);
+    EXPECT_EQ(gateway.row(0).id, "a");
+    EXPECT_EQ(gateway.row(1).element, "nowhere");
+}
+
+TEST(WatchModel, NotesThatNothingIsSelected) {
+    OneGateway gateway({}, {{"x*"}, SortOrder::asAnswered});
+    gateway.sample({});
+    EXPECT_EQ(gateway.model.gateways()[0].note, "") << "there is nothing to select from";
+    gateway.sample({{"a", "1"}});
+    EXPECT_EQ(gateway.model.gateways()[0].note, "no id of gateway1:7 matches --match.");
+}
+
+TEST(WatchModel, NotesThatTheAwaitedStatisticIsMissing) {
+    OneGateway gateway;
+    gateway.model.awaitStatistic("queue.size");
+    gateway.sample({{"queue.siez", "1"}});
+    EXPECT_EQ(gateway.model.gateways()[0].note,
+              "--until waits for \"queue.size\", which is not among what is watched of gateway1:7. Did you mean "
+              "\"queue.siez\"?");
+    gateway.sample({{"other", "1"}});
+    EXPECT_TRUE(gateway.model.gateways()[0].note.ends_with("Is the id right, and asked for?"));
+    gateway.sample({{"queue.size", "1"}});
+    EXPECT_EQ(gateway.model.gateways()[0].note, "");
 }
 
 TEST(WatchModel, GoesOnWithAGapAfterTheGatewayWasDown) {
@@ -207,6 +288,73 @@ TEST(WatchScreen, ScrollsAndFilters) {
     EXPECT_NE(lines.back().find("1-1 of 1   filter: 25"), std::string::npos);
 }
 
+TEST(WatchScreen, KeepsRoomForStatisticsWhenManyGatewaysAreDown) {
+    std::vector<zulstat::Gateway> gateways;
+    for (int number = 0; number < 31; ++number) {
+        gateways.push_back({"gateway" + std::to_string(number), "h", 1});
+    }
+    WatchModel model(gateways, {}, {});
+    for (size_t number = 1; number < 31; ++number) {
+        model.markDown(number, "refused.", kStart, milliseconds(1));
+    }
+    Report report;
+    for (int number = 10; number < 40; ++number) {
+        report.results.push_back(
+            {{QueryKind::statistics, AskedBy::group, {}}, {{"A", 0, {{"id" + std::to_string(number), "1"}}}}});
+    }
+    model.addSample(0, report);
+    WatchView view = viewOf(80, 24);
+    auto lines = watchScreen(model, view);
+    ASSERT_EQ(lines.size(), 24U);
+    EXPECT_EQ(lines[10], "and 21 more gateways are down or need a look; --format json tells all");
+    EXPECT_NE(lines[12].find("id10"), std::string::npos);
+    EXPECT_NE(lines[23].find("1-11 of 30"), std::string::npos);
+    view.firstRow = watchExtent(model, view).lastFirstRow;
+    lines = watchScreen(model, view);
+    EXPECT_NE(lines[22].find("id39"), std::string::npos);
+    EXPECT_NE(lines[23].find("20-30 of 30"), std::string::npos);
+}
+
+TEST(WatchScreen, ShowsLongValuesWholeOnLinesOfTheirOwnWhenWide) {
+    OneGateway gateway;
+    const std::string value = std::string(60, 'x') + "\xE6\x97\xA5" + std::string(60, 'y');
+    gateway.sample({{"a", "1"}, {"b", value}, {"c", "2"}});
+    WatchView view = viewOf(60, 12);
+    EXPECT_EQ(watchScreen(gateway.model, view)[4].find("c"), 7U);
+    view.isWide = true;
+    const auto lines = watchScreen(gateway.model, view);
+    std::string whole;
+    for (size_t line = 4; line < 7; ++line) {
+        EXPECT_LE(zulstat::displayWidth(lines[line]), 60U);
+        EXPECT_EQ(lines[line].find_first_not_of(' '), 2U);
+        whole += lines[line].substr(2);
+    }
+    EXPECT_EQ(whole, value);
+    EXPECT_EQ(lines[7].find("c"), 7U);
+    EXPECT_NE(lines.back().find("1-3 of 3"), std::string::npos);
+}
+
+TEST(WatchScreen, ScrollsOverLongValuesToTheLastOne) {
+    OneGateway gateway;
+    gateway.sample({{"a", std::string(200, 'x')}, {"b", std::string(200, 'x')}, {"c", std::string(200, 'x')}});
+    WatchView view = viewOf(40, 12);
+    view.isWide = true;
+    EXPECT_EQ(watchExtent(gateway.model, view).page, 1U);
+    EXPECT_EQ(watchExtent(gateway.model, view).lastFirstRow, 2U);
+    view.rows = 4;
+    EXPECT_EQ(watchExtent(gateway.model, view).lastFirstRow, 2U) << "a value higher than the screen";
+    EXPECT_EQ(watchScreen(gateway.model, view).size(), 4U);
+}
+
+TEST(WatchScreen, ShowsSmallRatesAndChanges) {
+    OneGateway gateway({"c"});
+    gateway.sample({{"a", "0.0008"}, {"c", "0"}});
+    gateway.sample({{"a", "0.0012"}, {"c", "0.0004"}});
+    const auto lines = watchScreen(gateway.model, viewOf(80, 6));
+    EXPECT_NE(lines[2].find(" +0.0004 "), std::string::npos) << lines[2];
+    EXPECT_NE(lines[3].find(" +0.0004  0.0004 "), std::string::npos) << lines[3];
+}
+
 TEST(WatchLines, AddAHeaderWhereTheColumnsChange) {
     OneGateway gateway;
     std::string header;
@@ -233,16 +381,34 @@ TEST(WatchJson, IsOneDocumentOnOneLine) {
     EXPECT_EQ(document["time"], "2023-11-14T22:13:21.000Z");
     EXPECT_EQ(document["statistics"][0], nlohmann::json::parse(R"({
         "element": "A", "id": "c", "value": "90", "counter": true, "reset": true, "change": -10.0, "rate": null})"));
+}
+
+TEST(WatchJson, TellsOfEveryFailedAttemptWhenItWasAndHowLongItTook) {
+    OneGateway gateway;
+    gateway.sample({{"a", "1"}});
     gateway.lose("refused.");
-    EXPECT_EQ(nlohmann::json::parse(watchJson(gateway.model, 0))["reason"], "refused.");
+    gateway.lose("refused.");
+    const auto document = nlohmann::json::parse(watchJson(gateway.model, 0));
+    EXPECT_EQ(document["reason"], "refused.");
+    EXPECT_EQ(document["time"], "2023-11-14T22:13:22.000Z");
+    EXPECT_EQ(document["downSince"], "2023-11-14T22:13:21.000Z");
+    EXPECT_EQ(document["durationMs"], 7);
 }
 
 TEST(WatchCsv, HasALineForEveryStatistic) {
     OneGateway gateway;
     gateway.sample({{"a,b", "1"}});
     EXPECT_EQ(watchCsv(gateway.model, 0, true),
-              "time,gateway,state,element,code,id,value,change,rate,reset\n"
-              "2023-11-14T22:13:20.000Z,gateway1:7,up,A,0,\"a,b\",1,,,0\n");
+              "time,gateway,state,element,code,id,value,change,rate,reset,reason\n"
+              "2023-11-14T22:13:20.000Z,gateway1:7,up,A,0,\"a,b\",1,,,0,\n");
+}
+
+TEST(WatchCsv, TellsOfEveryFailedAttemptWhenItWasAndWhy) {
+    OneGateway gateway;
+    gateway.lose("first.");
+    gateway.lose("second, and \"last\".");
+    EXPECT_EQ(watchCsv(gateway.model, 0, false),
+              "2023-11-14T22:13:21.000Z,gateway1:7,down,,,,,,,,\"second, and \"\"last\"\".\"\n");
 }
 
 }  // namespace

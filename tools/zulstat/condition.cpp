@@ -70,10 +70,8 @@ std::optional<Condition> parseCondition(const std::string_view text) {
 }
 
 bool holds(const Condition& condition, const std::string_view value) {
-    const std::optional<double> left = parseNumber(value);
-    const std::optional<double> right = parseNumber(condition.value);
-    if (left && right) {
-        return compare(*left, condition.op, *right);
+    if (parseNumber(value) && parseNumber(condition.value)) {
+        return compare(compareNumbers(value, condition.value), condition.op, 0);
     }
     if (condition.op == Condition::Operator::equal || condition.op == Condition::Operator::notEqual) {
         return compare(value, condition.op, std::string_view(condition.value));

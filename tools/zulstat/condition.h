@@ -21,7 +21,7 @@ struct Condition {
 // "ID OP VALUE", OP being = != < <= > or >=; blanks around it are optional. Sizes are for numbers alone.
 std::optional<Condition> parseCondition(std::string_view text);
 
-// Texts that are both numbers are compared as such. A size that is asked of a text does not hold.
+// Texts that are both numbers are compared as such, to the last digit. A size that is asked of a text does not hold.
 bool holds(const Condition& condition, std::string_view value);
 
 // Whether the statistic is there and the condition holds.

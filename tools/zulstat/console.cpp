@@ -1,5 +1,7 @@
 #include "console.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +13,7 @@
 
 #include "exit_codes.h"
 #include "output_file.h"
+#include "terminal.h"
 #include "text_escape.h"
 
 namespace zulstat {
@@ -58,6 +61,24 @@ std::optional<std::string> writeFile(const fs::path& path, const std::string_vie
     return file ? std::nullopt : std::optional(whyNot());
 }
 
+// How far the output has come: what tells output that nobody takes from output that only takes its time.
+std::atomic<uint64_t> outputSteps{0};
+std::atomic<bool> isOutputUnderWay{false};
+
+class OutputUnderWay {
+  public:
+    OutputUnderWay() {
+        ++outputSteps;
+        isOutputUnderWay = true;
+    }
+    ~OutputUnderWay() {
+        isOutputUnderWay = false;
+        ++outputSteps;
+    }
+    OutputUnderWay(const OutputUnderWay&) = delete;
+    OutputUnderWay& operator=(const OutputUnderWay&) = delete;
+};
+
 WriteOutcome outcomeOf(const bool isWritten) {
     if (isWritten) {
         return {};
@@ -102,8 +123,16 @@ std::variant<std::string, Fault> readWholeFile(const std::string& name) {
 }
 
 WriteOutcome writeSomeOutput(const std::string_view text) {
+    constexpr size_t kStep = 4096;
+    const OutputUnderWay underWay;
     errno = 0;
-    return outcomeOf(std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0);
+    bool isWritten = true;
+    for (size_t start = 0; start < text.size() && isWritten; start += kStep) {
+        const std::string_view part = text.substr(start, kStep);
+        isWritten = std::fwrite(part.data(), 1, part.size(), stdout) == part.size() && std::fflush(stdout) == 0;
+        ++outputSteps;
+    }
+    return outcomeOf(isWritten);
 }
 
 WriteOutcome writeAllOutput(const std::string_view text) {
@@ -152,6 +181,28 @@ void endProcessWhenInterrupted() {
             endProcess(kExitInterrupted);
         }
     });
+}
+
+bool StallDetector::isStalled() {
+    // Output is not waited for long; what ends by itself within its own limits, such as a goodbye, takes longer.
+    constexpr std::chrono::seconds kLongestStep{1};
+    constexpr std::chrono::seconds kLongestEnding{3};
+    const auto now = std::chrono::steady_clock::now();
+    const uint64_t steps = outputSteps;
+    if (steps_ != steps) {
+        steps_ = steps;
+        lastMove_ = now;
+    }
+    return now - lastMove_ >= (isOutputUnderWay ? kLongestStep : kLongestEnding);
+}
+
+// Nothing is flushed: another thread may hold the stream while it waits.
+void endStalledProcess(const Interruption reason) {
+    giveScreenBackAtOnce();
+    if (reason == Interruption::quit) {
+        quitProcess();
+    }
+    std::_Exit(reason == Interruption::wanted ? kExitInterrupted : kExitTerminated);
 }
 
 void endProcess(const int exitCode) {

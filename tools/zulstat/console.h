@@ -3,7 +3,9 @@
 #ifndef ZULSTATS_TOOLS_ZULSTAT_CONSOLE_H
 #define ZULSTATS_TOOLS_ZULSTAT_CONSOLE_H
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -42,13 +44,23 @@ struct TerminalSize {
 // Of the terminal that standard output is; nothing when it is none, or does not tell.
 std::optional<TerminalSize> terminalSize();
 
-enum class Interruption { wanted, terminated, resized };
+bool standardErrorIsTerminal();
+
+// Whether the terminal is this process's own to draw on and to read from, and not that of another job of the shell.
+bool isInForeground();
+
+enum class Interruption { wanted, terminated, quit, suspended, continued, resized };
 
 // From now on signals wait for whenInterrupted. To be called before any thread is started.
 void holdInterruptions();
 
-// Calls the function in a thread of its own whenever the user presses Ctrl-C, the process is asked to end, or the
-// terminal's size changes. To be called once, behind holdInterruptions.
+// The same for those that stop the process, let it go on, and make it quit: for whoever changes the terminal. To be
+// called before whenInterrupted and any other thread.
+void holdTerminalSignals();
+
+// Calls the function in a thread of its own whenever the user presses Ctrl-C, the process is asked to end, the
+// terminal's size changes, or something happens that holdTerminalSignals holds. To be called once, behind
+// holdInterruptions. When the process was asked to end, and has not because nobody takes its output, it is ended.
 void whenInterrupted(std::function<void(Interruption)> handler);
 
 // The same for a run that has nothing to show then.
@@ -80,6 +92,25 @@ std::optional<std::string> appendToFile(const std::string& name, std::string_vie
 
 // What the error number of a write to standard output, still open, says about its reader.
 bool isReaderGone(int errorNumber);
+
+// What a user meets who presses Ctrl-Z and Ctrl-\\ where nothing holds them: the process stops, and this returns when
+// it goes on; the process ends.
+void stopProcess();
+[[noreturn]] void quitProcess();
+
+// Tells whether a process that was asked to end is held up, by output that nobody takes or by anything else. To be
+// asked again and again from the moment on when the process was asked to end.
+class StallDetector {
+  public:
+    bool isStalled();
+
+  private:
+    std::chrono::steady_clock::time_point lastMove_ = std::chrono::steady_clock::now();
+    std::optional<uint64_t> steps_;
+};
+
+// Ends a process that is held up, leaving the terminal as it was found.
+[[noreturn]] void endStalledProcess(Interruption reason);
 
 // Ends the process at once, leaving other threads where they are.
 [[noreturn]] void endProcess(int exitCode);

@@ -299,8 +299,8 @@ DumpOutcome dumpGateway(GatewayConnection& connection, const Gateway& gateway, c
     if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
         return {kExitCannotConnect, describeCode(code) + " Try \"zulstat doctor\"."};
     }
-    if (const int32_t code = connection.askForDump(); code != STAPI_RC_OK) {
-        return {kExitQueryFailed, describeCode(code) + " Try \"zulstat doctor\"."};
+    if (const auto failure = connection.askForDump()) {
+        return {kExitQueryFailed, reasonOf(*failure) + " Try \"zulstat doctor\"."};
     }
     return writeDump(connection, file, traceFile);
 }

@@ -10,6 +10,7 @@ inline constexpr int kExitCannotConnect = 3;
 inline constexpr int kExitQueryFailed = 4;
 inline constexpr int kExitOutputFailed = 5;
 inline constexpr int kExitInterrupted = 130;
+inline constexpr int kExitTerminated = 143;
 
 // Those of `check`, as monitoring systems expect them.
 inline constexpr int kCheckOk = 0;

@@ -1,6 +1,7 @@
 #include "gateway_connection.h"
 
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -158,6 +159,7 @@ Failure failedReading(const Query& query, const Failure::Kind kind, std::string 
 }  // namespace
 
 GatewayConnection::~GatewayConnection() {
+    freeResultSet(&dumped_);
     close();
 }
 
@@ -178,15 +180,28 @@ Answer GatewayConnection::ask(const Query& query) {
     return answer;
 }
 
-int32_t GatewayConnection::askForDump() {
-    const int32_t code = getStats(token_, &dumpedResultSet_);
-    noteCode(code);
-    return code;
+std::optional<Failure> GatewayConnection::askForDump() {
+    const Query query{QueryKind::statistics, AskedBy::all, {}};
+    ResultSetToken* resultSet = nullptr;
+    Answer answer = failedQuery(getStats(token_, &resultSet));
+    if (answer.code == STAPI_RC_OK) {
+        answer = readStatisticsSet(resultSet);
+        // The question whether the reply was broken off takes the result set away.
+        const int32_t copied = copyResultSet(resultSet, &dumped_);
+        answer = copied == STAPI_RC_OK ? confirmed(token_, std::move(answer)) : failedQuery(copied);
+    }
+    noteCode(answer.code);
+    // What the gateway sent whole is dumped whatever it is: that is what a dump is for.
+    std::optional<Failure> failure = answer.code == STAPI_RC_OK ? std::nullopt : failureOf(query, answer);
+    if (failure && failure->kind == Failure::Kind::cutOff) {
+        failure->reason = "the connection ended in the middle of the answer";
+    }
+    return failure;
 }
 
-int32_t GatewayConnection::dump() {
+int32_t GatewayConnection::dump() const {
     const int32_t code = dumpState();
-    return code == STAPI_RC_OK ? dumpResultSet(dumpedResultSet_) : code;
+    return code == STAPI_RC_OK ? dumpResultSet(dumped_) : code;
 }
 
 void GatewayConnection::close() {
@@ -231,6 +246,14 @@ std::optional<Failure> failureOf(const Query& query, const Answer& answer) {
         return failedReading(query, Failure::Kind::outOfReach,
                              element + " has no entries, and what follows it is out of reach",
                              "Ask for what follows it by group or by id.");
+    }
+    if (!answer.unanswered.empty()) {
+        const size_t others = answer.unanswered.size() - 1;
+        return failedReading(query, Failure::Kind::incomplete,
+                             "it says nothing of " + quoteText(answer.unanswered.front()) +
+                                 (others == 0 ? "" : " and " + std::to_string(others) + " others") +
+                                 ", which was asked for",
+                             "Look into the gateway's log, or trace it with --trace-level 5 --trace-file FILE.");
     }
     return std::nullopt;
 }

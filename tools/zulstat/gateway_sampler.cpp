@@ -19,10 +19,11 @@ std::chrono::microseconds since(const Clock::time_point begin) {
 
 // Whether the next query may be made.
 bool makeQuery(GatewayConnection& connection, const Query& query, Report& report) {
+    const Clock::time_point begin = Clock::now();
     Answer answer = connection.ask(query);
     report.failure = failureOf(query, answer);
     if (!report.failure || !answer.elements.empty()) {
-        report.results.push_back({query, std::move(answer.elements)});
+        report.results.push_back({query, std::move(answer.elements), begin + (Clock::now() - begin) / 2});
     }
     return !report.failure;
 }
@@ -31,12 +32,12 @@ Sample takeFrom(GatewayConnection& connection, const Gateway& gateway, const std
     Sample sample;
     sample.report.gateway = gateway;
     sample.report.startedAt = std::chrono::system_clock::now();
-    sample.at = Clock::now();
+    const Clock::time_point start = Clock::now();
     if (!connection.isOpen()) {
         if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
             sample.report.failure = connectFailure(code);
         }
-        sample.connecting = since(sample.at);
+        sample.connecting = since(start);
     }
     if (connection.isOpen()) {
         sample.report.protocolVersion = connection.protocolVersion();
@@ -48,7 +49,7 @@ Sample takeFrom(GatewayConnection& connection, const Gateway& gateway, const std
         }
         sample.asking = since(begin);
     }
-    sample.report.duration = since(sample.at);
+    sample.report.duration = since(start);
     return sample;
 }
 
@@ -62,6 +63,7 @@ struct GatewaySampler::Shared {
     std::mutex mutex;
     std::condition_variable changed;
     size_t wanted = 0;
+    bool isBusy = false;
     bool isStopping = false;
     bool isOver = false;
 
@@ -69,6 +71,8 @@ struct GatewaySampler::Shared {
         while (awaitOrder()) {
             Sample sample = takeFrom(connection, gateway, queries);
             const std::lock_guard lock(mutex);
+            isBusy = false;
+            changed.notify_all();
             if (!isStopping) {
                 take(std::move(sample));
             }
@@ -84,7 +88,8 @@ struct GatewaySampler::Shared {
         std::unique_lock lock(mutex);
         changed.wait(lock, [this] { return wanted > 0 || isStopping; });
         wanted -= wanted > 0 ? 1 : 0;
-        return !isStopping;
+        isBusy = !isStopping;
+        return isBusy;
     }
 };
 
@@ -119,7 +124,8 @@ void GatewaySampler::askToStop() {
 bool GatewaySampler::stop(const std::chrono::milliseconds limit) {
     askToStop();
     std::unique_lock lock(shared_->mutex);
-    return shared_->changed.wait_for(lock, limit, [this] { return shared_->isOver; });
+    shared_->changed.wait_for(lock, limit, [this] { return shared_->isOver || shared_->isBusy; });
+    return shared_->isOver;
 }
 
 }  // namespace zulstat

@@ -12,7 +12,6 @@ namespace zulstat {
 
 struct Sample {
     Report report;
-    std::chrono::steady_clock::time_point at;
     std::chrono::microseconds connecting{0};  // 0: the connection was there already
     std::chrono::microseconds asking{0};
 };
@@ -31,7 +30,8 @@ class GatewaySampler {
     void takeSample();
     // Wakes a query that waits for the gateway. A connection that is only being made goes on.
     void cutOff();
-    // Takes leave of the gateway, waiting no longer than the limit. False: it has not come to that.
+    // Takes leave of the gateway, waiting no longer than the limit, and not at all while a sample is being taken:
+    // nobody knows when that ends. False: it has not come to that.
     bool stop(std::chrono::milliseconds limit);
     // Tells it to, and does not wait.
     void askToStop();

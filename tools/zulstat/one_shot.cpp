@@ -118,7 +118,7 @@ void endWhenSilent(GatewayRuns& runs, const Reports& reports, const int exitCode
 }  // namespace
 
 int runOneShot(const CommandLine& commandLine) {
-    const auto runs = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+    const auto runs = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::wanted);
     whenInterrupted([ended = std::weak_ptr(runs)](const Interruption interruption) {
         const auto running = ended.lock();
         if (running && interruption != Interruption::resized) {
@@ -133,7 +133,7 @@ int runOneShot(const CommandLine& commandLine) {
 
 int runCheck(const CommandLine& commandLine) {
     endProcessWhenInterrupted();
-    const auto first = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+    const auto first = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::unwanted);
     const Reports earlier = first->wait(commandLine.timeLimit);
     const bool hasRates = std::any_of(commandLine.check.metrics.begin(), commandLine.check.metrics.end(),
                                       [](const Metric& metric) { return metric.isRate; });
@@ -143,7 +143,7 @@ int runCheck(const CommandLine& commandLine) {
     std::shared_ptr<GatewayRuns> second;
     if (hasRates && isAnswered) {
         std::this_thread::sleep_for(commandLine.interval);
-        second = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+        second = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::unwanted);
         later = second->wait(commandLine.timeLimit);
     }
     const CheckResult result = evaluateCheck(earlier, later, commandLine.check);

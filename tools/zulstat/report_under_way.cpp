@@ -1,11 +1,14 @@
 #include "report_under_way.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "number.h"
 
 namespace zulstat {
 namespace {
+
+constexpr std::chrono::seconds kPatienceForRemarks{1};
 
 Failure endedBefore(const std::optional<Query>& query) {
     Failure failure;
@@ -71,6 +74,12 @@ void ReportUnderWay::answered() {
     changed_.notify_all();
 }
 
+void ReportUnderWay::remarked() {
+    const std::lock_guard lock(mutex_);
+    remarked_ = true;
+    changed_.notify_all();
+}
+
 void ReportUnderWay::finished() {
     const std::lock_guard lock(mutex_);
     finished_ = true;
@@ -90,6 +99,11 @@ Report ReportUnderWay::waitForReport(const std::chrono::milliseconds limit) {
         changed_.wait(lock, isOver);
     } else {
         changed_.wait_until(lock, begin_ + limit, isOver);
+    }
+    if (answered_) {
+        const auto patience = std::chrono::steady_clock::now() + kPatienceForRemarks;
+        const auto end = limit.count() == 0 ? patience : std::min(patience, begin_ + limit);
+        changed_.wait_until(lock, end, [this] { return remarked_ || interrupted_; });
     }
     Report report = report_;
     if (!answered_) {

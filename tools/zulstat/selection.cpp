@@ -36,12 +36,12 @@ void selectEntries(QueryResult& result, const std::vector<std::string>& patterns
 }  // namespace
 
 bool isValueBefore(const std::string_view left, const std::string_view right) {
-    const std::optional<double> leftNumber = parseNumber(left);
-    const std::optional<double> rightNumber = parseNumber(right);
-    if (leftNumber && rightNumber) {
-        return *leftNumber < *rightNumber;
+    const bool isLeftNumber = parseNumber(left).has_value();
+    const bool isRightNumber = parseNumber(right).has_value();
+    if (isLeftNumber && isRightNumber) {
+        return compareNumbers(left, right) < 0;
     }
-    return leftNumber.has_value() != rightNumber.has_value() ? leftNumber.has_value() : left < right;
+    return isLeftNumber != isRightNumber ? isLeftNumber : left < right;
 }
 
 void applySelection(Report& report, const Selection& selection) {

@@ -1,6 +1,8 @@
 #include "watch.h"
 
 #include <algorithm>
+#include <exception>
+#include <map>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -28,7 +30,8 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLongestPause{60000};
 constexpr milliseconds kCloseLimit{2000};
-constexpr int kExitTerminated = 143;
+// Whoever interrupts waits for nobody's goodbye.
+constexpr milliseconds kHurriedCloseLimit{250};
 
 struct SampleTaken {
     size_t gateway;
@@ -49,7 +52,7 @@ struct Watched {
     Clock::time_point nextSample;
     milliseconds pause{0};
     int64_t results = 0;
-    int exitCode = kExitOk;  // of the last result
+    int exitCode = kExitOk;  // the worst of its results
 };
 
 class Display {
@@ -58,11 +61,13 @@ class Display {
     // False: the output has failed, and said so.
     virtual bool showResult(const WatchModel& model, size_t gateway) = 0;
     virtual bool redraw(const WatchModel& model) = 0;
-    virtual void leave() = 0;
 };
 
 bool write(const std::string& text) {
     const WriteOutcome outcome = writeSomeOutput(text);
+    if (outcome.error != 0) {
+        giveScreenBack();
+    }
     if (outcome.error != 0 && !outcome.isReaderGone) {
         printError("the output cannot be written: " + std::generic_category().message(outcome.error) +
                    ". Is the disk full, or standard output closed?");
@@ -77,25 +82,50 @@ class LineDisplay : public Display {
         : format_(commandLine.format), withHeader_(commandLine.hasHeader) {}
 
     bool showResult(const WatchModel& model, const size_t gateway) override {
-        switch (format_) {
-            case OutputFormat::json:
-                return write(watchJson(model, gateway));
-            case OutputFormat::csv:
-                return write(watchCsv(model, gateway, std::exchange(withHeader_, false)));
-            default:
-                return write(watchLines(model, gateway, withHeader_ ? &lastHeader_ : nullptr));
-        }
+        const bool isWritten = write(textFor(model, gateway));
+        tellNote(model, gateway);
+        return isWritten;
     }
     bool redraw(const WatchModel& /*model*/) override {
         return true;
     }
-    void leave() override {}
 
   private:
+    std::string textFor(const WatchModel& model, const size_t gateway) {
+        switch (format_) {
+            case OutputFormat::json:
+                return watchJson(model, gateway);
+            case OutputFormat::csv:
+                return watchCsv(model, gateway, std::exchange(withHeader_, false));
+            default:
+                return watchLines(model, gateway, withHeader_ ? &lastHeader_ : nullptr);
+        }
+    }
+
+    // Once, and again when it has been away in between.
+    void tellNote(const WatchModel& model, const size_t gateway) {
+        const WatchedGateway& watched = model.gateways().at(gateway);
+        if (watched.isUp && std::exchange(toldNotes_[gateway], watched.note) != watched.note && !watched.note.empty()) {
+            printError(watched.note);
+        }
+    }
+
     OutputFormat format_;
     bool withHeader_;
     std::string lastHeader_;
+    std::map<size_t, std::string> toldNotes_;
 };
+
+// Of UTF-8.
+void takeLastCharacterAway(std::string& text) {
+    constexpr unsigned kMask = 0xC0;
+    constexpr unsigned kContinuation = 0x80;
+    bool isWithin = true;
+    while (isWithin && !text.empty()) {
+        isWithin = (static_cast<unsigned char>(text.back()) & kMask) == kContinuation;
+        text.pop_back();
+    }
+}
 
 // Draws the same picture again and again, and takes keys.
 class ScreenDisplay : public Display {
@@ -104,15 +134,22 @@ class ScreenDisplay : public Display {
         view_.interval = commandLine.interval;
         view_.withColour = takesColour(commandLine.color);
         view_.withHeader = commandLine.hasHeader;
-        prepareKeyboard();
-        write(kEnterScreen);
+        view_.isWide = commandLine.isWide;
     }
 
     bool showResult(const WatchModel& model, size_t /*gateway*/) override {
         return redraw(model);
     }
 
+    // Draws nothing while another job has the terminal.
     bool redraw(const WatchModel& model) override {
+        if (!isInForeground()) {
+            return true;
+        }
+        if (!isTaken_) {
+            isTaken_ = true;
+            takeScreen();
+        }
         const WatchModel& shown = frozen_ ? *frozen_ : model;
         const TerminalSize size = terminalSize().value_or(TerminalSize{80, 24});
         view_.columns = size.columns;
@@ -121,8 +158,7 @@ class ScreenDisplay : public Display {
             view_.now = std::chrono::system_clock::now();
         }
         const WatchExtent extent = watchExtent(shown, view_);
-        const size_t last = extent.statistics > extent.page ? extent.statistics - extent.page : 0;
-        view_.firstRow = std::min(view_.firstRow, last);
+        view_.firstRow = std::min(view_.firstRow, extent.lastFirstRow);
         std::string picture = "\x1B[H";
         const std::vector<std::string> lines = watchScreen(shown, view_);
         for (const std::string& line : lines) {
@@ -132,9 +168,17 @@ class ScreenDisplay : public Display {
         return write(picture + "\x1B[J");
     }
 
-    void leave() override {
-        write(kLeaveScreen);
-        restoreKeyboard();
+    // Until the next picture.
+    void leave() {
+        giveScreenBack();
+        isTaken_ = false;
+    }
+
+    // Another program may have changed the terminal.
+    void refresh() {
+        if (isTaken_ && isInForeground()) {
+            prepareKeyboard();
+        }
     }
 
     // False: the user wants no more.
@@ -161,7 +205,7 @@ class ScreenDisplay : public Display {
                 view_.firstRow = 0;
                 break;
             case Key::Kind::end:
-                view_.firstRow = extent.statistics;
+                view_.firstRow = extent.lastFirstRow;
                 break;
             case Key::Kind::escape:
                 view_.filter.clear();
@@ -175,8 +219,8 @@ class ScreenDisplay : public Display {
     }
 
   private:
-    bool takeCharacter(const char character, const WatchModel& model) {
-        switch (character) {
+    bool takeCharacter(const std::string& character, const WatchModel& model) {
+        switch (character.front()) {
             case 'q':
                 return false;
             case 'p':
@@ -210,9 +254,7 @@ class ScreenDisplay : public Display {
                 view_.filter.clear();
                 break;
             case Key::Kind::backspace:
-                if (!view_.filter.empty()) {
-                    view_.filter.pop_back();
-                }
+                takeLastCharacterAway(view_.filter);
                 break;
             case Key::Kind::character:
                 view_.filter += key.character;
@@ -224,20 +266,26 @@ class ScreenDisplay : public Display {
     }
 
     WatchView view_;
+    bool isTaken_ = false;
     std::unique_ptr<WatchModel> frozen_;  // what is shown while paused
 };
 
 class Watch {
   public:
-    explicit Watch(const CommandLine& commandLine)
+    Watch(const CommandLine& commandLine, const bool isDrawing)
         : commandLine_(commandLine),
           events_(std::make_shared<Events>()),
           model_(commandLine.gateways, commandLine.counters, commandLine.selection),
           watched_(commandLine.gateways.size()),
-          isInteractive_(commandLine.format == OutputFormat::table && isTerminalInteractive()) {
-        for (size_t index = 0; index < watched_.size(); ++index) {
-            startSampler(index);
-            watched_[index].nextSample = Clock::now();
+          isInteractive_(isDrawing) {
+        if (commandLine.until) {
+            model_.awaitStatistic(commandLine.until->id);
+        }
+        for (Watched& each : watched_) {
+            each.nextSample = Clock::now();
+        }
+        if (isInteractive_) {
+            holdTerminalSignals();
         }
         whenInterrupted([events = events_](const Interruption interruption) { events->post(interruption); });
         if (isInteractive_) {
@@ -267,32 +315,51 @@ class Watch {
                 findOverdue();
             }
         }
-        display_->leave();
+        giveScreenBack();
+        if (isQuitting_) {
+            quitProcess();
+        }
         return *exitCode_;
     }
 
-    // False: some gateway has not answered the goodbye.
-    bool takeLeave() {
+    void takeLeave() {
         for (const Watched& each : watched_) {
-            each.sampler->askToStop();
+            if (each.sampler) {
+                each.sampler->askToStop();
+            }
         }
-        const Clock::time_point end = Clock::now() + kCloseLimit;
-        return std::all_of(watched_.begin(), watched_.end(), [&](const Watched& each) {
+        const Clock::time_point end = Clock::now() + (isHurried_ ? kHurriedCloseLimit : kCloseLimit);
+        for (const Watched& each : watched_) {
             const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
-            return each.sampler->stop(std::max(left, milliseconds(0)));
-        });
+            if (each.sampler) {
+                each.sampler->stop(std::max(left, milliseconds(0)));
+            }
+        }
     }
 
   private:
-    void startSampler(const size_t index) {
+    // False: there is no thread for it, and that has been noted.
+    bool startSampler(const size_t index) {
         Watched& watched = watched_[index];
-        const size_t generation = ++watched.generation;
-        watched.sampler = std::make_unique<GatewaySampler>(
-            commandLine_.gateways[index], commandLine_.queries, [events = events_, index, generation](Sample sample) {
-                events->post(SampleTaken{index, generation, std::move(sample)});
-            });
+        const size_t generation = watched.generation + 1;
+        try {
+            watched.sampler =
+                std::make_unique<GatewaySampler>(commandLine_.gateways[index], commandLine_.queries,
+                                                 [events = events_, index, generation](Sample sample) {
+                                                     events->post(SampleTaken{index, generation, std::move(sample)});
+                                                 });
+        } catch (const std::system_error& error) {
+            watched.exitCode = std::max(watched.exitCode, kExitQueryFailed);
+            noteDown(
+                index,
+                std::string("no thread can be started for it: ") + error.what() + ". Watch fewer gateways at a time.",
+                milliseconds(0));
+            return false;
+        }
+        watched.generation = generation;
         watched.isBusy = false;
         watched.isOverdue = false;
+        return true;
     }
 
     bool hasAllItsResults(const Watched& watched) const {
@@ -301,13 +368,10 @@ class Watch {
 
     void orderSamples() {
         const Clock::time_point now = Clock::now();
-        for (size_t index = 0; index < watched_.size(); ++index) {
+        for (size_t index = 0; index < watched_.size() && !exitCode_; ++index) {
             Watched& watched = watched_[index];
-            if (now < watched.nextSample || hasAllItsResults(watched)) {
+            if (now < watched.nextSample || hasAllItsResults(watched) || !hasSampler(index)) {
                 continue;
-            }
-            if (watched.isBusy && watched.isOverdue) {
-                replaceStuckSampler(index);
             }
             if (!watched.isBusy) {
                 watched.isBusy = true;
@@ -321,11 +385,18 @@ class Watch {
     }
 
     // A connect that waits without end cannot be woken by itself; another thread makes a new attempt in its place.
-    void replaceStuckSampler(const size_t index) {
+    // False: there is none that could, and that has been noted.
+    bool hasSampler(const size_t index) {
         constexpr size_t kMostLeftBehind = 20;
-        if (watched_[index].generation < kMostLeftBehind) {
-            startSampler(index);
+        const Watched& watched = watched_[index];
+        if (watched.sampler && !(watched.isBusy && watched.isOverdue)) {
+            return true;
         }
+        if (watched.generation < kMostLeftBehind) {
+            return startSampler(index);
+        }
+        noteDown(index, "it has not let go of " + std::to_string(kMostLeftBehind) + " attempts.", milliseconds(0));
+        return false;
     }
 
     Clock::time_point nextMoment() const {
@@ -354,17 +425,18 @@ class Watch {
             }
             watched.isOverdue = true;
             watched.sampler->cutOff();
-            watched.exitCode = kExitQueryFailed;
-            noteDown(index, "no answer within " + formatSeconds(commandLine_.timeLimit) + " s.");
+            watched.exitCode = std::max(watched.exitCode, kExitQueryFailed);
+            noteDown(index, "no answer within " + formatSeconds(commandLine_.timeLimit) + " s.",
+                     commandLine_.timeLimit);
         }
     }
 
-    void noteDown(const size_t index, const std::string& reason) {
+    void noteDown(const size_t index, const std::string& reason, const std::chrono::microseconds duration) {
         Watched& watched = watched_[index];
         const auto now = std::chrono::system_clock::now();
         watched.pause = std::min(std::max(watched.pause * 2, commandLine_.interval), kLongestPause);
         watched.nextSample = Clock::now() + watched.pause;
-        model_.markDown(index, reason, now);
+        model_.markDown(index, reason, now, duration);
         model_.setNextTry(index, now + watched.pause);
         noteResult(index);
     }
@@ -399,16 +471,15 @@ class Watch {
             // Its lateness has been told; what came in the end is for the next try.
             return;
         }
-        watched.exitCode = exitCodeOf(report);
+        watched.exitCode = std::max(watched.exitCode, exitCodeOf(report));
         if (report.failure) {
-            noteDown(taken.gateway, reasonOf(*report.failure));
+            noteDown(taken.gateway, reasonOf(*report.failure), report.duration);
             return;
         }
         watched.pause = milliseconds(0);
-        model_.addSample(taken.gateway, report, taken.sample.at);
+        model_.addSample(taken.gateway, report);
         if (commandLine_.until && holdsIn(report, *commandLine_.until)) {
-            display_->showResult(model_, taken.gateway);
-            exitCode_ = kExitOk;
+            exitCode_ = display_->showResult(model_, taken.gateway) ? kExitOk : kExitOutputFailed;
             return;
         }
         noteResult(taken.gateway);
@@ -419,7 +490,7 @@ class Watch {
             return;
         }
         if (!screen_->takeKey(key, model_)) {
-            exitCode_ = kExitOk;
+            end(kExitOk);
             return;
         }
         redraw();
@@ -430,13 +501,48 @@ class Watch {
             case Interruption::resized:
                 redraw();
                 break;
+            case Interruption::suspended:
+                suspend();
+                break;
+            case Interruption::continued:
+                goOn();
+                break;
             case Interruption::wanted:
-                exitCode_ = kExitInterrupted;
+                end(kExitInterrupted);
                 break;
             case Interruption::terminated:
-                exitCode_ = kExitTerminated;
+                end(kExitTerminated);
+                break;
+            case Interruption::quit:
+                isQuitting_ = true;
+                end(kExitTerminated);
                 break;
         }
+    }
+
+    // The user waits for it.
+    void end(const int exitCode) {
+        exitCode_ = exitCode;
+        isHurried_ = true;
+    }
+
+    void suspend() {
+        if (screen_ != nullptr) {
+            screen_->leave();
+            stopProcess();
+            goOn();
+        }
+    }
+
+    // The time during which the process stood still is none that a gateway took.
+    void goOn() {
+        for (Watched& watched : watched_) {
+            watched.busySince = Clock::now();
+        }
+        if (screen_ != nullptr) {
+            screen_->refresh();
+        }
+        redraw();
     }
 
     void redraw() {
@@ -453,16 +559,46 @@ class Watch {
     std::unique_ptr<Display> display_;
     ScreenDisplay* screen_ = nullptr;
     std::optional<int> exitCode_;
+    bool isHurried_ = false;
+    bool isQuitting_ = false;
 };
+
+// What a thread cannot go on with leaves the terminal as it was found.
+[[noreturn]] void endWithoutRemedy() {
+    giveScreenBackAtOnce();
+    std::string reason = "unknown error";
+    try {
+        if (const auto error = std::current_exception()) {
+            std::rethrow_exception(error);
+        }
+    } catch (const std::exception& error) {
+        reason = error.what();
+    }
+    printError("cannot go on: " + reason);
+    endProcess(kExitQueryFailed);
+}
 
 }  // namespace
 
 int runWatch(const CommandLine& commandLine) {
-    Watch watch(commandLine);
-    const int exitCode = watch.run();
-    // Threads are left behind that wait for keys, signals, and perhaps for gateways.
-    watch.takeLeave();
-    endProcess(exitCode);
+    const bool isDrawing = commandLine.format == OutputFormat::table && isTerminalInteractive();
+    if (isDrawing && commandLine.traceLevel.value_or(0) > 0 && !commandLine.traceFile && standardErrorIsTerminal()) {
+        printError(
+            "--trace-level would write over the picture. Give --trace-file FILE too, or send standard error "
+            "to a file.");
+        return kExitUsage;
+    }
+    std::set_terminate(endWithoutRemedy);
+    try {
+        Watch watch(commandLine, isDrawing);
+        const int exitCode = watch.run();
+        // Threads are left behind that wait for keys, signals, and perhaps for gateways.
+        watch.takeLeave();
+        endProcess(exitCode);
+    } catch (...) {
+        giveScreenBack();
+        throw;
+    }
 }
 
 }  // namespace zulstat

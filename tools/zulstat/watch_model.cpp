@@ -6,21 +6,32 @@
 #include <cstddef>
 #include <map>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
+#include "gateway_address.h"
 #include "glob.h"
+#include "nearest.h"
 #include "number.h"
+#include "text_escape.h"
 
 namespace zulstat {
 namespace {
 
 constexpr size_t kLongestHistory = 60;
 
-using RowKey = std::pair<std::string, std::string>;
+// Numbers the rows of a sample that have the same element and id.
+class RowKeys {
+  public:
+    using Key = std::tuple<std::string, std::string, size_t>;
 
-RowKey keyOf(const WatchRow& row) {
-    return {row.element, row.id};
-}
+    Key next(const WatchRow& row) {
+        return {row.element, row.id, counts_[{row.element, row.id}]++};
+    }
+
+  private:
+    std::map<std::pair<std::string, std::string>, size_t> counts_;
+};
 
 void remember(WatchRow& row, const std::optional<double> number) {
     row.history.push_back(number);
@@ -33,6 +44,10 @@ double sizeOfChange(const WatchRow& row) {
     return row.change ? std::fabs(*row.change) : -1;
 }
 
+std::optional<double> finite(const double number) {
+    return std::isfinite(number) ? std::optional(number) : std::nullopt;
+}
+
 }  // namespace
 
 WatchModel::WatchModel(const std::vector<Gateway>& gateways, std::vector<std::string> counters, Selection selection)
@@ -42,12 +57,18 @@ WatchModel::WatchModel(const std::vector<Gateway>& gateways, std::vector<std::st
     }
 }
 
-void WatchModel::addSample(const size_t gateway, const Report& report, const std::chrono::steady_clock::time_point at) {
+void WatchModel::awaitStatistic(std::string id) {
+    awaited_ = std::move(id);
+}
+
+void WatchModel::addSample(const size_t gateway, const Report& report) {
     WatchedGateway& watched = gateways_.at(gateway);
-    std::map<RowKey, const WatchRow*> known;
+    std::map<RowKeys::Key, const WatchRow*> known;
+    RowKeys knownKeys;
     for (const WatchRow& row : watched.rows) {
-        known.emplace(keyOf(row), &row);
+        known.emplace(knownKeys.next(row), &row);
     }
+    RowKeys keys;
     std::vector<WatchRow> rows;
     for (const QueryResult& result : report.results) {
         for (const Element& element : result.elements) {
@@ -60,8 +81,8 @@ void WatchModel::addSample(const size_t gateway, const Report& report, const std
                 row.value = entry.value;
                 row.number = parseNumber(entry.value);
                 row.isCounter = row.number && !counters_.empty() && isSelected(entry.id, counters_);
-                row.at = at;
-                const auto before = known.find(keyOf(row));
+                row.at = result.at;
+                const auto before = known.find(keys.next(row));
                 if (before != known.end()) {
                     follow(row, *before->second);
                 }
@@ -79,12 +100,13 @@ void WatchModel::addSample(const size_t gateway, const Report& report, const std
     watched.isKnown = true;
     watched.reason.clear();
     watched.nextTry.reset();
-    watched.lastSample = report.startedAt;
+    watched.lastHeard = report.startedAt;
     watched.duration = report.duration;
+    watched.note = noteOn(watched);
 }
 
 void WatchModel::markDown(const size_t gateway, const std::string& reason,
-                          const std::chrono::system_clock::time_point now) {
+                          const std::chrono::system_clock::time_point now, const std::chrono::microseconds duration) {
     WatchedGateway& watched = gateways_.at(gateway);
     if (watched.isUp || !watched.isKnown) {
         watched.since = now;
@@ -92,8 +114,12 @@ void WatchModel::markDown(const size_t gateway, const std::string& reason,
     watched.isUp = false;
     watched.isKnown = true;
     watched.reason = reason;
+    watched.note.clear();
+    watched.lastHeard = now;
+    watched.duration = duration;
     for (WatchRow& row : watched.rows) {
         row.change.reset();
+        row.exactChange.reset();
         row.rate.reset();
         row.isReset = false;
         remember(row, std::nullopt);
@@ -107,7 +133,7 @@ void WatchModel::setNextTry(const size_t gateway, const std::chrono::system_cloc
 std::vector<const WatchRow*> WatchModel::rowsOf(const size_t gateway) const {
     std::vector<const WatchRow*> rows;
     for (const WatchRow& row : gateways_.at(gateway).rows) {
-        if (isSelected(row.code < 0 ? row.element : row.id, selection_.patterns)) {
+        if (row.code < 0 || isSelected(row.id, selection_.patterns)) {
             rows.push_back(&row);
         }
     }
@@ -130,15 +156,40 @@ void WatchModel::follow(WatchRow& row, const WatchRow& before) const {
     if (!row.number || !before.number) {
         return;
     }
-    row.change = *row.number - *before.number;
-    if (!row.isCounter) {
+    const std::optional<WholeNumber> whole = parseWholeNumber(row.value);
+    const std::optional<WholeNumber> wholeBefore = parseWholeNumber(before.value);
+    row.exactChange = whole && wholeBefore ? difference(*whole, *wholeBefore) : std::nullopt;
+    row.change = row.exactChange ? toDouble(*row.exactChange) : finite(*row.number - *before.number);
+    if (!row.isCounter || !row.change) {
         return;
     }
     row.isReset = *row.change < 0;
     const double seconds = std::chrono::duration<double>(row.at - before.at).count();
     if (!row.isReset && seconds > 0) {
-        row.rate = *row.change / seconds;
+        row.rate = finite(*row.change / seconds);
     }
+}
+
+std::string WatchModel::noteOn(const WatchedGateway& watched) const {
+    std::vector<std::string> ids;
+    bool isAnySelected = false;
+    for (const WatchRow& row : watched.rows) {
+        if (row.code >= 0) {
+            ids.push_back(row.id);
+            isAnySelected = isAnySelected || isSelected(row.id, selection_.patterns);
+        }
+    }
+    std::string note;
+    if (!ids.empty() && !isAnySelected) {
+        note = "no id of " + formatGateway(watched.gateway) + " matches --match.";
+    }
+    if (awaited_ && std::find(ids.begin(), ids.end(), *awaited_) == ids.end()) {
+        const std::optional<std::string> nearest = findNearest(*awaited_, ids);
+        note += std::string(note.empty() ? "" : " ") + "--until waits for " + quoteText(*awaited_) +
+                ", which is not among what is watched of " + formatGateway(watched.gateway) + ". " +
+                (nearest ? "Did you mean " + quoteText(*nearest) + "?" : "Is the id right, and asked for?");
+    }
+    return note;
 }
 
 void WatchModel::sort(std::vector<const WatchRow*>& rows) const {

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <iterator>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -25,9 +28,17 @@ constexpr std::string_view kDim = "\x1B[2m";
 constexpr std::string_view kYellow = "\x1B[33m";
 constexpr std::string_view kPlain = "\x1B[0m";
 
-std::string withSign(const double number) {
-    const std::string text = formatNumber(number, kDecimals);
-    return number > 0 && text != "0" ? "+" + text : text;
+std::string formatAmount(const double number) {
+    constexpr int kLeastSignificant = 3;
+    return formatNumber(number, kDecimals, kLeastSignificant);
+}
+
+// Without a sign where it is not negative; empty for none.
+std::string formatChange(const WatchRow& row) {
+    if (row.exactChange) {
+        return formatWholeNumber(*row.exactChange);
+    }
+    return row.change ? formatAmount(*row.change) : "";
 }
 
 // The cells of one statistic. The middle ones hold numbers.
@@ -46,7 +57,7 @@ std::string changeOf(const WatchRow& row) {
     if (row.isReset) {
         return "reset";
     }
-    return row.change ? withSign(*row.change) : "";
+    return (row.change && *row.change > 0 ? "+" : "") + formatChange(row);
 }
 
 std::string showText(const std::string& text) {
@@ -66,7 +77,7 @@ Cells cellsOf(const WatchModel& model, const WatchRow& row) {
     cells.texts[kStatistic] = showText(row.id);
     cells.texts[kValue] = showText(row.value);
     cells.texts[kChange] = changeOf(row);
-    cells.texts[kRate] = row.rate ? formatNumber(*row.rate, kDecimals) : "";
+    cells.texts[kRate] = row.rate ? formatAmount(*row.rate) : "";
     cells.texts[kHistory] = row.number || row.history.size() > 1 ? sparkline(row.history, kWidestHistory) : "";
     cells.hasNumber = row.number.has_value();
     cells.colour = row.isReset                           ? kYellow
@@ -94,7 +105,8 @@ std::string pad(std::string text, const size_t width, const bool right) {
 
 class Layout {
   public:
-    Layout(const WatchModel& model, const std::vector<Cells>& all, const size_t columns) : model_(model) {
+    Layout(const WatchModel& model, const std::vector<Cells>& all, const size_t columns)
+        : model_(model), columns_(columns) {
         for (size_t column = 0; column < kColumns; ++column) {
             widths_[column] = kTitles[column].size();
             for (const Cells& cells : all) {
@@ -120,6 +132,12 @@ class Layout {
         return text;
     }
 
+    // Whether nothing of the value is cut off, neither by its column nor by the end of the line.
+    bool showsWhole(const Cells& cells) const {
+        return displayWidth(cells.texts[kValue]) <= widths_[kValue] &&
+               (columns_ == 0 || endOf(kValue) <= columns_ || cells.texts[kValue].empty());
+    }
+
     std::string header() const {
         Cells cells;
         cells.texts.assign(kTitles.begin(), kTitles.end());
@@ -128,8 +146,13 @@ class Layout {
 
   private:
     size_t total() const {
+        return endOf(kHistory);
+    }
+
+    // Where a column ends on the line.
+    size_t endOf(const Column last) const {
         size_t sum = 0;
-        for (size_t column = 0; column < kColumns; ++column) {
+        for (size_t column = 0; column <= last; ++column) {
             if (isShown(static_cast<Column>(column), model_) && widths_[column] > 0) {
                 sum += widths_[column] + (sum == 0 ? 0 : kGap);
             }
@@ -153,6 +176,7 @@ class Layout {
     }
 
     const WatchModel& model_;
+    size_t columns_;
     std::array<size_t, kColumns> widths_{};
 };
 
@@ -176,32 +200,52 @@ std::string describeDown(const WatchedGateway& watched, const std::string& nextT
            watched.reason;
 }
 
-// Lines above the statistics.
-std::vector<Cells> head(const WatchModel& model, const WatchView& view) {
-    std::vector<Cells> lines;
-    const auto add = [&](std::string text, const std::string_view colour) {
-        lines.push_back({{std::move(text)}, false, colour});
-    };
-    size_t up = 0;
-    for (const WatchedGateway& watched : model.gateways()) {
-        up += watched.isUp ? 1 : 0;
+struct HeadLine {
+    std::string text;
+    std::string_view colour;
+};
+
+std::string describeState(const WatchModel& model) {
+    if (model.hasSeveralGateways()) {
+        const auto up = std::count_if(model.gateways().begin(), model.gateways().end(),
+                                      [](const WatchedGateway& watched) { return watched.isUp; });
+        return std::to_string(model.gateways().size()) + " gateways, " + std::to_string(up) + " up";
     }
-    const std::string who =
-        model.hasSeveralGateways()
-            ? std::to_string(model.gateways().size()) + " gateways, " + std::to_string(up) + " up"
-            : formatGateway(model.gateways().front().gateway) + (up == 1                            ? " is up"
-                                                                 : model.gateways().front().isKnown ? " is down"
-                                                                                                    : " is asked");
-    add(formatClock(view.now) + "  " + who + ", every " + formatSeconds(view.interval) + " s" +
-            (view.isPaused ? "  [paused]" : ""),
-        "");
+    const WatchedGateway& only = model.gateways().front();
+    return formatGateway(only.gateway) + (only.isUp ? " is up" : only.isKnown ? " is down" : " is asked");
+}
+
+// One for every gateway of which there is something to say.
+std::vector<HeadLine> messages(const WatchModel& model, const WatchView& view) {
+    std::vector<HeadLine> lines;
     for (const WatchedGateway& watched : model.gateways()) {
         if (watched.isKnown && !watched.isUp) {
-            add(describeDown(watched,
-                             watched.nextTry ? ", next try in " + seconds(*watched.nextTry - view.now) + " s" : ""),
-                kRed);
+            const std::string nextTry =
+                watched.nextTry ? ", next try in " + seconds(*watched.nextTry - view.now) + " s" : "";
+            lines.push_back({describeDown(watched, nextTry), kRed});
+        } else if (!watched.note.empty()) {
+            lines.push_back({watched.note, kYellow});
         }
     }
+    return lines;
+}
+
+// Lines above the statistics. Messages take half of the others' room at most.
+std::vector<HeadLine> head(const WatchModel& model, const WatchView& view) {
+    constexpr size_t kOtherLines = 3;  // the first one, the titles, and the last one
+    std::vector<HeadLine> lines{{formatClock(view.now) + "  " + describeState(model) + ", every " +
+                                     formatSeconds(view.interval) + " s" + (view.isPaused ? "  [paused]" : ""),
+                                 ""}};
+    std::vector<HeadLine> told = messages(model, view);
+    const size_t room = std::max<size_t>(view.rows > kOtherLines ? (view.rows - kOtherLines) / 2 : 0, 1);
+    if (told.size() > room) {
+        const size_t left = told.size() - (room - 1);
+        told.resize(room - 1);
+        told.push_back({(room > 1 ? "and " : "") + std::to_string(left) + (room > 1 ? " more" : "") +
+                            " gateways are down or need a look; --format json tells all",
+                        kRed});
+    }
+    std::move(told.begin(), told.end(), std::back_inserter(lines));
     return lines;
 }
 
@@ -228,8 +272,61 @@ std::vector<Cells> cellsOfRows(const WatchModel& model, const std::vector<const 
     return all;
 }
 
-size_t linesAround(const WatchModel& model, const WatchView& view) {
-    return head(model, view).size() + (view.withHeader ? 1 : 0) + 1;
+// Lines for statistics.
+size_t roomForStatistics(const WatchModel& model, const WatchView& view) {
+    const size_t around = head(model, view).size() + (view.withHeader ? 1 : 0) + 1;
+    return view.rows > around ? view.rows - around : 0;
+}
+
+// As many characters as fit, but one at least.
+size_t lengthThatFits(const std::string_view text, const size_t width) {
+    size_t length = lengthOfCharacter(text);
+    size_t next = length;
+    while (next < text.size() && displayWidth(text.substr(0, next)) <= width) {
+        length = next;
+        next += lengthOfCharacter(text.substr(next));
+    }
+    return next >= text.size() && displayWidth(text) <= width ? text.size() : length;
+}
+
+// The lines of one statistic: with --wide the value follows whole where it was cut.
+std::vector<std::string> linesOf(const Layout& layout, const Cells& cells, const WatchView& view) {
+    constexpr size_t kIndent = 2;
+    std::vector<std::string> lines{cutToWidth(layout.line(cells), view.columns)};
+    if (!view.isWide || view.columns <= 2 * kIndent || layout.showsWhole(cells)) {
+        return lines;
+    }
+    std::string_view rest = cells.texts[kValue];
+    while (!rest.empty()) {
+        const size_t length = lengthThatFits(rest, view.columns - kIndent);
+        lines.push_back(std::string(kIndent, ' ').append(rest.substr(0, length)));
+        rest.remove_prefix(length);
+    }
+    return lines;
+}
+
+// How many statistics from that one on fit into so many lines.
+size_t countThatFit(const Layout& layout, const std::vector<Cells>& all, const WatchView& view, const size_t first,
+                    const size_t room) {
+    size_t count = 0;
+    for (size_t used = 0; first + count < all.size(); ++count) {
+        used += linesOf(layout, all[first + count], view).size();
+        if (used > room) {
+            break;
+        }
+    }
+    return count;
+}
+
+size_t lastFirstRow(const Layout& layout, const std::vector<Cells>& all, const WatchView& view, const size_t room) {
+    size_t first = all.size();
+    for (size_t used = 0; first > 0; --first) {
+        used += linesOf(layout, all[first - 1], view).size();
+        if (used > room) {
+            break;
+        }
+    }
+    return all.empty() ? 0 : std::min(first, all.size() - 1);
 }
 
 using Json = nlohmann::ordered_json;
@@ -238,40 +335,59 @@ Json numberOrNull(const std::optional<double>& number) {
     return number ? Json(*number) : Json(nullptr);
 }
 
+// A whole number keeps all of its digits where JSON's readers take 64 bits.
+Json changeToJson(const WatchRow& row) {
+    constexpr auto kMostNegative = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+    if (!row.exactChange || (row.exactChange->isNegative && row.exactChange->magnitude > kMostNegative)) {
+        return numberOrNull(row.change);
+    }
+    const uint64_t magnitude = row.exactChange->magnitude;
+    return row.exactChange->isNegative ? Json(-static_cast<int64_t>(magnitude)) : Json(magnitude);
+}
+
 Json rowToJson(const WatchRow& row) {
     return Json{{"element", row.element},        {"id", row.id},         {"value", row.value},
-                {"counter", row.isCounter},      {"reset", row.isReset}, {"change", numberOrNull(row.change)},
+                {"counter", row.isCounter},      {"reset", row.isReset}, {"change", changeToJson(row)},
                 {"rate", numberOrNull(row.rate)}};
 }
 
 }  // namespace
 
 WatchExtent watchExtent(const WatchModel& model, const WatchView& view) {
-    const size_t around = linesAround(model, view);
-    return {filteredRows(model, view).size(), view.rows > around ? view.rows - around : 1};
+    const std::vector<Cells> cells = cellsOfRows(model, filteredRows(model, view));
+    const Layout layout(model, cells, view.columns);
+    const size_t room = roomForStatistics(model, view);
+    const size_t first = std::min(view.firstRow, cells.size());
+    const size_t page = countThatFit(layout, cells, view, first, room);
+    return {cells.size(), std::max<size_t>(page, 1), lastFirstRow(layout, cells, view, room)};
 }
 
 std::vector<std::string> watchScreen(const WatchModel& model, const WatchView& view) {
-    const std::vector<const WatchRow*> rows = filteredRows(model, view);
-    const std::vector<Cells> cells = cellsOfRows(model, rows);
+    const std::vector<Cells> cells = cellsOfRows(model, filteredRows(model, view));
     const Layout layout(model, cells, view.columns);
     std::vector<std::string> lines;
-    for (const Cells& line : head(model, view)) {
-        lines.push_back(coloured(cutToWidth(line.texts.front(), view.columns), line.colour, view));
+    for (const HeadLine& line : head(model, view)) {
+        lines.push_back(coloured(cutToWidth(line.text, view.columns), line.colour, view));
     }
     if (view.withHeader) {
         lines.push_back(coloured(cutToWidth(layout.header(), view.columns), kBold, view));
     }
-    const size_t page = view.rows > lines.size() + 1 ? view.rows - lines.size() - 1 : 0;
+    const size_t room = roomForStatistics(model, view);
     const size_t first = std::min(view.firstRow, cells.size());
-    const size_t shown = std::min(page, cells.size() - first);
+    // A statistic that is higher than the screen is shown as far as it goes.
+    const size_t shown = std::min(std::max<size_t>(countThatFit(layout, cells, view, first, room), room > 0 ? 1 : 0),
+                                  cells.size() - first);
+    const size_t end = lines.size() + room;
     for (size_t index = first; index < first + shown; ++index) {
-        lines.push_back(coloured(cutToWidth(layout.line(cells[index]), view.columns), cells[index].colour, view));
+        for (const std::string& line : linesOf(layout, cells[index], view)) {
+            lines.push_back(coloured(line, cells[index].colour, view));
+        }
     }
-    lines.resize(std::max(lines.size(), view.rows == 0 ? 0 : view.rows - 1));
-    lines.push_back(coloured(cutToWidth(foot(view, shown, cells.size()), view.columns), kDim, view));
-    if (lines.size() > view.rows) {
-        lines.resize(view.rows);
+    lines.resize(std::min(end, view.rows == 0 ? 0 : view.rows - 1));
+    if (view.rows > 1) {
+        lines.push_back(coloured(cutToWidth(foot(view, shown, cells.size()), view.columns), kDim, view));
+    } else if (view.rows == 1) {
+        lines.push_back(coloured(cutToWidth(head(model, view).front().text, view.columns), "", view));
     }
     return lines;
 }
@@ -283,7 +399,7 @@ std::string watchLines(const WatchModel& model, const size_t gateway, std::strin
     }
     const std::vector<Cells> all = cellsOfRows(model, model.rowsOf(gateway));
     const Layout layout(model, all, 0);
-    const std::string time = formatClock(watched.lastSample) + "  ";
+    const std::string time = formatClock(watched.lastHeard) + "  ";
     const std::string header = pad("TIME", time.size(), false) + layout.header() + "\n";
     std::string text;
     if (lastHeader != nullptr && header != *lastHeader) {
@@ -298,24 +414,24 @@ std::string watchLines(const WatchModel& model, const size_t gateway, std::strin
 
 std::string watchCsv(const WatchModel& model, const size_t gateway, const bool withHeader) {
     const WatchedGateway& watched = model.gateways().at(gateway);
-    std::string text = withHeader ? "time,gateway,state,element,code,id,value,change,rate,reset\n" : "";
+    std::string text = withHeader ? "time,gateway,state,element,code,id,value,change,rate,reset,reason\n" : "";
     const Gateway& where = watched.gateway;
     const std::string name = csvCell(where.name.empty() ? formatAddress(where.host, where.port) : where.name);
     if (!watched.isUp) {
-        return text + formatTime(watched.since) + "," + name + ",down,,,,,,,\n";
+        return text + formatTime(watched.lastHeard) + "," + name + ",down,,,,,,,," + csvCell(watched.reason) + "\n";
     }
     for (const WatchRow* const row : model.rowsOf(gateway)) {
-        text += formatTime(watched.lastSample) + "," + name + ",up," + csvCell(row->element) + "," +
+        text += formatTime(watched.lastHeard) + "," + name + ",up," + csvCell(row->element) + "," +
                 std::to_string(row->code) + "," + csvCell(row->id) + "," + csvCell(row->value) + "," +
-                (row->change ? formatNumber(*row->change, kDecimals) : "") + "," +
-                (row->rate ? formatNumber(*row->rate, kDecimals) : "") + "," + (row->isReset ? "1" : "0") + "\n";
+                formatChange(*row) + "," + (row->rate ? formatAmount(*row->rate) : "") + "," +
+                (row->isReset ? "1" : "0") + ",\n";
     }
     return text;
 }
 
 std::string watchJson(const WatchModel& model, const size_t gateway) {
     const WatchedGateway& watched = model.gateways().at(gateway);
-    Json document{{"format", 1}, {"time", formatTime(watched.isUp ? watched.lastSample : watched.since)}};
+    Json document{{"format", 1}, {"time", formatTime(watched.lastHeard)}};
     document["durationMs"] = std::chrono::duration<double, std::milli>(watched.duration).count();
     document["gateway"] = Json{{"name", nullptr}, {"host", watched.gateway.host}, {"port", watched.gateway.port}};
     if (!watched.gateway.name.empty()) {
@@ -323,6 +439,7 @@ std::string watchJson(const WatchModel& model, const size_t gateway) {
     }
     document["state"] = watched.isUp ? "up" : "down";
     document["reason"] = watched.isUp ? Json(nullptr) : Json(watched.reason);
+    document["downSince"] = watched.isUp ? Json(nullptr) : Json(formatTime(watched.since));
     Json statistics = Json::array();
     Json failed = Json::array();
     if (watched.isUp) {

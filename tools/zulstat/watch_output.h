@@ -17,6 +17,7 @@ struct WatchView {
     size_t firstRow = 0;  // of the statistics, the rest is scrolled away
     bool withColour = true;
     bool withHeader = true;
+    bool isWide = false;  // values that do not fit are shown whole, on lines of their own
     bool isPaused = false;
     bool isTypingFilter = false;
     std::string filter;  // part of an id, or a pattern
@@ -24,10 +25,12 @@ struct WatchView {
     std::chrono::system_clock::time_point now;
 };
 
-// How many statistics the filter lets through, and how many fit on the screen: what scrolling needs.
+// How many statistics the filter lets through, how many fit on the screen from the first row on, and how far scrolling
+// can go until the last one is on the screen.
 struct WatchExtent {
     size_t statistics = 0;
     size_t page = 0;
+    size_t lastFirstRow = 0;
 };
 WatchExtent watchExtent(const WatchModel& model, const WatchView& view);
 

@@ -7,10 +7,13 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <initializer_list>
 #include <thread>
 #include <utility>
 
 #include "console.h"
+#include "exit_codes.h"
 
 namespace zulstat {
 namespace {
@@ -34,29 +37,76 @@ void raiseDescriptorLimit() {
     }
 }
 
+// What whenInterrupted takes. Written before any thread is started.
+sigset_t heldSignals;
+
 // Those that whoever started the process wants to be ignored stay so.
-sigset_t signalsOfInterest() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) {
+void hold(const std::initializer_list<int> numbers) {
+    for (const int number : numbers) {
         struct sigaction action {};
         const bool isIgnored = ::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
         if (!isIgnored) {
-            ::sigaddset(&signals, number);
+            ::sigaddset(&heldSignals, number);
         }
     }
-    return signals;
+    ::pthread_sigmask(SIG_BLOCK, &heldSignals, nullptr);
 }
 
 Interruption meaningOf(const int number) {
     switch (number) {
         case SIGINT:
             return Interruption::wanted;
+        case SIGQUIT:
+            return Interruption::quit;
+        case SIGTSTP:
+            return Interruption::suspended;
+        case SIGCONT:
+            return Interruption::continued;
         case SIGWINCH:
             return Interruption::resized;
         default:
             return Interruption::terminated;
     }
+}
+
+bool isAnEnd(const Interruption interruption) {
+    return interruption == Interruption::wanted || interruption == Interruption::terminated ||
+           interruption == Interruption::quit;
+}
+
+// The number of the signal that came; nothing when none did within the time that an ending process is looked after.
+std::optional<int> nextSignal(const bool isEnding) {
+    constexpr timespec kLook{0, 100000000};
+    const int number = isEnding ? ::sigtimedwait(&heldSignals, nullptr, &kLook) : ::sigwaitinfo(&heldSignals, nullptr);
+    return number > 0 ? std::optional(number) : std::nullopt;
+}
+
+void handleSignals(const std::function<void(Interruption)>& handle) {
+    std::optional<Interruption> end;
+    StallDetector detector;
+    while (!end || !detector.isStalled()) {
+        const std::optional<int> number = nextSignal(end.has_value());
+        if (!number) {
+            continue;
+        }
+        const Interruption interruption = meaningOf(*number);
+        if (!end && isAnEnd(interruption)) {
+            end = interruption;
+            detector = StallDetector();
+        }
+        handle(interruption);
+    }
+    endStalledProcess(*end);
+}
+
+// Meets what the system does by itself on a signal that is held.
+void meetSignal(const int number) {
+    sigset_t one;
+    ::sigemptyset(&one);
+    ::sigaddset(&one, number);
+    std::raise(number);
+    ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
+    ::pthread_sigmask(SIG_BLOCK, &one, nullptr);
 }
 
 }  // namespace
@@ -68,8 +118,21 @@ void prepareConsole() {
 }
 
 void holdInterruptions() {
-    const sigset_t signals = signalsOfInterest();
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    ::sigemptyset(&heldSignals);
+    hold({SIGINT, SIGTERM, SIGHUP, SIGWINCH});
+}
+
+void holdTerminalSignals() {
+    hold({SIGTSTP, SIGCONT, SIGQUIT});
+}
+
+void stopProcess() {
+    meetSignal(SIGTSTP);
+}
+
+void quitProcess() {
+    meetSignal(SIGQUIT);
+    std::_Exit(kExitTerminated);
 }
 
 std::vector<std::string> programArguments(const int argc, char** const argv) {
@@ -102,12 +165,17 @@ std::optional<TerminalSize> terminalSize() {
 }
 
 void whenInterrupted(std::function<void(Interruption)> handler) {
-    std::thread([handle = std::move(handler), signals = signalsOfInterest()] {
-        int number = 0;
-        while (::sigwait(&signals, &number) == 0) {
-            handle(meaningOf(number));
-        }
-    }).detach();
+    std::thread([handle = std::move(handler)] { handleSignals(handle); }).detach();
+}
+
+bool standardErrorIsTerminal() {
+    return ::isatty(STDERR_FILENO) == 1;
+}
+
+// A terminal that is gone, or not the one that controls the process, has no other job.
+bool isInForeground() {
+    const pid_t foreground = ::tcgetpgrp(STDIN_FILENO);
+    return foreground < 0 || foreground == ::getpgrp();
 }
 
 void keepLineEnds() {}

@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "console.h"
+#include "exit_codes.h"
 
 #ifndef ENABLE_VIRTUAL_TERMINAL_PROCESSING
 #define ENABLE_VIRTUAL_TERMINAL_PROCESSING 0x0004
@@ -51,9 +52,16 @@ std::function<void(Interruption)>& interruptionHandler() {
     return *handler;
 }
 
+// Each event has a thread of its own, which stays to look after the end that was asked for.
 BOOL WINAPI handleControl(const DWORD event) {
-    interruptionHandler()(event == CTRL_C_EVENT ? Interruption::wanted : Interruption::terminated);
-    return TRUE;
+    constexpr DWORD kLook = 100;
+    const Interruption reason = event == CTRL_C_EVENT ? Interruption::wanted : Interruption::terminated;
+    StallDetector detector;
+    interruptionHandler()(reason);
+    while (!detector.isStalled()) {
+        Sleep(kLook);
+    }
+    endStalledProcess(reason);
 }
 
 }  // namespace
@@ -115,6 +123,23 @@ std::optional<TerminalSize> terminalSize() {
 }
 
 void holdInterruptions() {}
+
+void holdTerminalSignals() {}
+
+void stopProcess() {}
+
+void quitProcess() {
+    std::_Exit(kExitTerminated);
+}
+
+bool standardErrorIsTerminal() {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
+
+bool isInForeground() {
+    return true;
+}
 
 void whenInterrupted(std::function<void(Interruption)> handler) {
     interruptionHandler() = std::move(handler);

@@ -6,6 +6,8 @@
 #endif
 #include <windows.h>
 
+#include <array>
+#include <cstddef>
 #include <mutex>
 
 #include "console.h"
@@ -21,31 +23,51 @@ HANDLE inputHandle() {
     return GetStdHandle(STD_INPUT_HANDLE);
 }
 
+// A character that takes two units comes as two events.
+Key meaningOf(const WCHAR unit) {
+    static WCHAR first = 0;
+    if (IS_HIGH_SURROGATE(unit)) {
+        first = unit;
+        return {};
+    }
+    const std::array<WCHAR, 2> units{first, unit};
+    const bool isPair = IS_LOW_SURROGATE(unit) && first != 0;
+    first = 0;
+    if (unit < L' ' || unit == L'\x7F' || (IS_LOW_SURROGATE(unit) && !isPair)) {
+        return {};
+    }
+    constexpr int kMostBytes = 4;
+    std::string character(kMostBytes, '\0');
+    const int size = WideCharToMultiByte(CP_UTF8, 0, isPair ? units.data() : &unit, isPair ? 2 : 1, character.data(),
+                                         kMostBytes, nullptr, nullptr);
+    character.resize(static_cast<size_t>(size));
+    return {Key::Kind::character, character};
+}
+
 Key meaningOf(const KEY_EVENT_RECORD& event) {
     switch (event.wVirtualKeyCode) {
         case VK_UP:
-            return {Key::Kind::up, 0};
+            return {Key::Kind::up, ""};
         case VK_DOWN:
-            return {Key::Kind::down, 0};
+            return {Key::Kind::down, ""};
         case VK_PRIOR:
-            return {Key::Kind::pageUp, 0};
+            return {Key::Kind::pageUp, ""};
         case VK_NEXT:
-            return {Key::Kind::pageDown, 0};
+            return {Key::Kind::pageDown, ""};
         case VK_HOME:
-            return {Key::Kind::home, 0};
+            return {Key::Kind::home, ""};
         case VK_END:
-            return {Key::Kind::end, 0};
+            return {Key::Kind::end, ""};
         case VK_RETURN:
-            return {Key::Kind::enter, 0};
+            return {Key::Kind::enter, ""};
         case VK_ESCAPE:
-            return {Key::Kind::escape, 0};
+            return {Key::Kind::escape, ""};
         case VK_BACK:
-            return {Key::Kind::backspace, 0};
+            return {Key::Kind::backspace, ""};
         default:
             break;
     }
-    const WCHAR character = event.uChar.UnicodeChar;
-    return character >= L' ' && character <= L'~' ? Key{Key::Kind::character, static_cast<char>(character)} : Key{};
+    return meaningOf(event.uChar.UnicodeChar);
 }
 
 }  // namespace
@@ -58,11 +80,13 @@ bool isTerminalInteractive() {
 void prepareKeyboard() {
     const std::lock_guard lock(settingsMutex);
     DWORD mode = 0;
-    if (settingsBefore || GetConsoleMode(inputHandle(), &mode) == 0) {
+    if (!settingsBefore && GetConsoleMode(inputHandle(), &mode) != 0) {
+        settingsBefore = mode;
+    }
+    if (!settingsBefore) {
         return;
     }
-    settingsBefore = mode;
-    SetConsoleMode(inputHandle(), mode & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT));
+    SetConsoleMode(inputHandle(), *settingsBefore & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT));
 }
 
 void restoreKeyboard() {
@@ -72,6 +96,9 @@ void restoreKeyboard() {
         settingsBefore.reset();
     }
 }
+
+// A console that is held up, as while its text is being selected, takes nothing from anyone.
+void sendAtOnce(const std::string_view /*text*/) {}
 
 std::optional<Key> readKey() {
     INPUT_RECORD record{};
