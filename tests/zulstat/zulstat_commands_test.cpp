@@ -304,24 +304,36 @@ TEST_F(OnASmallGateway, IsInGoodHealth) {
     EXPECT_EQ(told[8], "All is well.");
 }
 
+// Answers whatever comes as a web server does.
+ScriptedPeer::Script httpServer() {
+    return [](PeerConnection& client) {
+        try {
+            client.expect(18);
+            const std::string answer = "HTTP/1.1 400 Bad Request\r\n\r\n";
+            client.send(test_support::Bytes(answer.begin(), answer.end()));
+            client.expectEnd();
+        } catch (const std::exception&) {
+            // The client goes as it likes.
+            return;
+        }
+    };
+}
+
 TEST(ZulstatDoctor, RecognisesAnHttpServer) {
-    ScriptedPeer server(
-        [](PeerConnection& client) {
-            try {
-                client.expect(18);
-                const std::string answer = "HTTP/1.1 400 Bad Request\r\n\r\n";
-                client.send(test_support::Bytes(answer.begin(), answer.end()));
-                client.expectEnd();
-            } catch (const std::exception&) {
-                // The client goes as it likes.
-                return;
-            }
-        },
-        2);
+    const ScriptedPeer server(httpServer(), 2);
     const ProgramOutcome outcome = runZulstat(zulstatRun(server.port(), {"doctor", "-t", "1"}));
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_TRUE(contains(outcome.standardOutput, "it answered something else: \"HTTP/1.1")) << outcome.standardOutput;
     EXPECT_TRUE(contains(outcome.standardOutput, "which is an HTTP server")) << outcome.standardOutput;
+}
+
+TEST(ZulstatDoctor, IsNamedWhereAServerDoesNotAnswerAsAGateway) {
+    for (const char* const command : {"groups", "stats"}) {
+        const ScriptedPeer server(httpServer(), 2);
+        const ProgramOutcome outcome = runZulstat(zulstatRun(server.port(), {command, "-t", "5"}));
+        EXPECT_EQ(outcome.exitCode, 3);
+        EXPECT_TRUE(contains(outcome.standardError, "\"zulstat doctor\" tells.")) << outcome.standardError;
+    }
 }
 
 TEST(ZulstatDoctor, SaysThatNobodyListens) {
