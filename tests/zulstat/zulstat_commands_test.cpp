@@ -441,6 +441,46 @@ TEST(ZulstatWatch, ConnectsAgainToAGatewayThatWasLost) {
         states.push_back(json::parse(line)["state"]);
     }
     EXPECT_EQ(states, (Texts{"up", "up", "down", "up", "up"})) << outcome.standardOutput;
+    EXPECT_EQ(outcome.exitCode, 4) << "the worst of all samples, not that of the last one";
+}
+
+// What grows by 1000 a second does so whatever the connection takes.
+TEST(ZulstatWatch, ReckonsRatesWithoutTheTimeOfConnecting) {
+    const CatalogueGateway gateway(R"({"protocol": "1", "groups": ["g"], "statistics": [
+        {"id": "c", "group": "g", "kind": "counter", "start": 0, "rate": 1000}]})",
+                                   {"--fault", "handshake:delay=1500"});
+    const ProgramOutcome outcome =
+        gateway.ask({"watch", "--id", "c", "--counter", "c", "-n", "2", "-i", "0.5", "-f", "json"});
+    const Texts told = lines(outcome.standardOutput);
+    ASSERT_EQ(told.size(), 2U) << outcome.standardOutput;
+    const double rate = json::parse(told[1])["statistics"][0]["rate"];
+    EXPECT_GT(rate, 500) << told[1];
+    EXPECT_LT(rate, 2000) << told[1];
+}
+
+TEST_F(OnASmallGateway, WatchesAndTellsOnceThatTheAwaitedStatisticIsMissing) {
+    const ProgramOutcome outcome =
+        ask({"watch", "-n", "3", "-i", "0.05", "--group", "alpha", "--until", "alpha.cuont > 1"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(withPlainLineEnds(outcome.standardError),
+              "zulstat: --until waits for \"alpha.cuont\", which is not among what is watched of " + address() +
+                  ". Did you mean \"alpha.count\"?\n");
+}
+
+TEST_F(OnASmallGateway, WatchesAndTellsOnceThatNothingMatches) {
+    const ProgramOutcome outcome = ask({"watch", "-n", "3", "-i", "0.05", "--match", "x*"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(withPlainLineEnds(outcome.standardError), "zulstat: no id of " + address() + " matches --match.\n");
+}
+
+TEST_F(OnASmallGateway, WatchesWhatFailedBesideWhatMatches) {
+    const ProgramOutcome outcome =
+        ask({"watch", "-n", "1", "--group", "alpha", "nowhere", "--match", "*.count", "-f", "csv", "--no-header"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    const Texts told = lines(outcome.standardOutput);
+    ASSERT_EQ(told.size(), 2U) << outcome.standardOutput;
+    EXPECT_TRUE(contains(told[0], ",alpha,0,alpha.count,12,"));
+    EXPECT_TRUE(contains(told[1], ",nowhere,-5,"));
 }
 
 TEST(ZulstatWatch, IsNotHeldUpByAGatewayThatStopsAnswering) {

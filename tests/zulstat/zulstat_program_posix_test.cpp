@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,7 +18,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
+#include <utility>
 
+#include "terminal_session_posix.h"
 #include "zulstat_program.h"
 
 namespace {
@@ -44,23 +47,10 @@ class ZulstatOnPosix : public ::testing::Test {
     CatalogueGateway gateway_{kSmallCatalogue};
 };
 
-// Some containers have no device that makes them, or do not show the terminals made.
-bool machineHasPseudoTerminals() {
-    const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    const bool isMade = master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0;
-    const char* const name = isMade ? ::ptsname(master) : nullptr;
-    const int slave = name != nullptr ? ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
-    const int error = errno;
-    ::close(slave);
-    ::close(master);
-    return slave >= 0 || (error != ENOENT && error != ENODEV && error != ENXIO && error != ENOTTY && error != EACCES &&
-                          error != EPERM);
-}
-
 class ZulstatOnATerminal : public ZulstatOnPosix {
   protected:
     void SetUp() override {
-        if (!machineHasPseudoTerminals()) {
+        if (!zulstat_test::machineHasPseudoTerminals()) {
             GTEST_SKIP() << "this machine has no pseudo-terminals";
         }
     }
@@ -341,6 +331,90 @@ TEST(ZulstatWithoutThreads, EndsACheckAsUnknown) {
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_EQ(outcome.standardOutput.find("UNKNOWN - cannot go on: no thread can be started: "), 0U)
         << outcome.standardOutput;
+}
+
+TEST(ZulstatInterrupted, WaitsForNoSilentGateway) {
+    const CatalogueGateway gateway(kSmallCatalogue, {"--verbose", "--fault", "invoke#2:stall"});
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(
+        interruptDuringQuery(gateway, {"watch", "--group", "beta", "-i", "0.05", "-f", "json", "-t", "0"}, 2).exitCode,
+        130);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1900));
+}
+
+// A pipe of which the test holds the end that nobody reads from.
+class UnreadPipe {
+  public:
+    UnreadPipe() {
+        if (::mkfifo(file_.path().c_str(), 0600) == 0) {
+            reader_ = ::open(file_.path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        }
+    }
+    ~UnreadPipe() {
+        ::close(reader_);
+    }
+    UnreadPipe(const UnreadPipe&) = delete;
+    UnreadPipe& operator=(const UnreadPipe&) = delete;
+
+    std::string path() const {
+        return file_.path();
+    }
+    // Until nothing more goes into it.
+    void awaitFull() const {
+        const int size = ::fcntl(reader_, F_GETPIPE_SZ);
+        constexpr int kLargestPart = 4096;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        int filled = 0;
+        while (filled <= size - kLargestPart && std::chrono::steady_clock::now() < end) {
+            ASSERT_EQ(::ioctl(reader_, FIONREAD, &filled), 0);
+            std::this_thread::yield();
+        }
+        ASSERT_GT(filled, size - kLargestPart);
+    }
+
+  private:
+    TemporaryFile file_;
+    int reader_ = -1;
+};
+
+class ZulstatWithoutAReader : public ::testing::TestWithParam<std::pair<Texts, int>> {};
+
+TEST_P(ZulstatWithoutAReader, EndsWhenInterrupted) {
+    const auto& [arguments, signal] = GetParam();
+    nlohmann::json catalogue{{"protocol", "1"}, {"groups", {"g"}}};
+    for (int number = 0; number < 5000; ++number) {
+        catalogue["statistics"].push_back(
+            {{"id", "g.statistic" + std::to_string(number)}, {"group", "g"}, {"kind", "text"}, {"text", "1"}});
+    }
+    const CatalogueGateway gateway(catalogue.dump());
+    const UnreadPipe pipe;
+    const TemporaryFile processId;
+    ProgramRun run = zulstatRun(gateway.gateway().port(), arguments);
+    run.arguments.insert(run.arguments.begin(),
+                         {"-c", "echo $$ > \"$0\"; exec \"$@\"", processId.path(), zulstat_test::zulstatProgram()});
+    run.output = OutputTarget::file;
+    run.outputFile = pipe.path();
+    auto outcome = std::async(std::launch::async, [&] { return test_support::runProgram("/bin/sh", run); });
+    pipe.awaitFull();
+    ::kill(static_cast<pid_t>(std::stol(processId.content())), signal);
+    EXPECT_EQ(outcome.get().exitCode, 128 + signal);
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, ZulstatWithoutAReader,
+                         ::testing::Values(std::pair(Texts{"stats"}, SIGINT), std::pair(Texts{"stats"}, SIGTERM),
+                                           std::pair(Texts{"watch", "-i", "0.05"}, SIGINT),
+                                           std::pair(Texts{"watch", "-i", "0.05", "-f", "json"}, SIGTERM)),
+                         [](const auto& each) {
+                             return each.param.first.front() + std::to_string(each.param.second) +
+                                    std::to_string(each.param.first.size());
+                         });
+
+TEST_F(ZulstatOnPosix, FailsWhenAWatchCannotWriteThatItsConditionHolds) {
+    const Texts arguments{"watch", "--id", "alpha.count", "--until", "alpha.count = 12"};
+    ProgramRun run = makeRun(arguments, OutputTarget::file);
+    run.outputFile = "/dev/full";
+    EXPECT_EQ(runZulstat(run).exitCode, 5);
+    EXPECT_EQ(runZulstat(makeRun(arguments, OutputTarget::closed)).exitCode, 5);
 }
 
 class ZulstatOutputFile : public ::testing::Test {
