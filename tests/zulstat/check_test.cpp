@@ -21,7 +21,7 @@ using zulstat::Reports;
 
 struct RangeCase {
     const char* range;
-    double value;
+    const char* value;
     bool alerts;
 };
 
@@ -34,12 +34,14 @@ TEST_P(Ranges, AlertAsMonitoringPluginsDo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Ranges,
-                         ::testing::Values(RangeCase{"10", 10, false}, RangeCase{"10", 10.1, true},
-                                           RangeCase{"10", -1, true}, RangeCase{"10:", 9, true},
-                                           RangeCase{"10:", 1e9, false}, RangeCase{"~:10", -1e9, false},
-                                           RangeCase{"~:10", 11, true}, RangeCase{"10:20", 15, false},
-                                           RangeCase{"10:20", 21, true}, RangeCase{"@10:20", 10, true},
-                                           RangeCase{"@10:20", 9, false}, RangeCase{"-5:5", -5, false}));
+                         ::testing::Values(RangeCase{"10", "10", false}, RangeCase{"10", "10.1", true},
+                                           RangeCase{"10", "-1", true}, RangeCase{"10:", "9", true},
+                                           RangeCase{"10:", "1e9", false}, RangeCase{"~:10", "-1e9", false},
+                                           RangeCase{"~:10", "11", true}, RangeCase{"10:20", "15", false},
+                                           RangeCase{"10:20", "21", true}, RangeCase{"@10:20", "10", true},
+                                           RangeCase{"@10:20", "9", false}, RangeCase{"-5:5", "-5", false},
+                                           RangeCase{"9007199254740992", "9007199254740993", true},
+                                           RangeCase{"9007199254740993", "9007199254740993", false}));
 
 TEST(ParseRange, RefusesWhatIsNone) {
     for (const char* const text : {"", "@", "a", "20:10", "1:2:3", "5:~", "~"}) {
@@ -134,6 +136,7 @@ TEST(Check, ShowsSmallRates) {
     };
     EXPECT_EQ(rateOf("0.0004", 1), "OK - a/s is 0.0004 | 'a/s'=0.0004;;\n");
     EXPECT_EQ(rateOf("1", 3000), "OK - a/s is 0.000333 | 'a/s'=0.000333;;\n");
+    EXPECT_EQ(rateOf("1e-30", 1).find("OK - a/s is 0.000000000000000000000000000001 | 'a/s'=0.0000"), 0U);
     EXPECT_EQ(rateOf("1", 3), "OK - a/s is 0.333 | 'a/s'=0.333;;\n");
 }
 
@@ -175,6 +178,12 @@ TEST(Check, DoesNotBlameAGatewayForWhatThisMachineLacks) {
     const CheckResult result = check(report, requestFor({"a"}));
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_EQ(result.text.find("UNKNOWN - cannot connect to east (gateway1:7): no thread can be started for it"), 0U);
+}
+
+TEST(Check, MeasuresTheGrowthOfBigCountersExactly) {
+    const CheckResult result = evaluateCheck({reportOf({{"a", "9007199254740992"}})},
+                                             {reportOf({{"a", "9007199254740993"}}, 1)}, requestFor({"rate:a"}));
+    expectResult(result, 0, "OK - a/s is 1 | 'a/s'=1;;\n");
 }
 
 TEST(Check, HasNoRateForAValueThatFell) {

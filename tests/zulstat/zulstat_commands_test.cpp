@@ -330,9 +330,9 @@ TEST(ZulstatDoctor, RecognisesAnHttpServer) {
 TEST(ZulstatDoctor, IsNamedWhereAServerDoesNotAnswerAsAGateway) {
     for (const char* const command : {"groups", "stats"}) {
         const ScriptedPeer server(httpServer(), 2);
-        const ProgramOutcome outcome = runZulstat(zulstatRun(server.port(), {command, "-t", "5"}));
+        const ProgramOutcome outcome = runZulstat(zulstatRun(server.port(), {command, "-t", "1"}));
         EXPECT_EQ(outcome.exitCode, 3);
-        EXPECT_TRUE(contains(outcome.standardError, "\"zulstat doctor\" tells.")) << outcome.standardError;
+        EXPECT_TRUE(contains(outcome.standardError, "\"zulstat doctor\" tells")) << outcome.standardError;
     }
 }
 

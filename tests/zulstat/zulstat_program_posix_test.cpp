@@ -127,6 +127,14 @@ TEST_F(ZulstatOnPosix, FailsWhenTheDiskIsFull) {
     }
 }
 
+TEST_F(ZulstatOnPosix, IsAnUnknownCheckWhenTheDiskIsFull) {
+    for (const Texts& arguments : {Texts{"check", "alpha.count"}, {"check"}, {"check", "a", "--nonsense"}}) {
+        ProgramRun run = makeRun(arguments, OutputTarget::file);
+        run.outputFile = "/dev/full";
+        EXPECT_EQ(runZulstat(run).exitCode, 3);
+    }
+}
+
 TEST_F(ZulstatOnPosix, FailsWhenADumpCannotBeWritten) {
     const ProgramOutcome outcome = runZulstat(makeRun({"dump", "/dev/full"}, OutputTarget::captured));
     EXPECT_EQ(outcome.exitCode, 5);

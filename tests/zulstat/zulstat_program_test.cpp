@@ -348,6 +348,7 @@ TEST(ZulstatProgram, SaysThatTheHandshakeOrTheAuthorisationFailed) {
     const ProgramOutcome outcome = runZulstat(gateway, {"groups"});
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_TRUE(contains(outcome.standardError, "STAPI_RC_CONNECT_FAILED, -118")) << outcome.standardError;
+    EXPECT_TRUE(contains(outcome.standardError, "\"zulstat doctor\" tells.")) << outcome.standardError;
 }
 
 TEST(ZulstatProgram, SaysThatTheGatewayDiedDuringAQuery) {

@@ -34,13 +34,6 @@ int badnessOf(const int state) {
     }
 }
 
-std::optional<double> parseLimit(const std::string_view text, const double whenEmpty) {
-    if (text.empty()) {
-        return whenEmpty;
-    }
-    return parseNumber(text);
-}
-
 struct FoundValue {
     const std::string* value = nullptr;
     std::chrono::steady_clock::time_point at;
@@ -105,19 +98,18 @@ std::string plainNumber(const std::string& text, const double value) {
     return {digits.data(), done.ptr};
 }
 
-// Three decimals, or three digits of a rate that is smaller.
-std::string formatRate(const double rate) {
-    constexpr int kDecimals = 3;
-    constexpr int kMostDecimals = 300;
-    const double size = std::abs(rate);
-    const int zeros = size > 0 && size < 1 ? static_cast<int>(-std::floor(std::log10(size))) - 1 : 0;
-    return formatNumber(rate, std::min(kDecimals + zeros, kMostDecimals));
-}
-
 // A bar would begin the performance data.
 std::string withoutBars(std::string text) {
     std::replace(text.begin(), text.end(), '|', '/');
     return text;
+}
+
+// Exact for whole numbers, which counters are.
+double growthBetween(const std::string& before, const std::string& after) {
+    const auto earlier = parseWholeNumber(before);
+    const auto later = parseWholeNumber(after);
+    const auto exact = earlier && later ? difference(*later, *earlier) : std::nullopt;
+    return exact ? toDouble(*exact) : parseNumber(after).value_or(0) - parseNumber(before).value_or(0);
 }
 
 class Evaluation {
@@ -185,34 +177,34 @@ class Evaluation {
             return;
         }
         if (!metric.isRate) {
-            addValue(metric, name, *later, plainNumber(*after->value, *later));
+            addValue(metric, name, plainNumber(*after->value, *later));
             return;
         }
-        if (*later < *earlier) {
+        if (compareNumbers(*after->value, *before->value) < 0) {
             note(kCheckUnknown, name + " has no rate: the value fell from " + *before->value + " to " + *after->value);
             return;
         }
         const double seconds = std::chrono::duration<double>(after->at - before->at).count();
-        const double rate = (*later - *earlier) / seconds;
+        const double rate = growthBetween(*before->value, *after->value) / seconds;
         if (seconds <= 0 || !std::isfinite(rate)) {
             note(kCheckUnknown,
                  name + " has no rate: it grew too fast, from " + *before->value + " to " + *after->value);
             return;
         }
-        addValue(metric, name, rate, formatRate(rate));
+        addValue(metric, name, plainNumber(formatNumber(rate, kDecimalsOfARate, kDigitsOfARate), rate));
     }
 
-    void addValue(const Metric& metric, const std::string& name, const double value, const std::string& shown) {
+    void addValue(const Metric& metric, const std::string& name, const std::string& value) {
         const Range* const warning = rangeFor(metric, request_.warnings);
         const Range* const critical = rangeFor(metric, request_.criticals);
         const bool isCritical = critical != nullptr && critical->alerts(value);
         const bool isWarning = warning != nullptr && warning->alerts(value);
-        std::string text = name + " is " + shown;
+        std::string text = name + " is " + value;
         if (isCritical || isWarning) {
             text += " (good: " + (isCritical ? critical : warning)->text + ")";
         }
         note(isCritical ? kCheckCritical : isWarning ? kCheckWarning : kCheckOk, std::move(text));
-        data_ += " " + labelFor(metric) + "=" + shown + ";" + (warning == nullptr ? "" : warning->text) + ";" +
+        data_ += " " + labelFor(metric) + "=" + value + ";" + (warning == nullptr ? "" : warning->text) + ";" +
                  (critical == nullptr ? "" : critical->text);
     }
 
@@ -226,6 +218,8 @@ class Evaluation {
     }
 
     static constexpr size_t kMostOfAText = 40;
+    static constexpr int kDecimalsOfARate = 3;
+    static constexpr int kDigitsOfARate = 3;  // at least
 
     const CheckRequest& request_;
     std::string prefix_;
@@ -237,13 +231,12 @@ class Evaluation {
 
 }  // namespace
 
-bool Range::alerts(const double value) const {
-    const bool isOutside = value < low || value > high;
+bool Range::alerts(const std::string_view value) const {
+    const bool isOutside = (low && compareNumbers(value, *low) < 0) || (high && compareNumbers(value, *high) > 0);
     return isOutside != isInverted;
 }
 
 std::optional<Range> parseRange(const std::string_view text) {
-    constexpr double kNoLimit = std::numeric_limits<double>::infinity();
     Range range;
     range.text = text;
     std::string_view rest = text;
@@ -257,14 +250,17 @@ std::optional<Range> parseRange(const std::string_view text) {
     const size_t colon = rest.find(':');
     const std::string_view start = colon == std::string_view::npos ? std::string_view() : rest.substr(0, colon);
     const std::string_view end = colon == std::string_view::npos ? rest : rest.substr(colon + 1);
-    const std::optional<double> low = start == "~" ? -kNoLimit : parseLimit(start, 0);
-    const std::optional<double> high = parseLimit(end, kNoLimit);
-    if (!low || !high || *low > *high) {
-        return std::nullopt;
+    if (start == "~") {
+        range.low = std::nullopt;
+    } else if (!start.empty()) {
+        range.low = start;
     }
-    range.low = *low;
-    range.high = *high;
-    return range;
+    if (!end.empty()) {
+        range.high = end;
+    }
+    const bool hasGoodLimits = (!range.low || parseNumber(*range.low)) && (!range.high || parseNumber(*range.high));
+    const bool isEmpty = hasGoodLimits && range.low && range.high && compareNumbers(*range.low, *range.high) > 0;
+    return hasGoodLimits && !isEmpty ? std::optional(range) : std::nullopt;
 }
 
 Metric parseMetric(const std::string_view text) {

@@ -104,7 +104,9 @@ int runProgram(const std::vector<std::string>& arguments, bool& isCheck) {
     const auto parsed = parseCommandLine(arguments, {versionText, environmentVariable, readWholeFile});
     if (const auto* const end = std::get_if<EarlyEnd>(&parsed)) {
         std::fwrite(end->standardError.data(), 1, end->standardError.size(), stderr);
-        return writeOutput(end->standardOutput, std::nullopt, end->exitCode);
+        const int exitCode = writeOutput(end->standardOutput, std::nullopt, end->exitCode);
+        // No other command ends so early with that code.
+        return end->exitCode == kCheckUnknown ? kCheckUnknown : exitCode;
     }
     const auto& commandLine = std::get<CommandLine>(parsed);
     isCheck = commandLine.command == Command::check;

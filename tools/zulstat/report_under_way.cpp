@@ -21,7 +21,8 @@ Failure timeLimitPassed(const std::optional<Query>& query, const std::chrono::mi
     Failure failure = endedBefore(query);
     failure.kind = Failure::Kind::timeLimit;
     failure.reason = "no answer within " + formatSeconds(limit) + " s";
-    failure.advice = "Is the gateway overloaded? Give --timeout a higher number to wait longer.";
+    failure.advice = query ? "Is the gateway overloaded? Give --timeout a higher number to wait longer."
+                           : "\"zulstat doctor\" tells how far it gets; a higher --timeout waits longer.";
     return failure;
 }
 
