@@ -313,6 +313,8 @@ TEST_F(ZulstatWithFewDescriptors, SaysThatThereAreTooFewInsteadOfBlamingTheGatew
     EXPECT_EQ(check.standardOutput.find("UNKNOWN - 100 gateways at a time"), 0U) << check.standardOutput;
 }
 
+// Sanitizers need descriptors themselves to look at an object, and take the lack for a broken one.
+#if !defined(BUILT_WITH_SANITIZERS)
 // Two are taken by others, and the last one by the trace.
 TEST_F(ZulstatWithFewDescriptors, SaysSoWhenNoneIsLeft) {
     const TemporaryFile trace;
@@ -323,6 +325,7 @@ TEST_F(ZulstatWithFewDescriptors, SaysSoWhenNoneIsLeft) {
     EXPECT_NE(outcome.standardOutput.find("lets zulstat open no more connections: "), std::string::npos)
         << outcome.standardOutput;
 }
+#endif
 
 TEST(ZulstatWithoutThreads, SaysWhatIsLackingAndWhatToDo) {
     for (const Texts& arguments : {Texts{"stats"}, {"ping"}, {"doctor"}}) {

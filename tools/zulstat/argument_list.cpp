@@ -92,12 +92,12 @@ class ArgumentParser {
             if (found == options.end()) {
                 fail("there is no option " + quoteText(place == 1 ? argument : name) + "." + howToWrite(argument));
                 return;
-            } else if (found->values == Values::none || place + 1 == argument.size()) {
-                takeOption(*found, name);
-            } else {
+            }
+            if (found->values != Values::none && place + 1 < argument.size()) {
                 list_.values[found->option].push_back(argument.substr(place + 1));
                 return;
             }
+            takeOption(*found, name);
         }
     }
 

@@ -1,6 +1,7 @@
 // Help and manual page, made from the tables of commands and options.
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 #include "command_table.h"
@@ -81,7 +82,7 @@ std::vector<std::string> choicesOfAll(const OptionEntry& option) {
     std::vector<std::string> all;
     for (size_t start = 0; start < option.choices.size();) {
         const size_t end = std::min(option.choices.find(' ', start), option.choices.size());
-        const std::string choice(option.choices.substr(start, end - start));
+        std::string choice(option.choices.substr(start, end - start));
         start = end + 1;
         std::string takers;
         bool isForAll = true;
@@ -90,10 +91,13 @@ std::vector<std::string> choicesOfAll(const OptionEntry& option) {
                 const auto choices = choicesFor(command.command, option);
                 const bool takesIt = std::find(choices.begin(), choices.end(), choice) != choices.end();
                 isForAll = isForAll && takesIt;
-                takers += takesIt ? (takers.empty() ? "" : ", ") + std::string(command.name) : "";
+                takers.append(takesIt && !takers.empty() ? ", " : "").append(takesIt ? command.name : "");
             }
         }
-        all.push_back(isForAll ? choice : choice + " (" + takers + ")");
+        if (!isForAll) {
+            choice.append(" (").append(takers).append(")");
+        }
+        all.push_back(std::move(choice));
     }
     return all;
 }
