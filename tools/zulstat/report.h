@@ -36,7 +36,7 @@ struct Element {
 struct QueryResult {
     Query query;
     std::vector<Element> elements;
-    std::chrono::steady_clock::time_point answeredAt{};  // when the answer was there: what rates are reckoned with
+    std::chrono::steady_clock::time_point at{};  // when the answer was there: what rates are reckoned with
 };
 
 struct Failure {

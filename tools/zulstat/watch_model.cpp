@@ -81,7 +81,7 @@ void WatchModel::addSample(const size_t gateway, const Report& report) {
                 row.value = entry.value;
                 row.number = parseNumber(entry.value);
                 row.isCounter = row.number && !counters_.empty() && isSelected(entry.id, counters_);
-                row.at = result.answeredAt;
+                row.at = result.at;
                 const auto before = known.find(keys.next(row));
                 if (before != known.end()) {
                     follow(row, *before->second);
