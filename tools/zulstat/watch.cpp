@@ -30,6 +30,8 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLongestPause{60000};
 constexpr milliseconds kCloseLimit{2000};
+// A wait that ends so late was no wait: the process was stopped.
+constexpr milliseconds kStandstill{500};
 // Whoever interrupts waits for nobody's goodbye.
 constexpr milliseconds kHurriedCloseLimit{250};
 
@@ -306,7 +308,12 @@ class Watch {
         redraw();
         while (!exitCode_) {
             orderSamples();
-            if (auto event = events_->waitUntil(nextMoment())) {
+            const Clock::time_point moment = nextMoment();
+            auto event = events_->waitUntil(moment);
+            if (Clock::now() > moment + kStandstill) {
+                forgetStandstill();
+            }
+            if (event) {
                 std::visit([this](auto& each) { take(each); }, *event);
             } else {
                 redraw();
@@ -535,10 +542,14 @@ class Watch {
     }
 
     // The time during which the process stood still is none that a gateway took.
-    void goOn() {
+    void forgetStandstill() {
         for (Watched& watched : watched_) {
             watched.busySince = Clock::now();
         }
+    }
+
+    void goOn() {
+        forgetStandstill();
         if (screen_ != nullptr) {
             screen_->refresh();
         }
