@@ -308,15 +308,8 @@ class Watch {
         redraw();
         while (!exitCode_) {
             orderSamples();
-            const Clock::time_point moment = nextMoment();
-            auto event = events_->waitUntil(moment);
-            if (Clock::now() > moment + kStandstill) {
-                forgetStandstill();
-            }
-            if (event) {
-                std::visit([this](auto& each) { take(each); }, *event);
-            } else {
-                redraw();
+            if (!exitCode_) {
+                awaitEvent();
             }
             if (!exitCode_) {
                 findOverdue();
@@ -345,6 +338,19 @@ class Watch {
     }
 
   private:
+    void awaitEvent() {
+        const Clock::time_point moment = nextMoment();
+        auto event = events_->waitUntil(moment);
+        if (Clock::now() > moment + kStandstill) {
+            forgetStandstill();
+        }
+        if (event) {
+            std::visit([this](auto& each) { take(each); }, *event);
+        } else {
+            redraw();
+        }
+    }
+
     // False: there is no thread for it, and that has been noted.
     bool startSampler(const size_t index) {
         Watched& watched = watched_[index];
