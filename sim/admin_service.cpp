@@ -4,9 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "object_stream.h"
-#include "values.h"
-
 namespace gatewaysim {
 
 namespace {
@@ -69,15 +66,37 @@ Payload AdminService::statisticIds(std::string_view query, std::string_view addi
     std::vector<IdResponse> responses;
     for (const std::string& element : elementsOf(query)) {
         IdResponse response{element, kUnknownId, {}};
-        if (const auto group = catalogue_.groupById.find(element); group != catalogue_.groupById.end()) {
-            response.code = 0;
-            for (const size_t index : catalogue_.groups[group->second].statistics) {
-                response.ids.push_back(catalogue_.statistics[index].id);
+        if (const auto found = catalogue_.groupById.find(element); found != catalogue_.groupById.end()) {
+            const Group& group = catalogue_.groups[found->second];
+            response.code = group.code;
+            if (response.code >= 0) {
+                for (const size_t index : group.statistics) {
+                    response.ids.push_back(catalogue_.statistics[index].id);
+                }
             }
         }
         responses.push_back(std::move(response));
     }
     return idsWithAddition(std::move(responses), addition);
+}
+
+StatisticsResponse AdminService::statisticsOf(const std::string& element, Moment& moment) const {
+    StatisticsResponse response{element, kUnknownId, {}};
+    std::vector<size_t> answered;
+    if (const auto group = catalogue_.groupById.find(element); group != catalogue_.groupById.end()) {
+        response.code = catalogue_.groups[group->second].code;
+        answered = catalogue_.groups[group->second].statistics;
+    } else if (const auto statistic = catalogue_.statisticById.find(element);
+               statistic != catalogue_.statisticById.end()) {
+        response.code = catalogue_.statistics[statistic->second].code;
+        answered = {statistic->second};
+    }
+    if (response.code >= 0) {
+        for (const size_t index : answered) {
+            response.statistics.push_back({catalogue_.statistics[index].id, moment.text(index)});
+        }
+    }
+    return response;
 }
 
 Payload AdminService::statistics(std::string_view query, uint32_t earlierQueries, std::string_view addition) const {
@@ -89,25 +108,11 @@ Payload AdminService::statistics(std::string_view query, uint32_t earlierQueries
     } else {
         elements = elementsOf(query);
     }
-    const Instant now = clock_.now(earlierQueries);
+    Moment moment(catalogue_, seed_, clock_.start(), clock_.now(earlierQueries));
     std::vector<StatisticsResponse> responses;
+    responses.reserve(elements.size());
     for (const std::string& element : elements) {
-        StatisticsResponse response{element, kUnknownId, {}};
-        const auto add = [&](size_t index) {
-            const Statistic& statistic = catalogue_.statistics[index];
-            response.code = 0;
-            response.statistics.push_back({statistic.id, valueText(statistic, seed_, clock_.start(), now)});
-        };
-        if (const auto group = catalogue_.groupById.find(element); group != catalogue_.groupById.end()) {
-            response.code = 0;
-            for (const size_t index : catalogue_.groups[group->second].statistics) {
-                add(index);
-            }
-        } else if (const auto statistic = catalogue_.statisticById.find(element);
-                   statistic != catalogue_.statisticById.end()) {
-            add(statistic->second);
-        }
-        responses.push_back(std::move(response));
+        responses.push_back(statisticsOf(element, moment));
     }
     return statisticsWithAddition(std::move(responses), addition);
 }

@@ -9,7 +9,9 @@
 #include "bytes.h"
 #include "catalogue.h"
 #include "clock.h"
+#include "object_stream.h"
 #include "payload.h"
+#include "values.h"
 
 namespace gatewaysim {
 
@@ -32,6 +34,8 @@ class AdminService {
     Payload statistics(std::string_view query, uint32_t earlierQueries, std::string_view addition) const;
 
   private:
+    StatisticsResponse statisticsOf(const std::string& element, Moment& moment) const;
+
     const Catalogue& catalogue_;
     const Clock& clock_;
     const uint64_t seed_;

@@ -9,6 +9,8 @@
 #include <optional>
 #include <set>
 
+#include "bytes.h"
+#include "derivation.h"
 #include "log.h"
 
 namespace gatewaysim {
@@ -23,14 +25,18 @@ constexpr size_t kLongestValue = 32767;
 // A statistic's id stands in one block with two lengths; the block's length is read as a signed 16-bit number.
 constexpr size_t kLongestStatisticId = 32767 - 4;
 constexpr double kLargestNumber = 1e15;
+constexpr size_t kMostOperands = 1000;
 
 // Names the first field that stands twice in one object: the parser itself silently keeps the last.
 class DuplicateFieldFinder {
   public:
-    bool operator()(int, Json::parse_event_t event, Json& value) {
+    bool operator()(int depth, Json::parse_event_t event, Json& value) {
+        constexpr int kElementsOfAnArray = 2;
+        const bool isBegun = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start ||
+                             event == Json::parse_event_t::value;
+        elementsInField_ += isBegun && depth == kElementsOfAnArray ? 1 : 0;
         if (event == Json::parse_event_t::object_start) {
             fieldsOfOpenObjects_.emplace_back();
-            objectsInField_ += fieldsOfOpenObjects_.size() == 2 ? 1 : 0;
         } else if (event == Json::parse_event_t::object_end) {
             fieldsOfOpenObjects_.pop_back();
         } else if (event == Json::parse_event_t::key) {
@@ -51,7 +57,7 @@ class DuplicateFieldFinder {
         }
         if (fieldsOfOpenObjects_.size() == 1) {
             fieldOfCatalogue_ = field;
-            objectsInField_ = 0;
+            elementsInField_ = 0;
         }
     }
 
@@ -59,44 +65,23 @@ class DuplicateFieldFinder {
         if (fieldsOfOpenObjects_.size() == 1) {
             return "the catalogue";
         }
-        return onOneLine(fieldOfCatalogue_) + "[" + std::to_string(objectsInField_ - 1) + "]";
+        return onOneLine(fieldOfCatalogue_) + "[" + std::to_string(elementsInField_ - 1) + "]";
     }
 
     std::vector<std::set<std::string>> fieldsOfOpenObjects_;
     std::string fieldOfCatalogue_;
-    size_t objectsInField_ = 0;
+    size_t elementsInField_ = 0;
     std::optional<std::string> found_;
 };
-
-std::optional<uint8_t> hexDigit(char character) {
-    if (character >= '0' && character <= '9') {
-        return static_cast<uint8_t>(character - '0');
-    }
-    if (character >= 'A' && character <= 'F') {
-        return static_cast<uint8_t>(character - 'A' + 10);
-    }
-    if (character >= 'a' && character <= 'f') {
-        return static_cast<uint8_t>(character - 'a' + 10);
-    }
-    return std::nullopt;
-}
 
 // The bytes of {"hex": "..."}, for texts that JSON cannot hold.
 std::string bytesOf(const Json& value, const std::string& place) {
     const bool isHex = value.size() == 1 && value.contains("hex") && value["hex"].is_string();
-    const auto digits = isHex ? value["hex"].get<std::string>() : std::string();
-    std::string bytes;
-    for (size_t at = 0; at + 1 < digits.size(); at += 2) {
-        const auto high = hexDigit(digits[at]);
-        const auto low = hexDigit(digits[at + 1]);
-        if (high.has_value() && low.has_value()) {
-            bytes += static_cast<char>(*high << 4 | *low);
-        }
-    }
-    if (!isHex || 2 * bytes.size() != digits.size()) {
+    const auto bytes = isHex ? bytesFromHex(value["hex"].get<std::string>()) : std::nullopt;
+    if (!bytes.has_value()) {
         throw BadCatalogue(place + " is an object where a text or {\"hex\": \"two digits for each byte\"} belongs");
     }
-    return bytes;
+    return {bytes->begin(), bytes->end()};
 }
 
 // One JSON object of the catalogue, with the place that messages name.
@@ -174,11 +159,15 @@ class Fields {
         return number;
     }
 
+    // The object in a field, named after it.
+    Fields object(const char* field) const {
+        return {required(field), place_ + ": field " + inQuotes(field)};
+    }
+
     const std::string& place() const {
         return place_;
     }
 
-  private:
     static std::string typeOf(const Json& value) {
         if (value.is_null()) {
             return "null";
@@ -195,6 +184,7 @@ class Fields {
         return value.is_array() ? "an array" : "an object";
     }
 
+  private:
     static std::string listed(std::initializer_list<std::string_view> names) {
         std::string list;
         for (const std::string_view name : names) {
@@ -235,19 +225,32 @@ void checkUnused(const Catalogue& catalogue, const std::string& id, const std::s
     }
 }
 
-void addGroup(Catalogue& catalogue, const Json& value, const std::string& place) {
+int32_t code(const Fields& fields) {
+    return fields.has("code") ? static_cast<int32_t>(fields.integer("code", INT32_MIN, INT32_MAX)) : 0;
+}
+
+Group group(const Json& value, const std::string& place) {
     if (!value.is_string() && !value.is_object()) {
         throw BadCatalogue(place + " is not a text");
     }
-    const std::string id = value.is_object() ? bytesOf(value, place) : value.get<std::string>();
-    checkId(id, kLongestText, place);
-    checkUnused(catalogue, id, place);
-    catalogue.groupById.emplace(id, catalogue.groups.size());
-    catalogue.groups.push_back({id, {}});
+    if (value.contains("id") || value.contains("code")) {
+        const Fields fields(value, place);
+        fields.allowOnly({"id", "code"});
+        return {fields.text("id"), code(fields), {}};
+    }
+    return {value.is_object() ? bytesOf(value, place) : value.get<std::string>(), 0, {}};
+}
+
+void addGroup(Catalogue& catalogue, const Json& value, const std::string& place) {
+    Group added = group(value, place);
+    checkId(added.id, kLongestText, place);
+    checkUnused(catalogue, added.id, place);
+    catalogue.groupById.emplace(added.id, catalogue.groups.size());
+    catalogue.groups.push_back(std::move(added));
 }
 
 ConstantText constantText(const Fields& fields) {
-    fields.allowOnly({"id", "group", "kind", "text", "repeat"});
+    fields.allowOnly({"id", "group", "code", "kind", "text", "repeat"});
     const std::string once = fields.text("text");
     const int64_t times = fields.has("repeat") ? fields.integer("repeat", 1, kLongestValue) : 1;
     if (once.size() * static_cast<size_t>(times) > kLongestValue) {
@@ -262,27 +265,50 @@ ConstantText constantText(const Fields& fields) {
     return constant;
 }
 
-Counter counter(const Fields& fields) {
-    fields.allowOnly({"id", "group", "kind", "start", "rate"});
-    constexpr int64_t kLargestStart = 1'000'000'000'000'000;
-    return {fields.integer("start", 0, kLargestStart), fields.number("rate", 0, 1e9)};
-}
-
-Gauge gauge(const Fields& fields) {
-    fields.allowOnly({"id", "group", "kind", "low", "high", "period", "decimals"});
-    Gauge result{};
-    result.low = fields.number("low", -kLargestNumber, kLargestNumber);
-    result.high = fields.number("high", -kLargestNumber, kLargestNumber);
+Wandering wandering(const Fields& fields, double lowest) {
+    Wandering result{};
+    result.low = fields.number("low", lowest, kLargestNumber);
+    result.high = fields.number("high", lowest, kLargestNumber);
     result.periodSeconds = fields.number("period", 1, 1e9);
-    result.decimals = fields.has("decimals") ? static_cast<int>(fields.integer("decimals", 0, 6)) : 0;
     if (result.low > result.high) {
         throw BadCatalogue(fields.place() + ": field \"low\" is above field \"high\"");
     }
     return result;
 }
 
+int decimals(const Fields& fields) {
+    return fields.has("decimals") ? static_cast<int>(fields.integer("decimals", 0, kMostDecimals)) : 0;
+}
+
+Counter counter(const Fields& fields) {
+    fields.allowOnly({"id", "group", "code", "kind", "start", "rate", "lag"});
+    constexpr int64_t kLargestStart = 1'000'000'000'000'000;
+    Counter result{fields.integer("start", 0, kLargestStart), fields.number("rate", 0, 1e9), std::nullopt};
+    if (!fields.has("lag")) {
+        return result;
+    }
+    const Fields lagFields = fields.object("lag");
+    lagFields.allowOnly({"low", "high", "period"});
+    const Wandering lag = wandering(lagFields, 0);
+    if (static_cast<double>(result.start) < lag.high) {
+        throw BadCatalogue(lagFields.place() + " would take the value below 0: raise \"start\" to \"high\" at least");
+    }
+    if ((lag.high - lag.low) / lag.periodSeconds > result.perSecond) {
+        throw BadCatalogue(lagFields.place() +
+                           " would let the value fall: raise \"period\" until \"high\" less \"low\", divided by it, is "
+                           "no more than \"rate\"");
+    }
+    result.lag = lag;
+    return result;
+}
+
+Gauge gauge(const Fields& fields) {
+    fields.allowOnly({"id", "group", "code", "kind", "low", "high", "period", "decimals"});
+    return {wandering(fields, -kLargestNumber), decimals(fields)};
+}
+
 TimeText timeText(const Fields& fields) {
-    fields.allowOnly({"id", "group", "kind", "shows"});
+    fields.allowOnly({"id", "group", "code", "kind", "shows"});
     const std::string shows = fields.text("shows");
     if (shows != "now" && shows != "start") {
         throw BadCatalogue(fields.place() + ": field \"shows\" is " + inQuotes(shows) +
@@ -291,7 +317,93 @@ TimeText timeText(const Fields& fields) {
     return {shows == "now" ? TimeText::Shows::now : TimeText::Shows::start};
 }
 
-ValueKind valueKind(const Fields& fields) {
+// Fields that name other statistics.
+class References {
+  public:
+    References(const Catalogue& catalogue, const Fields& fields) : catalogue_(catalogue), fields_(fields) {}
+
+    size_t statistic(const char* field) const {
+        return indexOf(field, fields_.text(field));
+    }
+
+    std::vector<Operand> operands(const char* field) const {
+        const Json& values = fields_.array(field);
+        if (values.empty() || values.size() > kMostOperands) {
+            throw BadCatalogue(placeOf(field) + " has " + std::to_string(values.size()) + " elements where 1 to " +
+                               std::to_string(kMostOperands) + " are allowed");
+        }
+        std::vector<Operand> operands;
+        for (const Json& value : values) {
+            operands.push_back(operand(field, value));
+        }
+        return operands;
+    }
+
+    // The most that one of the numbers in the field has.
+    int decimalsOfNumbers(const char* field) const {
+        int most = 0;
+        for (const Json& value : fields_.array(field)) {
+            most = value.is_number() ? std::max(most, decimalsOf(value.dump())) : most;
+        }
+        return most;
+    }
+
+  private:
+    std::string placeOf(const char* field) const {
+        return fields_.place() + ": field " + inQuotes(field);
+    }
+
+    size_t indexOf(const char* field, const std::string& id) const {
+        const auto found = catalogue_.statisticById.find(id);
+        if (found == catalogue_.statisticById.end()) {
+            throw BadCatalogue(placeOf(field) + " names " + inQuotes(id, 60) +
+                               ", which is not among \"statistics\"; correct the id, or add the statistic");
+        }
+        return found->second;
+    }
+
+    Operand operand(const char* field, const Json& value) const {
+        if (value.is_number()) {
+            const auto number = Decimal::parse(value.dump());
+            if (!number.has_value()) {
+                throw BadCatalogue(placeOf(field) + " has the number " + value.dump() +
+                                   " where at most 19 digits and 6 decimals are allowed");
+            }
+            return *number;
+        }
+        if (!value.is_string() && !value.is_object()) {
+            throw BadCatalogue(placeOf(field) + " has " + Fields::typeOf(value) + " where an id or a number belongs");
+        }
+        return indexOf(field, value.is_object() ? bytesOf(value, placeOf(field)) : value.get<std::string>());
+    }
+
+    const Catalogue& catalogue_;
+    const Fields& fields_;
+};
+
+Sum sum(const Catalogue& catalogue, const Fields& fields) {
+    fields.allowOnly({"id", "group", "code", "kind", "plus", "minus"});
+    const References references(catalogue, fields);
+    Sum result{references.operands("plus"), {}, references.decimalsOfNumbers("plus")};
+    if (fields.has("minus")) {
+        result.minus = references.operands("minus");
+        result.decimals = std::max(result.decimals, references.decimalsOfNumbers("minus"));
+    }
+    return result;
+}
+
+Rate rate(const Catalogue& catalogue, const Fields& fields) {
+    fields.allowOnly({"id", "group", "code", "kind", "of", "decimals"});
+    return {References(catalogue, fields).statistic("of"), decimals(fields)};
+}
+
+Percent percent(const Catalogue& catalogue, const Fields& fields) {
+    fields.allowOnly({"id", "group", "code", "kind", "part", "of", "decimals"});
+    const References references(catalogue, fields);
+    return {references.statistic("part"), references.operands("of"), decimals(fields)};
+}
+
+ValueKind valueKind(const Catalogue& catalogue, const Fields& fields) {
     const std::string kind = fields.text("kind");
     if (kind == "text") {
         return constantText(fields);
@@ -305,14 +417,28 @@ ValueKind valueKind(const Fields& fields) {
     if (kind == "clock") {
         return timeText(fields);
     }
+    if (kind == "sum") {
+        return sum(catalogue, fields);
+    }
+    if (kind == "rate") {
+        return rate(catalogue, fields);
+    }
+    if (kind == "percent") {
+        return percent(catalogue, fields);
+    }
     throw BadCatalogue(fields.place() + ": field \"kind\" is " + inQuotes(kind) +
-                       " where \"text\", \"counter\", \"gauge\" or \"clock\" belongs");
+                       " where \"text\", \"counter\", \"gauge\", \"clock\", \"sum\", \"rate\" or \"percent\" belongs");
 }
 
+std::string placeOfStatistic(size_t index, const std::string& id) {
+    return "statistics[" + std::to_string(index) + "] (" + inQuotes(id, 60) + ")";
+}
+
+// All but its kind, which may name statistics that come later.
 void addStatistic(Catalogue& catalogue, const Json& value, size_t index) {
     const std::string place = "statistics[" + std::to_string(index) + "]";
     const std::string id = Fields(value, place).text("id");
-    const Fields fields(value, place + " (" + inQuotes(id, 60) + ")");
+    const Fields fields(value, placeOfStatistic(index, id));
     checkId(id, kLongestStatisticId, place);
     checkUnused(catalogue, id, place);
     const std::string group = fields.text("group");
@@ -320,9 +446,23 @@ void addStatistic(Catalogue& catalogue, const Json& value, size_t index) {
     if (found == catalogue.groupById.end()) {
         throw BadCatalogue(fields.place() + ": the group " + inQuotes(group) + " is not among \"groups\"");
     }
-    catalogue.groups[found->second].statistics.push_back(catalogue.statistics.size());
-    catalogue.statisticById.emplace(id, catalogue.statistics.size());
-    catalogue.statistics.push_back({id, found->second, valueKind(fields)});
+    catalogue.groups[found->second].statistics.push_back(index);
+    catalogue.statisticById.emplace(id, index);
+    catalogue.statistics.push_back({id, found->second, code(fields), ConstantText()});
+}
+
+void addStatistics(Catalogue& catalogue, const Json& values) {
+    size_t index = 0;
+    for (const Json& value : values) {
+        addStatistic(catalogue, value, index++);
+    }
+    index = 0;
+    for (const Json& value : values) {
+        Statistic& statistic = catalogue.statistics[index];
+        statistic.kind = valueKind(catalogue, Fields(value, placeOfStatistic(index, statistic.id)));
+        ++index;
+    }
+    completeDerivations(catalogue);
 }
 
 Catalogue catalogueOf(const Json& document) {
@@ -338,10 +478,7 @@ Catalogue catalogueOf(const Json& document) {
     for (const Json& group : fields.array("groups")) {
         addGroup(catalogue, group, "groups[" + std::to_string(index++) + "]");
     }
-    index = 0;
-    for (const Json& statistic : fields.array("statistics")) {
-        addStatistic(catalogue, statistic, index++);
-    }
+    addStatistics(catalogue, fields.array("statistics"));
     return catalogue;
 }
 

@@ -40,7 +40,10 @@ Clock chosenClock(const Options& options) {
 }
 
 std::string catalogueText(const Options& options) {
-    return options.catalogueFile.has_value() ? readCatalogueFile(*options.catalogueFile) : builtInCatalogueText();
+    if (options.catalogueFile.has_value()) {
+        return readCatalogueFile(*options.catalogueFile);
+    }
+    return options.builtIn == BuiltIn::unusual ? unusualCatalogueText() : everydayCatalogueText();
 }
 
 void printLine(const std::string& line) {

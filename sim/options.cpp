@@ -18,6 +18,7 @@ struct RawOptions {
     std::string host = "127.0.0.1";
     std::string port = "0";
     std::string catalogueFile;
+    std::string builtIn;
     std::vector<std::string> faults;
     std::string hostile;
     bool listHostile = false;
@@ -83,9 +84,15 @@ std::string footer() {
            "Catalogue: a JSON object with \"protocol\" (the protocol version's text), \"groups\" (an array of ids) and\n"
            "  \"statistics\" (an array of objects). A statistic has \"id\", \"group\" and \"kind\", and by its kind\n"
            "    text     \"text\", and optionally \"repeat\" (how often the text stands in the value)\n"
-           "    counter  \"start\" and \"rate\" (growth per second)\n"
+           "    counter  \"start\" and \"rate\" (growth per second), and optionally \"lag\": an object with \"low\", \"high\"\n"
+           "             and \"period\", how far the counter is behind its straight line\n"
            "    gauge    \"low\", \"high\", \"period\" (seconds), and optionally \"decimals\" (0 to 6)\n"
            "    clock    \"shows\": \"now\" or \"start\" (of the simulator)\n"
+           "    sum      \"plus\", and optionally \"minus\": arrays of ids of other statistics, and of numbers\n"
+           "    rate     \"of\": the id of a counter, or of a sum of counters; optionally \"decimals\"\n"
+           "    percent  \"part\": an id; \"of\": an array of ids and numbers, the whole; optionally \"decimals\"\n"
+           "  A statistic may have \"code\", the code of the response about it alone. A group may be an object with \"id\"\n"
+           "  and \"code\". A negative code comes without entries, any other with them.\n"
            "  --print-catalogue shows a whole one. In the place of a text may stand {\"hex\": \"1B5B324A\"}, its bytes.\n"
            "\n"
            "Exit codes: 0 ended on request, 1 failed, 2 bad option, catalogue, fault or port.\n";
@@ -102,6 +109,19 @@ std::optional<ListFormat> checkedFormat(const RawOptions& raw) {
         return ListFormat::tabs;
     }
     throw BadOption("--format " + inQuotes(raw.format) + " is not one of text and tabs");
+}
+
+BuiltIn checkedBuiltIn(const RawOptions& raw) {
+    if (!raw.builtIn.empty() && !raw.catalogueFile.empty()) {
+        throw BadOption("--built-in and --catalogue each say what to serve: give one of them");
+    }
+    if (raw.builtIn.empty() || raw.builtIn == "everyday") {
+        return BuiltIn::everyday;
+    }
+    if (raw.builtIn == "unusual") {
+        return BuiltIn::unusual;
+    }
+    throw BadOption("--built-in " + inQuotes(raw.builtIn) + " is not one of everyday and unusual");
 }
 
 std::vector<Fault> checkedFaults(const RawOptions& raw) {
@@ -151,6 +171,7 @@ Options checked(const RawOptions& raw, Options options) {
         }
         options.clockStep = std::chrono::seconds(numberInRange("--clock-step", raw.clockStep, 0, 86400));
     }
+    options.builtIn = checkedBuiltIn(raw);
     options.listHostile = checkedFormat(raw);
     options.faults = checkedFaults(raw);
     return options;
@@ -184,7 +205,9 @@ void addServing(CLI::App& app, RawOptions& raw, Options& options) {
 }
 
 void addSimulation(CLI::App& app, RawOptions& raw, Options& options) {
-    app.add_option("--catalogue", raw.catalogueFile, "JSON file of what to serve (a built-in one)");
+    app.add_option("--catalogue", raw.catalogueFile, "JSON file of what to serve (a built-in one, see --built-in)");
+    app.add_option("--built-in", raw.builtIn,
+                   "Built-in catalogue to serve: everyday, or unusual ids and values (everyday)");
     app.add_flag("--print-catalogue", options.printCatalogue, "Print the catalogue and end");
     app.add_option("--fault", raw.faults, "Answer wrongly, see below; may be given more than once")
         ->expected(1)

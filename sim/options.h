@@ -16,6 +16,8 @@ namespace gatewaysim {
 
 enum class ListFormat { text, tabs };
 
+enum class BuiltIn { everyday, unusual };
+
 struct RecordingOptions {
     Address gateway;
     std::string file;
@@ -33,6 +35,7 @@ struct Options {
     std::string host = "127.0.0.1";
     uint16_t port = 0;
     std::optional<std::string> catalogueFile;
+    BuiltIn builtIn = BuiltIn::everyday;
     bool printCatalogue = false;
     std::optional<ListFormat> listHostile;
     std::vector<Fault> faults;

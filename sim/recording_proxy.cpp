@@ -51,12 +51,12 @@ class Relay {
                 return sendTo(client_, bytes) || resetTo(gateway_, "the client reset it");
             }
             case Outcome::ended:
-                recorder_.gatewayEnded(Ending::closed);
+                noteEnd(Ending::closed);
                 gatewaySends_ = false;
                 client_.endSending();
                 break;
             case Outcome::failed:
-                recorder_.gatewayEnded(Ending::reset);
+                noteEnd(Ending::reset);
                 return resetTo(client_, "the gateway reset it");
         }
         return true;
@@ -76,12 +76,20 @@ class Relay {
             }
             case Outcome::ended:
                 clientSends_ = false;
+                clientEnded_ = true;
                 gateway_.endSending();
                 break;
             case Outcome::failed:
                 return resetTo(gateway_, "the client reset it");
         }
         return true;
+    }
+
+    // A gateway that ends behind its client does what every gateway does.
+    void noteEnd(Ending ending) {
+        if (!clientEnded_) {
+            recorder_.gatewayEnded(ending);
+        }
     }
 
     static bool sendTo(Connection& target, std::span<const uint8_t> bytes) {
@@ -104,6 +112,7 @@ class Relay {
     ExchangeRecorder& recorder_;
     const StopSignal& stop_;
     bool clientSends_ = true;
+    bool clientEnded_ = false;
     bool gatewaySends_ = true;
     const char* ending_ = "both sides ended it";
     std::array<uint8_t, 64U << 10> buffer_{};

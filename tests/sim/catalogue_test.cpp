@@ -132,11 +132,11 @@ INSTANTIATE_TEST_SUITE_P(
         BadContent{"KindMissing", catalogueWith(R"({"id": "a", "group": "g", "text": "x"})"),
                    "statistics[0] (\"a\"): field \"kind\" is missing"},
         BadContent{"KindUnknown", catalogueWith(R"({"id": "a", "group": "g", "kind": "number"})"),
-                   "statistics[0] (\"a\"): field \"kind\" is \"number\" where \"text\", \"counter\", \"gauge\" or "
-                   "\"clock\" belongs"},
+                   "statistics[0] (\"a\"): field \"kind\" is \"number\" where \"text\", \"counter\", \"gauge\", "
+                   "\"clock\", \"sum\", \"rate\" or \"percent\" belongs"},
         BadContent{"FieldOfAnotherKind",
                    catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", "start": 1, "rate": 1, "low": 1})"),
-                   "statistics[0] (\"a\"): unknown field \"low\"; known here: id, group, kind, start, rate"},
+                   "statistics[0] (\"a\"): unknown field \"low\"; known here: id, group, code, kind, start, rate, lag"},
         BadContent{"TextTooLong",
                    catalogueWith(R"({"id": "a", "group": "g", "kind": "text", "text": "xy", "repeat": 16384})"),
                    "statistics[0] (\"a\"): the text has 32768 bytes where at most 32767 are allowed"},
@@ -173,6 +173,143 @@ INSTANTIATE_TEST_SUITE_P(
         BadContent{"ShowsUnknown", catalogueWith(R"({"id": "a", "group": "g", "kind": "clock", "shows": "then"})"),
                    "statistics[0] (\"a\"): field \"shows\" is \"then\" where \"now\" or \"start\" belongs"}),
     withName);
+
+BadContent badCounter(const char* name, const std::string& fields, const std::string& message) {
+    return {name, catalogueWith(R"({"id": "a", "group": "g", "kind": "counter", )" + fields + "}"),
+            "statistics[0] (\"a\"): field \"lag\"" + message};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lags, BadCatalogue,
+    testing::Values(
+        badCounter("NoObject", R"("start": 9, "rate": 1, "lag": 3)", " is the number 3 where an object belongs"),
+        badCounter("UnknownField", R"("start": 9, "rate": 1, "lag": {"low": 1, "high": 2, "period": 9, "decimals": 1})",
+                   ": unknown field \"decimals\"; known here: low, high, period"),
+        badCounter("Negative", R"("start": 9, "rate": 1, "lag": {"low": -1, "high": 2, "period": 9})",
+                   ": field \"low\" is -1 where 0.0 to 1e+15 is allowed"),
+        badCounter("LowAboveHigh", R"("start": 9, "rate": 1, "lag": {"low": 3, "high": 2, "period": 9})",
+                   ": field \"low\" is above field \"high\""),
+        badCounter("BelowZero", R"("start": 9, "rate": 1, "lag": {"low": 1, "high": 9.5, "period": 9})",
+                   " would take the value below 0: raise \"start\" to \"high\" at least"),
+        badCounter("Falling", R"("start": 9, "rate": 1, "lag": {"low": 0, "high": 9, "period": 8.9})",
+                   " would let the value fall: raise \"period\" until \"high\" less \"low\", divided by it, is "
+                   "no more than \"rate\"")),
+    withName);
+
+// A statistic "a" of these fields, beside some that it may name.
+BadContent badDerived(const char* name, const std::string& fields, const std::string& message) {
+    return {name, catalogueWith(R"({"id": "a", "group": "g", "kind": )" + fields + R"(},
+                {"id": "count", "group": "g", "kind": "counter", "start": 1, "rate": 1},
+                {"id": "level", "group": "g", "kind": "gauge", "low": 1, "high": 2, "period": 5},
+                {"id": "word", "group": "g", "kind": "text", "text": "32 of them"},
+                {"id": "time", "group": "g", "kind": "clock", "shows": "now"},
+                {"id": "of a", "group": "g", "kind": "sum", "plus": ["a"]})"),
+            "statistics[0] (\"a\"): " + message};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Derived, BadCatalogue,
+    testing::Values(
+        badDerived("PlusMissing", R"("sum", "minus": ["count"])", "field \"plus\" is missing"),
+        badDerived("PlusEmpty", R"("sum", "plus": [])", "field \"plus\" has 0 elements where 1 to 1000 are allowed"),
+        badDerived("PlusNoArray", R"("sum", "plus": "count")", "field \"plus\" is a text where an array belongs"),
+        badDerived("PlusOfNull", R"("sum", "plus": ["count", null])",
+                   "field \"plus\" has null where an id or a number belongs"),
+        badDerived("NumberTooFine", R"("sum", "plus": [0.12345678])",
+                   "field \"plus\" has the number 0.12345678 where at most 19 digits and 6 decimals are allowed"),
+        badDerived(
+            "MinusUnknown", R"("sum", "plus": ["count"], "minus": ["other\u0007"])",
+            "field \"minus\" names \"other\\x07\", which is not among \"statistics\"; correct the id, or add the "
+            "statistic"),
+        badDerived(
+            "GroupForStatistic", R"("sum", "plus": ["g"])",
+            "field \"plus\" names \"g\", which is not among \"statistics\"; correct the id, or add the statistic"),
+        badDerived(
+            "NoNumber", R"("sum", "plus": ["count", "word"])",
+            "field \"plus\" names \"word\", which has a value that is no number; name a statistic whose value is one"),
+        badDerived(
+            "PercentOfAClock", R"("percent", "part": "count", "of": ["time"])",
+            "field \"of\" names \"time\", which has a value that is no number; name a statistic whose value is one"),
+        badDerived("PercentDecimalsTooMany", R"("percent", "part": "count", "of": [100], "decimals": 7)",
+                   "field \"decimals\" is 7 where 0 to 6 is allowed"),
+        badDerived("RateOfAGauge", R"("rate", "of": "level")",
+                   "field \"of\" names \"level\", which has no rate; name a counter, or a sum of counters"),
+        badDerived("RateNoText", R"("rate", "of": ["count"])", "field \"of\" is an array where a text belongs"),
+        badDerived("Itself", R"("sum", "plus": ["count"], "minus": ["a"])",
+                   "field \"minus\" names \"a\", which is the statistic itself; name another one"),
+        badDerived("Circle", R"("percent", "part": "of a", "of": [100])",
+                   "field \"part\" names \"of a\", which is made of this statistic in turn; break the circle at one of "
+                   "them")),
+    withName);
+
+INSTANTIATE_TEST_SUITE_P(
+    Codes, BadCatalogue,
+    testing::Values(
+        BadContent{"OfAStatisticTooLarge",
+                   catalogueWith(R"({"id": "a", "group": "g", "code": 2147483648, "kind": "text", "text": "x"})"),
+                   "statistics[0] (\"a\"): field \"code\" is 2147483648 where -2147483648 to 2147483647 is allowed"},
+        BadContent{"OfAGroupNoNumber",
+                   R"({"protocol": "1", "groups": ["g", {"id": "h", "code": "7"}], "statistics": []})",
+                   "groups[1]: field \"code\" is a text where a whole number belongs"},
+        BadContent{"OfAGroupWithoutId", R"({"protocol": "1", "groups": [{"code": 7}], "statistics": []})",
+                   "groups[0]: field \"id\" is missing"},
+        BadContent{"OfAGroupWithUnknownField",
+                   R"({"protocol": "1", "groups": [{"id": "h", "rc": 7}], "statistics": []})",
+                   "groups[0]: unknown field \"rc\"; known here: id, code"},
+        BadContent{"OfAGroupTwice",
+                   R"({"protocol": "1", "groups": ["g", {"id": "h", "code": 7, "code": 8}], "statistics": []})",
+                   "groups[1]: field \"code\" stands twice"}),
+    withName);
+
+std::string sumOfTwice(int id, int part) {
+    const std::string quoted = "\"" + std::to_string(part) + "\"";
+    return ",\n{\"id\": \"" + std::to_string(id) + R"(", "group": "g", "kind": "sum", "plus": [)" + quoted + "," +
+           quoted + "]}";
+}
+
+// A counter "0", and so many sums one on top of the other.
+std::string tower(int sums) {
+    std::string statistics = R"({"id": "0", "group": "g", "kind": "counter", "start": 1, "rate": 0})";
+    for (int level = 1; level <= sums; ++level) {
+        statistics += sumOfTwice(level, level - 1);
+    }
+    return catalogueWith(statistics);
+}
+
+TEST(Catalogue, SumsOfSumsAreEachMadeOnceHoweverOftenTheyAreNamed) {
+    const TemporaryFile file(tower(32));
+    const GatewaySim sim(withCatalogue(file.path()));
+    Conversation conversation(sim);
+    conversation.open();
+    const std::vector<Response> responses = statisticsByPosition(conversation.query("GET_STATS", "32"));
+    EXPECT_EQ(responses.at(0).statistics.at(0).second, "4294967296");
+}
+
+TEST(Catalogue, ATowerOfSumsHasABound) {
+    for (const int sums : {33, 5000}) {
+        const TemporaryFile file(tower(sums));
+        const FinishedProgram program = runGatewaySim(withCatalogue(file.path()));
+        EXPECT_EQ(program.exitCode, 2);
+        EXPECT_EQ(program.standardError,
+                  "gatewaysim: catalogue " + shownPath(file.path()) +
+                      ": statistics[33] (\"33\"): field \"plus\" names \"32\", which goes through "
+                      "more than 32 others; name what those are made of instead\n");
+    }
+}
+
+TEST(Catalogue, ACircleOfManyIsFound) {
+    constexpr int kMany = 5000;
+    std::string statistics = R"({"id": "start", "group": "g", "kind": "text", "text": "x"})";
+    for (int index = 0; index < kMany; ++index) {
+        statistics += sumOfTwice(index, (index + 1) % kMany);
+    }
+    const TemporaryFile file(catalogueWith(statistics));
+    const FinishedProgram program = runGatewaySim(withCatalogue(file.path()));
+    EXPECT_EQ(program.exitCode, 2);
+    EXPECT_NE(program.standardError.find("which is made of this statistic in turn; break the circle at one of them\n"),
+              std::string::npos)
+        << program.standardError;
+}
 
 TEST(Catalogue, AFileThatIsNotThereIsNamed) {
     std::string path;

@@ -61,6 +61,12 @@ Bytes Conversation::query(std::string_view operation, std::string_view argument)
     return part(reply, 43, reply.size() - 43);
 }
 
+std::string withoutBlanks(const Bytes& bytes) {
+    std::string text = shown(bytes);
+    std::erase(text, ' ');
+    return text;
+}
+
 std::string withoutTimes(const std::string& log) {
     static const std::regex line(R"(gatewaysim: \d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z (.*))");
     std::string texts;

@@ -55,6 +55,9 @@ class Conversation {
     Bytes handle_;
 };
 
+// Two hexadecimal digits for each byte and nothing between them.
+std::string withoutBlanks(const Bytes& bytes);
+
 // The lines of a log without the times in them. A line that has none as it should stays as it is, and begins with "NO
 // TIME: ".
 std::string withoutTimes(const std::string& log);

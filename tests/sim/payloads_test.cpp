@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <numeric>
 
 #include "conversation.h"
@@ -154,6 +155,46 @@ TEST(StatisticsPayload, ACatalogueWithoutGroupsHasNoResponse) {
     EXPECT_EQ(shown(daemon.query("GET_STATS", "")), shown(hex("01 00000000")));
     EXPECT_EQ(shown(daemon.query("RESOURCE_GROUPS", "")),
               shown(hex("00") + idResponseStart() + hex("77 0A 0000 00000000 00000000 78")));
+}
+
+constexpr const char* kCatalogueWithCodes = R"({
+    "protocol": "1",
+    "groups": [{"id": "g", "code": 258}, {"id": "none", "code": 1}, {"id": {"hex": "FF"}, "code": -2}],
+    "statistics": [
+        {"id": "a", "group": "g", "kind": "text", "text": "x"},
+        {"id": "b", "group": "g", "code": -2147483648, "kind": "text", "text": "y"},
+        {"id": "c", "group": {"hex": "FF"}, "code": 2147483647, "kind": "text", "text": "z"}
+    ]
+})";
+
+TEST(IdPayload, APositiveCodeComesWithIdsAndANegativeOneWithout) {
+    Daemon daemon(kCatalogueWithCodes);
+    EXPECT_EQ(shown(daemon.query("STAT_IDS", "g:none:\xFF")),
+              shown(hex("01 00000003") + idResponseStart() + hex("77 11 0001 67 00000102 00000002 0001 61 0001 62 78") +
+                    idResponseStart() + hex("77 0E 0004 6E6F6E65 00000001 00000000 78") + idResponseStart() +
+                    hex("77 07 0001 FF FFFFFFFE 78")));
+}
+
+TEST(StatisticsPayload, APositiveCodeComesWithStatisticsAndANegativeOneWithout) {
+    Daemon daemon(kCatalogueWithCodes);
+    const std::vector<Response> expected{{"g", 258, {}, {{"a", "x"}, {"b", "y"}}},
+                                         {"none", 1, {}, {}},
+                                         {"\xFF", -2, {}, {}},
+                                         {"a", 0, {}, {{"a", "x"}}},
+                                         {"b", INT32_MIN, {}, {}},
+                                         {"c", INT32_MAX, {}, {{"c", "z"}}}};
+    const Bytes payload = daemon.query("GET_STATS", "g:none:\xFF:a:b:c");
+    EXPECT_EQ(statisticsByPosition(payload), expected);
+    EXPECT_EQ(statisticsOfObjects(streamObjects(payload)), expected);
+    EXPECT_EQ(statisticsByPosition(daemon.query("GET_STATS", "")),
+              std::vector<Response>(expected.begin(), expected.begin() + 3));
+}
+
+TEST(IdPayload, CodesOfGroupsAreNotThoseOfTheListOfGroups) {
+    Daemon daemon(kCatalogueWithCodes);
+    EXPECT_EQ(idsByPosition(daemon.query("RESOURCE_GROUPS", "")),
+              (std::vector<Response>{{"", 0, {"g", "none", "\xFF"}, {}}}));
+    EXPECT_EQ(idsByPosition(daemon.query("STAT_IDS", "")), (std::vector<Response>{{"", 0, {"a", "b", "c"}, {}}}));
 }
 
 TEST(AttributePayload, AnEmptyProtocolTextIsAnEmptyString) {

@@ -71,12 +71,6 @@ class Recorded {
     json firstLine_;
 };
 
-std::string withoutBlanks(const Bytes& bytes) {
-    std::string text = shown(bytes);
-    std::erase(text, ' ');
-    return text;
-}
-
 TEST(Recording, HoldsEveryExchangeAsItWasSent) {
     Recorded recorded;
     Conversation conversation(recorded.recorder());
@@ -220,6 +214,18 @@ TEST(Recording, TellsTheGatewayWhenTheClientEnds) {
     recorded.gateway().stop();
     const std::string log = recorded.gateway().standardError();
     EXPECT_NE(log.find("connection 1: the peer ended it without a close request"), std::string::npos) << log;
+}
+
+TEST(Recording, OfAGatewayThatEndsBehindItsClientTellsNoEnd) {
+    Recorded recorded({"--fault", "handshake:silence=20"});
+    Conversation conversation(recorded.recorder());
+    conversation.client().send(handshakeRequest());
+    conversation.client().receive(20);
+    conversation.client().finishSending();
+    EXPECT_EQ(shown(conversation.client().receiveToTheEnd()), "");
+    const std::vector<json> exchanges = recorded.exchanges();
+    ASSERT_EQ(exchanges.size(), 1U);
+    EXPECT_EQ(exchanges[0]["end"], "none");
 }
 
 TEST(Recording, HoldsWhatIsNoRequestOfTheProtocol) {

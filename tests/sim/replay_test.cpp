@@ -22,12 +22,6 @@ using test_support::TemporaryFile;
 constexpr const char* kFirstLine =
     "{\"recording\":\"gatewaysim\",\"format\":1,\"gateway\":\"g:1\",\"started\":\"2024-05-06T07:08:09.123Z\"}\n";
 
-std::string withoutBlanks(const Bytes& bytes) {
-    std::string text = shown(bytes);
-    std::erase(text, ' ');
-    return text;
-}
-
 struct Exchange {
     Bytes request;
     Bytes reply;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -128,6 +130,117 @@ TEST(Value, OfARunningClockNeverFalls) {
         EXPECT_EQ(before.at("start"), after.at("start"));
         before = after;
     }
+}
+
+// What a conversation with a simulator on this catalogue tells in so many queries.
+std::vector<std::map<std::string, std::string>> momentsOf(const std::string& statistics, const std::string& step,
+                                                          int count) {
+    const TemporaryFile file(R"({"protocol": "1", "groups": ["g"], "statistics": [)" + statistics + "]}");
+    const GatewaySim sim(frozen(file, {"--seed", "5", "--clock-step", step}));
+    Conversation conversation(sim);
+    conversation.open();
+    std::vector<std::map<std::string, std::string>> moments;
+    moments.reserve(static_cast<size_t>(count));
+    for (int moment = 0; moment < count; ++moment) {
+        moments.push_back(valuesOf(conversation));
+    }
+    return moments;
+}
+
+TEST(LaggingCounter, StaysWithinItsLagBehindTheLineAndNeverFalls) {
+    const auto moments = momentsOf(
+        R"({"id": "line", "group": "g", "kind": "counter", "start": 100, "rate": 4},
+           {"id": "behind", "group": "g", "kind": "counter", "start": 100, "rate": 4,
+            "lag": {"low": 10, "high": 50, "period": 10}})",
+        "1", 200);
+    int64_t before = 0;
+    std::set<int64_t> different;
+    for (const auto& moment : moments) {
+        const int64_t behind = std::stoll(moment.at("behind"));
+        const int64_t lag = std::stoll(moment.at("line")) - behind;
+        EXPECT_GE(lag, 10);
+        EXPECT_LE(lag, 51);
+        EXPECT_GE(behind, before);
+        before = behind;
+        different.insert(lag);
+    }
+    EXPECT_GT(different.size(), 15U);
+}
+
+TEST(DerivedValue, IsMadeOfWhatItsPartsShow) {
+    const auto moments = momentsOf(
+        R"({"id": "sum", "group": "g", "kind": "sum", "plus": ["limit", "count", 0.25, -3], "minus": ["level", "count", 1]},
+           {"id": "percent", "group": "g", "kind": "percent", "part": "level", "of": ["level", "limit"], "decimals": 3},
+           {"id": "limit", "group": "g", "kind": "text", "text": "12.5"},
+           {"id": "count", "group": "g", "kind": "counter", "start": 7, "rate": 2.5},
+           {"id": "level", "group": "g", "kind": "gauge", "low": -20, "high": 20, "period": 10, "decimals": 4})",
+        "3", 100);
+    std::set<bool> signs;
+    for (const auto& moment : moments) {
+        const double level = std::stod(moment.at("level"));
+        const std::string& sum = moment.at("sum");
+        EXPECT_NEAR(std::stod(sum), 8.75 - level, 1e-9);
+        EXPECT_EQ(sum.size() - sum.find('.'), 5U) << sum;
+        EXPECT_NEAR(std::stod(moment.at("percent")), level / (level + 12.5) * 100, 0.000501);
+        signs.insert(sum.starts_with('-'));
+    }
+    EXPECT_EQ(signs.size(), 2U);
+}
+
+TEST(DerivedValue, SumsAreExact) {
+    const auto moments = momentsOf(
+        R"({"id": "a", "group": "g", "kind": "sum", "plus": ["large", 0.1, 0.2]},
+           {"id": "b", "group": "g", "kind": "sum", "plus": [0.1], "minus": ["large"]},
+           {"id": "c", "group": "g", "kind": "sum", "plus": [0.3], "minus": [0.1, 0.2]},
+           {"id": "d", "group": "g", "kind": "sum", "plus": [1], "minus": [1.000001]},
+           {"id": "large", "group": "g", "kind": "counter", "start": 1000000000000000, "rate": 0})",
+        "0", 1);
+    EXPECT_EQ(moments.at(0).at("a"), "1000000000000000.3");
+    EXPECT_EQ(moments.at(0).at("b"), "-999999999999999.9");
+    EXPECT_EQ(moments.at(0).at("c"), "0.0");
+    EXPECT_EQ(moments.at(0).at("d"), "-0.000001");
+}
+
+TEST(DerivedValue, APercentOfNothingIsZero) {
+    const auto moments =
+        momentsOf(R"({"id": "p", "group": "g", "kind": "percent", "part": "n", "of": ["n"], "decimals": 1},
+                     {"id": "n", "group": "g", "kind": "text", "text": "0"})",
+                  "0", 1);
+    EXPECT_EQ(moments.at(0).at("p"), "0.0");
+}
+
+TEST(DerivedValue, ARateIsTheGrowthOfTheSecondsThatFollow) {
+    const auto moments = momentsOf(
+        R"({"id": "rate", "group": "g", "kind": "rate", "of": "difference", "decimals": 3},
+           {"id": "difference", "group": "g", "kind": "sum", "plus": ["total", 5], "minus": ["steady"]},
+           {"id": "total", "group": "g", "kind": "sum", "plus": ["wandering", "steady"]},
+           {"id": "steady", "group": "g", "kind": "counter", "start": 5, "rate": 1000.5},
+           {"id": "wandering", "group": "g", "kind": "counter", "start": 9000, "rate": 400,
+            "lag": {"low": 0, "high": 9000, "period": 30}})",
+        "10", 61);
+    std::set<std::string> different;
+    for (size_t start = 0; start + 2 < moments.size(); start += 3) {
+        const double rate = std::stod(moments.at(start).at("rate"));
+        const int64_t grown =
+            std::stoll(moments.at(start + 2).at("difference")) - std::stoll(moments.at(start).at("difference"));
+        EXPECT_NEAR(static_cast<double>(grown), rate * 20, 2);
+        different.insert(moments.at(start).at("rate"));
+    }
+    EXPECT_GT(different.size(), 15U);
+}
+
+TEST(DerivedValue, AskedForAloneIsTheSameAsAmongAll) {
+    const TemporaryFile file(R"({"protocol": "1", "groups": ["g", "h"], "statistics": [
+        {"id": "level", "group": "g", "kind": "gauge", "low": 0, "high": 1000000, "period": 10},
+        {"id": "rest", "group": "h", "kind": "sum", "plus": [1000000], "minus": ["level"]}]})");
+    const GatewaySim sim(frozen(file));
+    Conversation conversation(sim);
+    conversation.open();
+    const std::string alone =
+        statisticsByPosition(conversation.query("GET_STATS", "rest")).at(0).statistics.at(0).second;
+    const std::vector<Response> all = statisticsByPosition(conversation.query("GET_STATS", ""));
+    EXPECT_EQ(alone, all.at(1).statistics.at(0).second);
+    EXPECT_EQ(std::stoll(alone) + std::stoll(all.at(0).statistics.at(0).second), 1000000);
 }
 
 }  // namespace

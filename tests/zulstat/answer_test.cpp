@@ -287,7 +287,7 @@ TEST(AskForIds, AsksOneByOneForWhatIsLeftOutAndThenTakesItAsWithoutEntries) {
     ScriptedGateway gateway;
     gateway.leftOut = {"B", "C"};
     const Answer answer = askForIds({"A", "B", "C"}, std::ref(gateway));
-    EXPECT_EQ(gateway.lists, (Texts{"A:B:C", "B", "C"}));
+    EXPECT_EQ(gateway.lists, (Texts{"A:B:C", "B", "B:B", "C", "C:C"}));
     EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/0", "C/0"}));
 }
 
@@ -295,7 +295,30 @@ TEST(AskForIds, TakesASingleIdWithoutElementAsWithoutEntries) {
     ScriptedGateway gateway;
     gateway.leftOut = {"A"};
     EXPECT_EQ(elementsOf(askForIds({"A"}, std::ref(gateway))), (Texts{"A/0"}));
-    EXPECT_EQ(gateway.lists.size(), 1U);
+    EXPECT_EQ(gateway.lists, (Texts{"A", "A:A"}));
+}
+
+TEST(AskForIds, FindsTheCodeOfASingleElementWithoutEntriesByAskingForItTwice) {
+    const auto ask = [](const std::string& list) {
+        Answer answer;
+        if (list == "A:A") {
+            answer.elements.push_back({"A", 3, {}});
+            answer.cutShort = true;
+        }
+        return answer;
+    };
+    const Answer answer = askForIds({"A"}, ask);
+    ASSERT_EQ(elementsOf(answer), (Texts{"A/0"}));
+    EXPECT_EQ(answer.elements.front().code, 3);
+    EXPECT_FALSE(answer.cutShort);
+}
+
+TEST(AskForIds, DoesNotAskTwiceForAnIdOfWhichTwoMakeNoList) {
+    ScriptedGateway gateway;
+    const std::string longId(20000, 'x');
+    gateway.leftOut = {longId};
+    EXPECT_EQ(elementsOf(askForIds({longId}, std::ref(gateway))), (Texts{longId + "/0"}));
+    EXPECT_EQ(gateway.lists, (Texts{longId}));
 }
 
 TEST(AskForIds, KeepsWhatWasAnsweredBeforeTheConnectionWasLost) {
@@ -320,7 +343,9 @@ TEST(AskForIds, DoesNotAskAgainWhenTheGatewayNamesItsElementsOtherwise) {
         answer.elements.push_back({"everything", 0, {{"x", ""}}});
         return answer;
     };
-    EXPECT_EQ(elementsOf(askForIds({"A", "B"}, ask)), (Texts{"everything/1"}));
+    const Answer answer = askForIds({"A", "B"}, ask);
+    EXPECT_EQ(elementsOf(answer), (Texts{"everything/1"}));
+    EXPECT_EQ(answer.unanswered, (Texts{"A", "B"}));
     EXPECT_EQ(questions, 1);
 }
 

@@ -21,7 +21,7 @@ using zulstat::Reports;
 
 struct RangeCase {
     const char* range;
-    double value;
+    const char* value;
     bool alerts;
 };
 
@@ -34,12 +34,14 @@ TEST_P(Ranges, AlertAsMonitoringPluginsDo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Ranges,
-                         ::testing::Values(RangeCase{"10", 10, false}, RangeCase{"10", 10.1, true},
-                                           RangeCase{"10", -1, true}, RangeCase{"10:", 9, true},
-                                           RangeCase{"10:", 1e9, false}, RangeCase{"~:10", -1e9, false},
-                                           RangeCase{"~:10", 11, true}, RangeCase{"10:20", 15, false},
-                                           RangeCase{"10:20", 21, true}, RangeCase{"@10:20", 10, true},
-                                           RangeCase{"@10:20", 9, false}, RangeCase{"-5:5", -5, false}));
+                         ::testing::Values(RangeCase{"10", "10", false}, RangeCase{"10", "10.1", true},
+                                           RangeCase{"10", "-1", true}, RangeCase{"10:", "9", true},
+                                           RangeCase{"10:", "1e9", false}, RangeCase{"~:10", "-1e9", false},
+                                           RangeCase{"~:10", "11", true}, RangeCase{"10:20", "15", false},
+                                           RangeCase{"10:20", "21", true}, RangeCase{"@10:20", "10", true},
+                                           RangeCase{"@10:20", "9", false}, RangeCase{"-5:5", "-5", false},
+                                           RangeCase{"9007199254740992", "9007199254740993", true},
+                                           RangeCase{"9007199254740993", "9007199254740993", false}));
 
 TEST(ParseRange, RefusesWhatIsNone) {
     for (const char* const text : {"", "@", "a", "20:10", "1:2:3", "5:~", "~"}) {
@@ -50,9 +52,9 @@ TEST(ParseRange, RefusesWhatIsNone) {
 Report reportOf(std::vector<zulstat::Entry> entries, double seconds = 0) {
     Report report;
     report.gateway = {"", "gateway1", 7};
-    report.startedAt = std::chrono::system_clock::time_point(
-        std::chrono::duration_cast<std::chrono::system_clock::duration>(std::chrono::duration<double>(seconds)));
-    report.results.push_back({{QueryKind::statistics, AskedBy::statisticId, {}}, {{"x", 0, std::move(entries)}}});
+    const std::chrono::steady_clock::time_point at(
+        std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds)));
+    report.results.push_back({{QueryKind::statistics, AskedBy::statisticId, {}}, {{"x", 0, std::move(entries)}}, at});
     return report;
 }
 
@@ -118,6 +120,70 @@ TEST(Check, MeasuresRatesBetweenTwoSamples) {
     const CheckResult result = evaluateCheck({reportOf({{"a", "100"}})}, {reportOf({{"a", "150"}}, 2)},
                                              requestFor({"rate:a"}, {}, {"rate:a=20"}));
     expectResult(result, 2, "CRITICAL - a/s is 25 (good: 20) | 'a/s'=25;;20\n");
+}
+
+TEST(Check, MeasuresRatesByTheTimeOfTheAnswersAndNotByTheClockOfTheDay) {
+    Report later = reportOf({{"a", "150"}}, 2);
+    later.startedAt -= std::chrono::hours(1);
+    expectResult(evaluateCheck({reportOf({{"a", "100"}})}, {later}, requestFor({"rate:a"})), 0,
+                 "OK - a/s is 25 | 'a/s'=25;;\n");
+}
+
+TEST(Check, ShowsSmallRates) {
+    const auto rateOf = [](const char* value, double seconds) {
+        return evaluateCheck({reportOf({{"a", "0"}})}, {reportOf({{"a", value}}, seconds)}, requestFor({"rate:a"}))
+            .text;
+    };
+    EXPECT_EQ(rateOf("0.0004", 1), "OK - a/s is 0.0004 | 'a/s'=0.0004;;\n");
+    EXPECT_EQ(rateOf("1", 3000), "OK - a/s is 0.000333 | 'a/s'=0.000333;;\n");
+    EXPECT_EQ(rateOf("1e-30", 1).find("OK - a/s is 0.000000000000000000000000000001 | 'a/s'=0.0000"), 0U);
+    EXPECT_EQ(rateOf("1", 3), "OK - a/s is 0.333 | 'a/s'=0.333;;\n");
+}
+
+TEST(Check, HasNoRateThatIsInfinite) {
+    const CheckResult result =
+        evaluateCheck({reportOf({{"a", "-1e308"}})}, {reportOf({{"a", "1e308"}}, 1)}, requestFor({"rate:a"}));
+    expectResult(result, 3, "UNKNOWN - a/s has no rate: it grew too fast, from -1e308 to 1e308\n");
+}
+
+TEST(Check, PrefersTheElementThatWasAskedFor) {
+    Report report = reportOf({{"a", "666"}});
+    report.results[0].elements.push_back({"a", 0, {{"a", "5"}}});
+    expectResult(check(report, requestFor({"a"})), 0, "OK - a is 5 | 'a'=5;;\n");
+}
+
+TEST(Check, TakesAValueFromAnElementOfAnotherNameWhereThereIsNoOther) {
+    expectResult(check(reportOf({{"a", "5"}}), requestFor({"a"})), 0, "OK - a is 5 | 'a'=5;;\n");
+}
+
+TEST(Check, WritesNumbersAsPerformanceDataKnowsThem) {
+    const Report report =
+        reportOf({{"a", "+5"}, {"b", "5."}, {"c", ".5"}, {"d", "1e3"}, {"e", "-7.25"}, {"f", "9007199254740993"}});
+    const std::string text = check(report, requestFor({"a", "b", "c", "d", "e", "f"})).text;
+    EXPECT_EQ(text.substr(text.find('|')),
+              "| 'a'=5;; 'b'=5;; 'c'=0.5;; 'd'=1000;; 'e'=-7.25;; 'f'=9007199254740993;;\n");
+}
+
+TEST(Check, GivesEveryMetricALabelOfItsOwn) {
+    const std::string text = check(reportOf({{"p=q", "1"}, {"p_q", "2"}}), requestFor({"p=q", "p_q"})).text;
+    EXPECT_EQ(text.substr(text.find('|')), "| 'p_q'=1;; 'p_q#2'=2;;\n");
+}
+
+TEST(Check, DoesNotBlameAGatewayForWhatThisMachineLacks) {
+    Report report;
+    report.gateway = {"east", "gateway1", 7};
+    report.failure = Failure{};
+    report.failure->kind = Failure::Kind::localLimit;
+    report.failure->reason = "no thread can be started for it";
+    const CheckResult result = check(report, requestFor({"a"}));
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(result.text.find("UNKNOWN - cannot connect to east (gateway1:7): no thread can be started for it"), 0U);
+}
+
+TEST(Check, MeasuresTheGrowthOfBigCountersExactly) {
+    const CheckResult result = evaluateCheck({reportOf({{"a", "9007199254740992"}})},
+                                             {reportOf({{"a", "9007199254740993"}}, 1)}, requestFor({"rate:a"}));
+    expectResult(result, 0, "OK - a/s is 1 | 'a/s'=1;;\n");
 }
 
 TEST(Check, HasNoRateForAValueThatFell) {

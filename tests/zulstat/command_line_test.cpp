@@ -183,7 +183,6 @@ TEST(CommandLine, TakesGatewayAndTimeLimitFromTheEnvironmentWhenTheCommandLineHa
     machine.variables = {{"ZULSTAT_GATEWAY", "gateway1:7"}, {"ZULSTAT_TIMEOUT", "1.5"}};
     EXPECT_EQ(machine.parseGood({"groups"}).gateways[0].host, "gateway1");
     EXPECT_EQ(machine.parseGood({"groups"}).timeLimit, milliseconds(1500));
-    EXPECT_EQ(machine.parseGood({"groups", "-p", "8"}).gateways[0].host, "127.0.0.1");
     EXPECT_EQ(machine.parseGood({"groups", "--gateway", "x"}).gateways[0].host, "x");
     EXPECT_EQ(machine.parseGood({"groups", "-t", "2"}).timeLimit, milliseconds(2000));
     machine.variables["ZULSTAT_GATEWAY"] = "a=x:1,b=y:2";
@@ -192,6 +191,29 @@ TEST(CommandLine, TakesGatewayAndTimeLimitFromTheEnvironmentWhenTheCommandLineHa
     EXPECT_NE(machine.usageErrorOf({"groups"}).find("ZULSTAT_GATEWAY"), std::string::npos);
     machine.variables = {{"ZULSTAT_TIMEOUT", "soon"}};
     EXPECT_NE(machine.usageErrorOf({"groups"}).find("ZULSTAT_TIMEOUT"), std::string::npos);
+}
+
+TEST(CommandLine, TakesAPortAloneForTheHostOfTheEnvironment) {
+    Machine machine;
+    machine.variables = {{"ZULSTAT_GATEWAY", "east=gateway1:7"}};
+    const CommandLine commandLine = machine.parseGood({"groups", "-p", "8"});
+    EXPECT_EQ(commandLine.gateways.at(0).name, "east");
+    EXPECT_EQ(commandLine.gateways[0].host, "gateway1");
+    EXPECT_EQ(commandLine.gateways[0].port, 8);
+    const CommandLine other = machine.parseGood({"groups", "-H", "gateway2"});
+    EXPECT_EQ(other.gateways.at(0).host, "gateway2");
+    EXPECT_EQ(other.gateways[0].port, 2980);
+    machine.variables = {{"ZULSTAT_GATEWAY", "a=x:1,b=y:2"}};
+    EXPECT_EQ(
+        machine.usageErrorOf({"groups", "-p", "8"}),
+        "zulstat: --port is for one gateway, but the environment variable ZULSTAT_GATEWAY names 2. Write --gateway "
+        "HOST:PORT.");
+}
+
+TEST(CommandLine, NeedsNoGatewayForACompletion) {
+    Machine machine;
+    machine.variables = {{"ZULSTAT_GATEWAY", "x:y"}, {"ZULSTAT_TIMEOUT", "soon"}};
+    EXPECT_EQ(machine.parseGood({"completion", "bash"}).completionFor, "bash");
 }
 
 TEST(CommandLine, AsksForResourceGroups) {
@@ -249,6 +271,51 @@ TEST(CommandLine, TakesIdsFromFiles) {
     EXPECT_NE(machine.usageErrorOf({"ids", "@missing"}).find("\"missing\" cannot be read"), std::string::npos);
 }
 
+TEST(CommandLine, RefusesAnIdFileThatIsNoText) {
+    Machine machine;
+    machine.files = {{"nul", std::string("a\n# none\nb\0zzz\nc\n", 17)},
+                     {"wide", std::string("\xFF\xFE"
+                                          "a\0\n\0",
+                                          6)}};
+    EXPECT_EQ(machine.usageErrorOf({"ids", "@nul"}),
+              "zulstat: line 3 of \"nul\" holds a NUL byte. Write it as plain text in UTF-8.");
+    EXPECT_NE(machine.usageErrorOf({"stats", "--id", "@wide"}).find("line 1 of \"wide\""), std::string::npos);
+    machine.files["-"] = std::string("\0", 1);
+    EXPECT_NE(machine.usageErrorOf({"ids", "@-"}).find("line 1 of standard input"), std::string::npos);
+}
+
+TEST(CommandLine, SkipsTheByteOrderMarkOfAFile) {
+    Machine machine;
+    machine.files = {{"list",
+                      "\xEF\xBB\xBF"
+                      "a\nb\n"},
+                     {"gateways",
+                      "\xEF\xBB\xBF"
+                      "east = e1\n"}};
+    EXPECT_EQ(machine.parseGood({"ids", "@list"}).queries[0].ids, (Texts{"a", "b"}));
+    EXPECT_EQ(machine.parseGood({"ids", "--config", "gateways"}).gateways[0].name, "east");
+}
+
+TEST(CommandLine, RefusesHostsThatCannotBe) {
+    Machine machine;
+    machine.files = {{"nul", std::string("a = h\nb = x\0y\n", 14)}, {"equals", "b=x=y\n"}};
+    EXPECT_EQ(machine.usageErrorOf({"ids", "--config", "nul"}),
+              "zulstat: line 2 of \"nul\" holds a NUL byte. Write it as plain text in UTF-8.");
+    EXPECT_NE(machine.usageErrorOf({"ids", "--config", "equals"}).find("a host has no \"=\" in it"), std::string::npos);
+}
+
+TEST(CommandLine, ReadsStandardInputOnce) {
+    Machine machine;
+    machine.files = {{"-", "c\n"}};
+    EXPECT_EQ(machine.usageErrorOf({"stats", "--id", "@-", "--group", "@-"}),
+              "zulstat: @- stands for standard input, which can be read only once. Write it once.");
+}
+
+TEST(CommandLine, TakesADashForStandardOutput) {
+    EXPECT_FALSE(parseGood({"groups", "--output", "-"}).outputFile.has_value());
+    EXPECT_EQ(parseGood({"groups", "--output", "./-"}).outputFile, "./-");
+}
+
 TEST(CommandLine, RefusesIdsThatCannotStandInAList) {
     EXPECT_NE(usageErrorOf({"ids", "A", ""}).find("a group id must not be empty"), std::string::npos);
     EXPECT_NE(usageErrorOf({"ids", "A:B"}).find("the group id \"A:B\" contains \":\""), std::string::npos);
@@ -304,7 +371,18 @@ INSTANTIATE_TEST_SUITE_P(
                    ">=, and sizes need a number."},
         WrongUsage{{"watch", "-n", "0"}, "--count: \"0\" is no number from 1 to 1000000000."},
         WrongUsage{{"watch", "-i", "0"}, "--interval: \"0\" is no number of seconds from 0.05 to 86400."},
-        WrongUsage{{"dump"}, "\"dump\" needs one FILE."}));
+        WrongUsage{{"dump"}, "\"dump\" needs one FILE."},
+        WrongUsage{{"stats", "--gr", "x"}, "there is no option \"--gr\". Did you mean \"--group\"?"},
+        WrongUsage{{"stats", "--form", "json"}, "there is no option \"--form\". Did you mean \"--format\"?"},
+        WrongUsage{{"--group", "memory", "stats"},
+                   "a command is missing: \"stats\" was taken for a GROUP of --group. Write the command before it: "
+                   "zulstat stats --group GROUP."},
+        WrongUsage{{"--host", "check", "groups", "--bogus"}, "there is no option \"--bogus\"."},
+        WrongUsage{{"stats", "--id", "a", "-x"},
+                   "there is no option \"-x\". If it is meant as a value of --id, write --id=-x."},
+        WrongUsage{{"stats", "--id=a", "-x"},
+                   "there is no option \"-x\". If it is meant as a value of --id, write --id=-x."},
+        WrongUsage{{"ids", "-x"}, "there is no option \"-x\". If it is meant as GROUP, write it behind \"--\"."}));
 
 TEST(CommandLine, ReadsSelectionAndOrder) {
     const CommandLine commandLine =
@@ -329,9 +407,16 @@ TEST(CommandLine, ReadsACheck) {
     EXPECT_EQ(commandLine.queries[0].ids, (Texts{"a", "b"}));
 }
 
+TEST(CommandLine, ChecksAMetricThatIsNamedTwiceOnce) {
+    EXPECT_EQ(parseGood({"check", "a", "rate:a", "a", "rate:a"}).check.metrics.size(), 2U);
+}
+
 TEST(CommandLine, EndsAWrongCheckAsUnknown) {
-    for (const Texts& arguments :
-         {Texts{"check"}, {"check", "a", "-w", "x"}, {"check", "a", "-w", "b=1"}, {"check", "a", "--nonsense"}}) {
+    for (const Texts& arguments : {Texts{"check"},
+                                   {"check", "a", "-w", "x"},
+                                   {"check", "a", "-w", "b=1"},
+                                   {"check", "a", "--nonsense"},
+                                   {"--nonsense", "check", "a"}}) {
         const auto parsed = Machine{}.parse(arguments);
         ASSERT_TRUE(std::holds_alternative<EarlyEnd>(parsed));
         EXPECT_EQ(std::get<EarlyEnd>(parsed).exitCode, 3);
@@ -377,6 +462,62 @@ TEST(CommandLine, ShowsHelpWithOptionsAndExamplesForEachCommand) {
     }
     EXPECT_NE(helpOf({"ids", "A", "-h"}).find("[GROUP...]"), std::string::npos);
     EXPECT_EQ(helpOf({"groups", "--help"}).find("--group "), std::string::npos) << "an option of stats";
+}
+
+TEST(CommandLine, HelpOffersTheFormatsThatTheCommandTakesAlone) {
+    const auto offers = [](const char* command) {
+        const std::string help = withoutLineBreaks(helpOf({command, "--help"}));
+        const size_t start = help.find("--format FORMAT ") + 16;
+        return help.substr(start, help.find(" (default: table)") - start);
+    };
+    EXPECT_EQ(offers("stats"), "table, json, csv or openmetrics");
+    for (const char* const command : {"groups", "ids", "watch"}) {
+        EXPECT_EQ(offers(command), "table, json or csv");
+    }
+    for (const char* const command : {"ping", "doctor"}) {
+        EXPECT_EQ(offers(command), "table or json");
+    }
+    EXPECT_EQ(offers("--help"), "table, json, csv (groups, ids, stats, watch) or openmetrics (stats)");
+}
+
+TEST(CommandLine, EveryFormatThatACommandTakesIsOneOfItsChoicesAndNoOther) {
+    for (const zulstat::OptionEntry& option : zulstat::optionTable()) {
+        if (option.option != zulstat::Option::format) {
+            continue;
+        }
+        for (const char* const command : {"groups", "ids", "stats", "watch", "ping", "doctor"}) {
+            const auto parsed = parseGood({command});
+            const Texts choices = zulstat::choicesFor(parsed.command, option);
+            for (const char* const format : {"table", "json", "csv", "openmetrics"}) {
+                const bool isTaken = std::holds_alternative<CommandLine>(Machine{}.parse({command, "-f", format}));
+                EXPECT_EQ(isTaken, std::count(choices.begin(), choices.end(), format) == 1) << command << " " << format;
+            }
+        }
+    }
+}
+
+TEST(CommandLine, HelpShowsTheExitCodesOfTheCommandAlone) {
+    const std::string ping = helpOf({"ping", "--help"});
+    EXPECT_NE(ping.find("\n  4    something listens, but does not answer as a gateway"), std::string::npos) << ping;
+    EXPECT_EQ(ping.find("query elements"), std::string::npos) << ping;
+    EXPECT_NE(withoutLineBreaks(helpOf({"watch", "--help"})).find("or --count ended before --until held"),
+              std::string::npos);
+    EXPECT_NE(helpOf({"check", "--help"}).find("\n  3    UNKNOWN"), std::string::npos);
+    EXPECT_NE(helpOf({"--help"}).find("check, ping and watch have their own"), std::string::npos);
+    const std::string manual = zulstat::manualPage("1");
+    EXPECT_NE(manual.find(".SS Of watch\n"), std::string::npos);
+    EXPECT_NE(manual.find(".SS Of ping\n"), std::string::npos);
+}
+
+TEST(CommandLine, CompletionsOfferTheFormatsThatTheCommandTakesAlone) {
+    const std::string bash = zulstat::completionScript(zulstat::Shell::bash);
+    EXPECT_NE(bash.find("ping|doctor) _zulstat_words 'table json';;"), std::string::npos) << bash;
+    const std::string zsh = zulstat::completionScript(zulstat::Shell::zsh);
+    EXPECT_NE(zsh.find("groups|ids|watch) _zulstat_words 'table json csv';;"), std::string::npos) << zsh;
+    const std::string fish = zulstat::completionScript(zulstat::Shell::fish);
+    EXPECT_NE(fish.find("seen_subcommand_from stats' -l format -s f -x -a 'table json csv openmetrics'"),
+              std::string::npos)
+        << fish;
 }
 
 TEST(CommandLine, HelpFitsIntoALine) {

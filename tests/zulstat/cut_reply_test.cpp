@@ -235,4 +235,28 @@ INSTANTIATE_TEST_SUITE_P(
                       Sweep{"ALongValue", kCatalogueWithALongValue, {"stats", "--group", "g"}}),
     [](const auto& each) { return std::string(each.param.name); });
 
+// A dump shows bytes: where the same cut leaves `stats` an error, the file must not be touched.
+TEST(CutReplyOfADump, IsAnErrorWhereverItIsOneOfStats) {
+    constexpr size_t kReplyOfTheQuery = 6;
+    const CatalogueGateway gateway(kCatalogue);
+    CuttingRelay relay(gateway.gateway().port());
+    const test_support::TemporaryFile file("old");
+    const auto exitCodeOf = [&](const Texts& command, std::optional<size_t> reply, size_t length) {
+        relay.cut(reply, length);
+        return runZulstat(zulstatRun(relay.port(), command)).exitCode;
+    };
+    ASSERT_EQ(exitCodeOf({"stats"}, std::nullopt, 0), 0);
+    const size_t size = relay.lengths().at(kReplyOfTheQuery);
+    size_t failures = 0;
+    for (size_t length = 0; length < size; ++length) {
+        const int expected = exitCodeOf({"stats"}, kReplyOfTheQuery, length);
+        if (expected != 0) {
+            ASSERT_EQ(exitCodeOf({"dump", file.path()}, kReplyOfTheQuery, length), expected) << length;
+            ASSERT_EQ(file.content(), "old") << length;
+            ++failures;
+        }
+    }
+    EXPECT_GT(failures, size / 2);
+}
+
 }  // namespace

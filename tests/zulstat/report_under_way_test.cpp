@@ -23,6 +23,7 @@ TEST(ReportUnderWay, HandsOverWhatAnotherThreadTells) {
         underWay.asking(Query{});
         underWay.addResult({Query{}, {{"A", 0, {}}}});
         underWay.answered();
+        underWay.remarked();
         underWay.finished();
     });
     const Report report = underWay.waitForReport(milliseconds(0));
@@ -33,6 +34,18 @@ TEST(ReportUnderWay, HandsOverWhatAnotherThreadTells) {
     EXPECT_EQ(report.protocolVersion, "1.0");
     ASSERT_EQ(report.results.size(), 1U);
     EXPECT_FALSE(report.failure.has_value());
+}
+
+TEST(ReportUnderWay, WaitsForRemarksButDoesNotMissThem) {
+    ReportUnderWay underWay(Gateway{"", "gateway1", 7});
+    underWay.addResult({});
+    underWay.answered();
+    const Report withoutRemarks = underWay.waitForReport(milliseconds(0));
+    EXPECT_FALSE(withoutRemarks.failure.has_value());
+    EXPECT_EQ(withoutRemarks.results.size(), 1U);
+    underWay.addSuggestion("a.on", "a.one");
+    underWay.remarked();
+    EXPECT_EQ(underWay.waitForReport(milliseconds(0)).suggestions.size(), 1U);
 }
 
 TEST(ReportUnderWay, SaysThatConnectingTookTooLong) {

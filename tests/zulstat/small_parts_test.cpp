@@ -104,6 +104,13 @@ TEST(FindNearest, FindsWhatWasMeant) {
     EXPECT_FALSE(findNearest(std::string(100000, 'x'), {std::string(100000, 'y')}));
 }
 
+TEST(FindShortestBeginningWith, CompletesWhatWasLeftOut) {
+    using zulstat::findShortestBeginningWith;
+    EXPECT_EQ(findShortestBeginningWith("--co", {"--counter", "--color", "--id"}), "--color");
+    EXPECT_FALSE(findShortestBeginningWith("--id", {"--id"}));
+    EXPECT_FALSE(findShortestBeginningWith("", {"--id"}));
+}
+
 TEST(ParseCondition, TakesEveryOperatorWithAndWithoutBlanks) {
     for (const char* const text : {"a = 1", "a=1", "a == 1", "a<=1", "a >= 1", "a > 0", "a<2", "a != 2"}) {
         const auto condition = parseCondition(text);

@@ -50,6 +50,16 @@ TEST(EscapeText, ShowsCharactersThatHideOrTurnText) {
     EXPECT_EQ(escapeText("\xEF\xBB\xBF"), "\\uFEFF");
 }
 
+TEST(EscapeText, ShowsCharactersThatNobodySees) {
+    EXPECT_EQ(escapeText("\u00AD\u034F\u115F\u180E\u2800\u3164\uFFA0\uFFF9"),
+              "\\u00AD\\u034F\\u115F\\u180E\\u2800\\u3164\\uFFA0\\uFFF9");
+    EXPECT_EQ(escapeText("\U000E0041\U0001D173"), "\\U000E0041\\U0001D173");
+}
+
+TEST(EscapeText, LeavesTheVariantOfAPictureAsItIs) {
+    EXPECT_EQ(escapeText("\u2764\uFE0F"), "\u2764\uFE0F");
+}
+
 TEST(EscapeText, DoublesBackslashesSoThatEveryEscapeIsUnambiguous) {
     EXPECT_EQ(escapeText("\\n"), "\\\\n");
     EXPECT_NE(escapeText("\\n"), escapeText("\n"));

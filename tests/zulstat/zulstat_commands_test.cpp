@@ -147,6 +147,39 @@ TEST_F(OnASmallGateway, SaysThatAFileCannotBeWritten) {
     EXPECT_TRUE(contains(outcome.standardError, "the output cannot be written: file \"")) << outcome.standardError;
 }
 
+TEST_F(OnASmallGateway, WritesToADeviceAsItIs) {
+#ifdef _WIN32
+    const std::string device = "NUL";
+#else
+    const std::string device = "/dev/null";
+#endif
+    const ProgramOutcome outcome = ask({"groups", "--output", device});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+}
+
+TEST_F(OnASmallGateway, WritesToStandardOutputForADash) {
+    EXPECT_EQ(withPlainLineEnds(ask({"groups", "--output", "-"}).standardOutput),
+              "RESOURCE GROUP\nalpha\nempty\nbeta\n");
+}
+
+TEST(ZulstatOutputFileOfAFailedRun, StaysAsItWasUnlessTheFormatHasADocumentForTheFailure) {
+    const ClosedPort closed;
+    for (const std::string format : {"table", "csv"}) {
+        const TemporaryFile file("old");
+        const ProgramOutcome outcome =
+            runZulstat(zulstatRun(closed.port(), {"stats", "-f", format, "--output", file.path()}));
+        EXPECT_EQ(outcome.exitCode, 3);
+        EXPECT_EQ(file.content(), "old");
+    }
+    for (const std::string format : {"json", "openmetrics"}) {
+        const TemporaryFile file("old");
+        const ProgramOutcome outcome =
+            runZulstat(zulstatRun(closed.port(), {"stats", "-f", format, "--output", file.path()}));
+        EXPECT_EQ(outcome.exitCode, 3);
+        EXPECT_NE(file.content(), "old");
+    }
+}
+
 TEST_F(OnASmallGateway, ShowsStatisticsAsMetrics) {
     const ProgramOutcome outcome = ask({"stats", "--format", "openmetrics"});
     EXPECT_TRUE(contains(outcome.standardOutput, "zulstat_up{gateway=\"" + address() + "\"} 1\n"));
@@ -181,6 +214,14 @@ TEST(ZulstatCheck, IsCriticalWhereNobodyListens) {
     EXPECT_EQ(outcome.standardOutput.find("CRITICAL - cannot connect to 127.0.0.1:"), 0U);
 }
 
+TEST_F(OnASmallGateway, IsAnUnknownCheckWhereTheTraceCannotBeWritten) {
+    const TemporaryFile notAFolder("");
+    const ProgramOutcome outcome =
+        ask({"check", "alpha.count", "--trace-level", "1", "--trace-file", notAFolder.path() + "/trace"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_EQ(outcome.standardOutput.find("UNKNOWN - cannot trace to "), 0U) << outcome.standardOutput;
+}
+
 TEST_F(OnASmallGateway, AnswersAPing) {
     const ProgramOutcome outcome = ask({"ping", "-n", "3", "-i", "0.05"});
     EXPECT_EQ(outcome.exitCode, 0);
@@ -202,6 +243,15 @@ TEST(ZulstatPing, TellsADeadPortFromAServerThatIsNoGateway) {
     EXPECT_TRUE(contains(outcome.standardOutput, "no answer within 0.5 s, though something listens there"));
     const GatewaySim refusing({"--fault", "auth0:refuse=13"});
     EXPECT_EQ(runZulstat(refusing, {"ping"}).exitCode, 4);
+}
+
+TEST(ZulstatPing, ToldAsJsonSaysWhyAndHowLongItTook) {
+    const ClosedPort closed;
+    const ProgramOutcome outcome = runZulstat(zulstatRun(closed.port(), {"ping", "-f", "json"}));
+    EXPECT_EQ(outcome.exitCode, 3);
+    const json line = json::parse(outcome.standardOutput);
+    EXPECT_TRUE(contains(line["reason"].get<std::string>(), "connection refused"));
+    EXPECT_GE(line["durationMs"].get<double>(), 0);
 }
 
 struct Illness {
@@ -254,24 +304,36 @@ TEST_F(OnASmallGateway, IsInGoodHealth) {
     EXPECT_EQ(told[8], "All is well.");
 }
 
+// Answers whatever comes as a web server does.
+ScriptedPeer::Script httpServer() {
+    return [](PeerConnection& client) {
+        try {
+            client.expect(18);
+            const std::string answer = "HTTP/1.1 400 Bad Request\r\n\r\n";
+            client.send(test_support::Bytes(answer.begin(), answer.end()));
+            client.expectEnd();
+        } catch (const std::exception&) {
+            // The client goes as it likes.
+            return;
+        }
+    };
+}
+
 TEST(ZulstatDoctor, RecognisesAnHttpServer) {
-    ScriptedPeer server(
-        [](PeerConnection& client) {
-            try {
-                client.expect(18);
-                const std::string answer = "HTTP/1.1 400 Bad Request\r\n\r\n";
-                client.send(test_support::Bytes(answer.begin(), answer.end()));
-                client.expectEnd();
-            } catch (const std::exception&) {
-                // The client goes as it likes.
-                return;
-            }
-        },
-        2);
+    const ScriptedPeer server(httpServer(), 2);
     const ProgramOutcome outcome = runZulstat(zulstatRun(server.port(), {"doctor", "-t", "1"}));
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_TRUE(contains(outcome.standardOutput, "it answered something else: \"HTTP/1.1")) << outcome.standardOutput;
     EXPECT_TRUE(contains(outcome.standardOutput, "which is an HTTP server")) << outcome.standardOutput;
+}
+
+TEST(ZulstatDoctor, IsNamedWhereAServerDoesNotAnswerAsAGateway) {
+    for (const char* const command : {"groups", "stats"}) {
+        const ScriptedPeer server(httpServer(), 2);
+        const ProgramOutcome outcome = runZulstat(zulstatRun(server.port(), {command, "-t", "1"}));
+        EXPECT_EQ(outcome.exitCode, 3);
+        EXPECT_TRUE(contains(outcome.standardError, "\"zulstat doctor\" tells")) << outcome.standardError;
+    }
 }
 
 TEST(ZulstatDoctor, SaysThatNobodyListens) {
@@ -289,6 +351,44 @@ TEST_F(OnASmallGateway, DumpsTheStateAndAllStatistics) {
     EXPECT_TRUE(contains(file.content(), "zulstats state dump: "));
     EXPECT_TRUE(contains(file.content(), "Dump of ResultSet("));
     EXPECT_FALSE(contains(file.content(), "old"));
+}
+
+// The goodbye takes far longer than the limit, and than what is left of it.
+TEST(ZulstatGoodbye, DoesNotCountForDoctorAndDump) {
+    const CatalogueGateway gateway(kSmallCatalogue, {"--fault", "close:stall"});
+    const ProgramOutcome examined = gateway.ask({"doctor", "-t", "1.5"});
+    EXPECT_EQ(examined.exitCode, 0) << examined.standardOutput;
+    const TemporaryFile file;
+    const ProgramOutcome dumped = gateway.ask({"dump", file.path(), "-t", "1.5"});
+    EXPECT_EQ(dumped.exitCode, 0) << dumped.standardError;
+}
+
+TEST(ZulstatDoctor, KeepsItsTimeLimitOverAllSteps) {
+    const GatewaySim gateway({"--fault", "any:delay=500"});
+    const ProgramOutcome outcome = runZulstat(gateway, {"doctor", "-f", "json", "-t", "1.3"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    const json document = json::parse(outcome.standardOutput);
+    EXPECT_EQ(document["steps"][2]["result"], "ok") << document;
+    EXPECT_LT(document["durationMs"].get<double>(), 3000);
+    EXPECT_GE(document["durationMs"].get<double>(), 1200);
+}
+
+TEST(ZulstatDoctor, ToldAsJsonSaysWhenAndOfWhom) {
+    const CatalogueGateway gateway(kSmallCatalogue);
+    const json document =
+        json::parse(runPlain({"doctor", "-f", "json", gatewayOption("east", gateway.gateway().port())}).standardOutput);
+    EXPECT_EQ(document["gateway"]["name"], "east");
+    EXPECT_EQ(document["time"].get<std::string>().back(), 'Z');
+    EXPECT_TRUE(document["nextStep"].is_null());
+}
+
+TEST(ZulstatDoctor, TakesNobodyForAGatewayWhoAnnouncesWhatCannotBe) {
+    const GatewaySim gateway({"--fault", "handshake:data-length=0x7FFFFFFF"});
+    const ProgramOutcome outcome = runZulstat(gateway, {"doctor", "-f", "json", "-t", "2"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    const json document = json::parse(outcome.standardOutput);
+    EXPECT_EQ(document["steps"][2]["result"], "failed");
+    EXPECT_TRUE(contains(document["steps"][2]["detail"].get<std::string>(), "makes no sense")) << document;
 }
 
 TEST(ZulstatDump, LeavesAFileAloneWhenNobodyAnswers) {

@@ -1,16 +1,20 @@
 // What the built program does on a terminal, without standard output, with a full disk and with very long lists.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <future>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -114,12 +118,21 @@ TEST(ZulstatWithoutStandardOutput, FailsAndSendsNoOutputToTheGateway) {
 }
 
 TEST_F(ZulstatOnPosix, FailsWhenTheDiskIsFull) {
-    for (const Texts& arguments : {Texts{"groups"}, {"groups", "--format", "json"}, {"--help"}, {"--version"}}) {
+    for (const Texts& arguments :
+         {Texts{"groups"}, {"groups", "--format", "json"}, {"ping"}, {"doctor"}, {"--help"}, {"--version"}}) {
         ProgramRun run = makeRun(arguments, OutputTarget::file);
         run.outputFile = "/dev/full";
         const ProgramOutcome outcome = runZulstat(run);
         EXPECT_EQ(outcome.exitCode, 5);
         EXPECT_NE(outcome.standardError.find("zulstat: the output cannot be written: "), std::string::npos);
+    }
+}
+
+TEST_F(ZulstatOnPosix, IsAnUnknownCheckWhenTheDiskIsFull) {
+    for (const Texts& arguments : {Texts{"check", "alpha.count"}, {"check"}, {"check", "a", "--nonsense"}}) {
+        ProgramRun run = makeRun(arguments, OutputTarget::file);
+        run.outputFile = "/dev/full";
+        EXPECT_EQ(runZulstat(run).exitCode, 3);
     }
 }
 
@@ -190,6 +203,143 @@ TEST(ZulstatInterrupted, ShowsWhatWasAnsweredAndEndsWith130) {
 TEST(ZulstatInterrupted, EndsAWatchWith130) {
     const CatalogueGateway gateway(kSmallCatalogue, {"--verbose"});
     EXPECT_EQ(interruptDuringQuery(gateway, {"watch", "-i", "0.05", "-f", "json"}, 3).exitCode, 130);
+}
+
+// A loopback port whose queue of connections is full, so that a connect to it neither succeeds nor fails.
+class UnreachablePort {
+  public:
+    UnreachablePort() : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        auto* const general = reinterpret_cast<sockaddr*>(&address);
+        EXPECT_EQ(::bind(listener_, general, size), 0);
+        EXPECT_EQ(::listen(listener_, 0), 0);
+        EXPECT_EQ(::getsockname(listener_, general, &size), 0);
+        port_ = ntohs(address.sin_port);
+        for (int& waiting : waiting_) {
+            waiting = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+            // Those beyond the first stay under way.
+            ::connect(waiting, general, size);
+        }
+    }
+    ~UnreachablePort() {
+        for (const int waiting : waiting_) {
+            ::close(waiting);
+        }
+        ::close(listener_);
+    }
+    UnreachablePort(const UnreachablePort&) = delete;
+    UnreachablePort& operator=(const UnreachablePort&) = delete;
+
+    int port() const {
+        return port_;
+    }
+
+  private:
+    int listener_;
+    int port_ = 0;
+    std::array<int, 3> waiting_{};
+};
+
+TEST(ZulstatPing, WaitsForUnreachableGatewaysAllAtOnce) {
+    const std::array<UnreachablePort, 12> unreachable;
+    const CatalogueGateway good(kSmallCatalogue);
+    ProgramRun run = zulstatRun(1, {});
+    run.arguments = {"ping", "-t", "1", "--gateway", "good=127.0.0.1:" + std::to_string(good.gateway().port())};
+    for (size_t index = 0; index < unreachable.size(); ++index) {
+        run.arguments.push_back("--gateway=u" + std::to_string(index) +
+                                "=127.0.0.1:" + std::to_string(unreachable[index].port()));
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    const ProgramOutcome outcome = runZulstat(run);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.standardOutput;
+    EXPECT_EQ(countOf(": no answer within 1 s. Check the host, the port", outcome.standardOutput), 12);
+    EXPECT_EQ(outcome.standardOutput.find("good (127.0.0.1:"), 0U) << outcome.standardOutput;
+}
+
+TEST(ZulstatPing, EndsWith3WhereNothingCanBeReached) {
+    const UnreachablePort unreachable;
+    EXPECT_EQ(runZulstat(zulstatRun(unreachable.port(), {"ping", "-t", "0.5"})).exitCode, 3);
+}
+
+// In a shell that has set limits before, in which "$@" is the program without --port.
+ProgramOutcome runLimited(const std::string& limits, const Texts& arguments) {
+    ProgramRun run = zulstatRun(1, {});
+    run.arguments = {"-c", limits + "; exec \"$@\"", "sh", zulstat_test::zulstatProgram()};
+    run.arguments.insert(run.arguments.end(), arguments.begin(), arguments.end());
+    return test_support::runProgram("/bin/sh", run);
+}
+
+// No address space has room for the stack of a thread.
+constexpr const char* kWithoutThreads = "ulimit -s 107374182400 || exit 99";
+
+class ZulstatWithFewDescriptors : public ::testing::Test {
+  protected:
+    ZulstatWithFewDescriptors() : configuration_(manyNames(gateway_.gateway().port())) {}
+
+    Texts manyGateways(Texts arguments) const {
+        arguments.insert(arguments.end(), {"--config", configuration_.path()});
+        return arguments;
+    }
+
+  private:
+    static std::string manyNames(int port) {
+        std::string all;
+        for (int number = 0; number < 100; ++number) {
+            all += "g" + std::to_string(number) + " = 127.0.0.1:" + std::to_string(port) + "\n";
+        }
+        return all;
+    }
+
+    CatalogueGateway gateway_{kSmallCatalogue};
+    TemporaryFile configuration_;
+};
+
+TEST_F(ZulstatWithFewDescriptors, RaisesALimitThatItMayRaise) {
+    const ProgramOutcome outcome = runLimited("ulimit -S -n 64", manyGateways({"check", "alpha.count", "-t", "60"}));
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardOutput;
+}
+
+TEST_F(ZulstatWithFewDescriptors, SaysThatThereAreTooFewInsteadOfBlamingTheGateways) {
+    const ProgramOutcome stats = runLimited("ulimit -n 64", manyGateways({"stats"}));
+    EXPECT_EQ(stats.exitCode, 2);
+    EXPECT_EQ(stats.standardError.find("zulstat: 100 gateways at a time need 108 open files and connections, but"), 0U)
+        << stats.standardError;
+    EXPECT_NE(stats.standardError.find("(ulimit -n)"), std::string::npos) << stats.standardError;
+    const ProgramOutcome check = runLimited("ulimit -n 64", manyGateways({"check", "alpha.count"}));
+    EXPECT_EQ(check.exitCode, 3);
+    EXPECT_EQ(check.standardOutput.find("UNKNOWN - 100 gateways at a time"), 0U) << check.standardOutput;
+}
+
+// Two are taken by others, and the last one by the trace.
+TEST_F(ZulstatWithFewDescriptors, SaysSoWhenNoneIsLeft) {
+    const TemporaryFile trace;
+    const ProgramOutcome outcome =
+        runLimited("ulimit -n 6; exec 3</dev/null 4</dev/null",
+                   {"check", "a", "--gateway", "127.0.0.1:1", "--trace-level", "0", "--trace-file", trace.path()});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_NE(outcome.standardOutput.find("lets zulstat open no more connections: "), std::string::npos)
+        << outcome.standardOutput;
+}
+
+TEST(ZulstatWithoutThreads, SaysWhatIsLackingAndWhatToDo) {
+    for (const Texts& arguments : {Texts{"stats"}, {"ping"}, {"doctor"}}) {
+        const ProgramOutcome outcome = runLimited(kWithoutThreads, arguments);
+        EXPECT_EQ(outcome.exitCode, 4);
+        EXPECT_EQ(outcome.standardError.find("zulstat: cannot go on: no thread can be started: "), 0U)
+            << outcome.standardError;
+        EXPECT_NE(outcome.standardError.find("(ulimit -u)"), std::string::npos) << outcome.standardError;
+    }
+}
+
+TEST(ZulstatWithoutThreads, EndsACheckAsUnknown) {
+    const ProgramOutcome outcome = runLimited(kWithoutThreads, {"check", "a"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_EQ(outcome.standardOutput.find("UNKNOWN - cannot go on: no thread can be started: "), 0U)
+        << outcome.standardOutput;
 }
 
 TEST(ZulstatInterrupted, WaitsForNoSilentGateway) {
@@ -325,11 +475,97 @@ TEST_F(ZulstatOnPosix, FailsWhenAWatchCannotWriteThatItsConditionHolds) {
     EXPECT_EQ(runZulstat(makeRun(arguments, OutputTarget::closed)).exitCode, 5);
 }
 
-TEST(ZulstatOutputFile, LeavesTheOldFileWhereTheNewOneCannotBeWritten) {
-    const CatalogueGateway gateway(kSmallCatalogue);
-    const ProgramOutcome outcome = gateway.ask({"groups", "--output", "/dev/full"});
+class ZulstatOutputFile : public ::testing::Test {
+  protected:
+    // In a shell, in which "$@" is the program with its port.
+    ProgramOutcome runInShell(const std::string& script, const Texts& more = {}) const {
+        ProgramRun run = zulstatRun(gateway_.gateway().port(), {});
+        run.arguments.insert(run.arguments.begin(), {"-c", script, "sh", zulstat_test::zulstatProgram()});
+        run.arguments.insert(run.arguments.end(), more.begin(), more.end());
+        return test_support::runProgram("/bin/sh", run);
+    }
+    ProgramOutcome ask(const Texts& arguments) const {
+        return gateway_.ask(arguments);
+    }
+
+  private:
+    CatalogueGateway gateway_{kSmallCatalogue};
+};
+
+constexpr const char* kGroups = "RESOURCE GROUP\nalpha\nempty\nbeta\n";
+
+mode_t permissionsOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+}
+
+TEST_F(ZulstatOutputFile, LeavesTheOldFileWhereTheNewOneCannotBeWritten) {
+    const ProgramOutcome outcome = ask({"groups", "--output", "/dev/full"});
     EXPECT_EQ(outcome.exitCode, 5);
     EXPECT_NE(outcome.standardError.find("the output cannot be written"), std::string::npos);
+}
+
+TEST_F(ZulstatOutputFile, MayBeANameOfStandardOutput) {
+    for (const std::string name : {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"}) {
+        const TemporaryFile log("before\n");
+        const ProgramOutcome outcome =
+            runInShell("exec >\"" + log.path() + "\"; echo first; \"$@\" groups --output " + name + "; echo last");
+        EXPECT_EQ(outcome.standardError, "");
+        EXPECT_EQ(log.content(), std::string("first\n") + kGroups + "last\n") << name;
+    }
+}
+
+TEST_F(ZulstatOutputFile, MayBeTheNameOfAnyOpenDescriptor) {
+    const TemporaryFile log("before\n");
+    const ProgramOutcome outcome = runInShell("\"$@\" groups --output /dev/fd/7 7>>\"" + log.path() + "\"");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    EXPECT_EQ(log.content(), std::string("before\n") + kGroups);
+    EXPECT_EQ(runInShell("exec \"$@\" groups --output /dev/fd/99").exitCode, 5);
+}
+
+TEST_F(ZulstatOutputFile, MayBeAPipe) {
+    const TemporaryFile pipe;
+    ASSERT_EQ(::mkfifo(pipe.path().c_str(), 0600), 0);
+    const ProgramOutcome outcome = runInShell("cat \"" + pipe.path() + "\" & \"$@\" groups --output \"" + pipe.path() +
+                                              "\"; code=$?; wait; exit $code");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    EXPECT_EQ(outcome.standardOutput, kGroups);
+}
+
+TEST_F(ZulstatOutputFile, KeepsThePermissionsOfTheOldOne) {
+    for (const mode_t permissions : {0600U, 0644U, 0640U, 0666U}) {
+        const TemporaryFile file("old");
+        ASSERT_EQ(::chmod(file.path().c_str(), permissions), 0);
+        EXPECT_EQ(ask({"groups", "--output", file.path()}).exitCode, 0);
+        EXPECT_EQ(file.content(), kGroups);
+        EXPECT_EQ(permissionsOf(file.path()), permissions);
+    }
+}
+
+TEST_F(ZulstatOutputFile, HasThePermissionsOfTheUsersOtherFilesWhenItIsNew) {
+    const TemporaryFile file;
+    EXPECT_EQ(runInShell("umask 027; exec \"$@\" groups --output \"" + file.path() + "\"").exitCode, 0);
+    EXPECT_EQ(permissionsOf(file.path()), 0640U);
+}
+
+TEST_F(ZulstatOutputFile, StaysALinkWhetherOrNotThereIsAFileBehindIt) {
+    const TemporaryFile target;
+    const TemporaryFile link;
+    ASSERT_EQ(::symlink(target.path().c_str(), link.path().c_str()), 0);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(ask({"groups", "--output", link.path()}).exitCode, 0);
+        EXPECT_EQ(target.content(), kGroups);
+        EXPECT_EQ(::access(link.path().c_str(), F_OK), 0);
+        EXPECT_TRUE(std::filesystem::is_symlink(link.path()));
+    }
+}
+
+TEST_F(ZulstatOutputFile, CannotBeALinkToItself) {
+    const TemporaryFile link;
+    ASSERT_EQ(::symlink(link.path().c_str(), link.path().c_str()), 0);
+    EXPECT_EQ(ask({"groups", "--output", link.path()}).exitCode, 5);
+    EXPECT_TRUE(std::filesystem::is_symlink(link.path()));
 }
 
 }  // namespace

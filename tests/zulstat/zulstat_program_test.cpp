@@ -160,6 +160,22 @@ TEST_F(SmallGateway, ShowsAResultThatOnlyFailed) {
     EXPECT_EQ(outputOf(outcome), "QUERY    STATISTIC\nnowhere  failed, code -5\n");
 }
 
+TEST(ZulstatSuggestion, ThatTheGatewayDoesNotAllowTakesNothingFromTheAnswer) {
+    for (const char* const fault : {"invoke#2:stall", "invoke#2:close", "invoke#2:cut=60"}) {
+        const CatalogueGateway gateway(kSmallCatalogue, {"--fault", fault});
+        const ProgramOutcome outcome = gateway.ask({"stats", "--id", "nope", "beta.size", "--timeout", "20"});
+        EXPECT_EQ(outcome.exitCode, 1) << fault << outcome.standardError;
+        EXPECT_NE(outcome.standardOutput.find("3456789"), std::string::npos) << fault << outcome.standardOutput;
+        EXPECT_EQ(outcome.standardError.find("failed:"), std::string::npos) << fault << outcome.standardError;
+    }
+}
+
+TEST(ZulstatSuggestion, IsNotLookedForByCheck) {
+    const CatalogueGateway gateway(kSmallCatalogue, {"--verbose"});
+    EXPECT_EQ(gateway.ask({"check", "beta.sise", "--ok-if-missing"}).exitCode, 0);
+    EXPECT_EQ(gateway.gateway().standardError().find("STAT_IDS"), std::string::npos);
+}
+
 TEST_F(SmallGateway, GivesTheSameAsJson) {
     const json document = askForJson({"stats", "--group", "beta", "nowhere", "--id", "alpha.count"});
     ASSERT_TRUE(document.is_object());
@@ -332,6 +348,7 @@ TEST(ZulstatProgram, SaysThatTheHandshakeOrTheAuthorisationFailed) {
     const ProgramOutcome outcome = runZulstat(gateway, {"groups"});
     EXPECT_EQ(outcome.exitCode, 3);
     EXPECT_TRUE(contains(outcome.standardError, "STAPI_RC_CONNECT_FAILED, -118")) << outcome.standardError;
+    EXPECT_TRUE(contains(outcome.standardError, "\"zulstat doctor\" tells.")) << outcome.standardError;
 }
 
 TEST(ZulstatProgram, SaysThatTheGatewayDiedDuringAQuery) {

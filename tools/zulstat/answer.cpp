@@ -229,13 +229,26 @@ void append(Answer& whole, Answer part) {
     whole.incomplete = part.incomplete;
 }
 
-Answer askForOne(const std::string& id, const AskForList& ask) {
-    Answer answer = ask(id);
-    if (!isOverForGood(answer) && answer.elements.empty()) {
-        answer.cutShort = false;
-        answer.elements.push_back({id, 0, {}});
+// A walk shows nothing of a single element without entries, its code neither. It shows the first of two.
+Answer askForOneWithoutEntries(const std::string& id, const AskForList& ask) {
+    Answer answer;
+    int32_t elementCode = 0;
+    const std::string twice = joinIds({id, id});
+    if (twice.size() <= kLongestIdList) {
+        answer = ask(twice);
+        const bool isShown = !answer.elements.empty() && answer.elements.front().text == id;
+        elementCode = isShown ? answer.elements.front().code : 0;
+    }
+    if (!isOverForGood(answer)) {
+        answer = Answer();
+        answer.elements.push_back({id, elementCode, {}});
     }
     return answer;
+}
+
+Answer askForOne(const std::string& id, const AskForList& ask) {
+    Answer answer = ask(id);
+    return isOverForGood(answer) || !answer.elements.empty() ? answer : askForOneWithoutEntries(id, ask);
 }
 
 void askOneByOne(Answer& answer, const std::vector<std::string>& ids, const AskForList& ask) {
@@ -255,7 +268,7 @@ Answer askForPart(const std::vector<std::string>& ids, const AskForList& ask) {
     }
     Answer answer = ask(joinIds(ids));
     const bool lacksElements = answer.cutShort || answer.elements.size() < ids.size();
-    // A gateway that names its elements otherwise is taken at its word.
+    // A gateway that names its elements otherwise would do so again.
     if (!isOverForGood(answer) && lacksElements && answersOnly(answer, ids)) {
         askOneByOne(answer, idsNotAnswered(ids, answer), ask);
     }
@@ -289,6 +302,9 @@ Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask) {
         if (isOver(whole)) {
             break;
         }
+    }
+    if (!isOver(whole)) {
+        whole.unanswered = idsNotAnswered(ids, whole);
     }
     return whole;
 }

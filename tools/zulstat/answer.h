@@ -35,6 +35,8 @@ struct Answer {
     std::optional<AnswerPlace> suspect;
     bool cutOff = false;      // it was broken off; only what is certain is left in `elements`
     bool incomplete = false;  // an element announces more entries than it holds
+    // Ids that were asked for, of which no element speaks, though there are others. Of an answer that is whole.
+    std::vector<std::string> unanswered;
 };
 
 // An answer that only a further exchange on the same connection can tell from one that was broken off.
@@ -56,7 +58,8 @@ Answer readStatistics(const StatStep& step);
 using AskForList = std::function<Answer(const std::string& list)>;
 
 // Asks for all the ids in as few lists as possible. Elements that the answers leave out or cannot reach are asked for
-// one by one; an id that brings no element even so becomes one without entries. The order of the ids is kept.
+// one by one; an id that brings no element even so becomes one without entries. The order of the ids is kept. What
+// stays without an element of its name because the gateway answers otherwise is named.
 Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask);
 
 // Completes an answer about everything that was cut short or hides an element, by asking for the groups that it has not

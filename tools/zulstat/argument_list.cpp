@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include "nearest.h"
 #include "text_escape.h"
@@ -9,8 +10,11 @@
 namespace zulstat {
 namespace {
 
+using Texts = std::vector<std::string>;
+
 std::string suggest(const std::string_view text, const std::vector<std::string>& candidates) {
-    const auto nearest = findNearest(text, candidates);
+    const auto longer = findShortestBeginningWith(text, candidates);
+    const auto nearest = longer ? longer : findNearest(text, candidates);
     return nearest ? " Did you mean " + quoteText(*nearest) + "?" : "";
 }
 
@@ -24,8 +28,9 @@ class ArgumentParser {
   public:
     explicit ArgumentParser(const std::vector<std::string>& arguments) : arguments_(arguments) {}
 
-    std::variant<ArgumentList, Fault> parse() {
-        while (position_ < arguments_.size() && !fault_) {
+    // Goes on behind the first fault, to find the command.
+    std::variant<ArgumentList, ArgumentFault> parse() {
+        while (position_ < arguments_.size()) {
             const std::string& argument = arguments_[position_++];
             if (!onlyPositionals_ && argument == "--") {
                 onlyPositionals_ = true;
@@ -41,14 +46,14 @@ class ArgumentParser {
             checkThatOptionsFit();
         }
         if (fault_) {
-            return *fault_;
+            return ArgumentFault{*fault_, list_.command};
         }
         return std::move(list_);
     }
 
   private:
     void fail(std::string message) {
-        fault_ = fault_ ? fault_ : Fault{std::move(message)};
+        fault_ = fault_ ? fault_ : std::optional(std::move(message));
     }
 
     void takeLong(const std::string& argument) {
@@ -57,6 +62,7 @@ class ArgumentParser {
         const auto options = optionTable();
         const auto found = std::find_if(options.begin(), options.end(),
                                         [&](const OptionEntry& option) { return option.name == name; });
+        lastOption_ = found == options.end() ? lastOption_ : &*found;
         if (found == options.end()) {
             failUnknownOption(name);
         } else if (equals == std::string::npos) {
@@ -77,14 +83,15 @@ class ArgumentParser {
     }
 
     void takeLetters(const std::string& argument) {
-        for (size_t place = 1; place < argument.size() && !fault_; ++place) {
+        for (size_t place = 1; place < argument.size(); ++place) {
             const auto options = optionTable();
             const auto found = std::find_if(options.begin(), options.end(), [&](const OptionEntry& option) {
                 return option.letter != 0 && option.letter == argument[place];
             });
             const std::string name = argument.substr(0, 1) + argument.substr(place, 1);
             if (found == options.end()) {
-                fail("there is no option " + quoteText(place == 1 ? argument : name) + ".");
+                fail("there is no option " + quoteText(place == 1 ? argument : name) + "." + howToWrite(argument));
+                return;
             } else if (found->values == Values::none || place + 1 == argument.size()) {
                 takeOption(*found, name);
             } else {
@@ -94,7 +101,20 @@ class ArgumentParser {
         }
     }
 
+    // It may have been meant as an id.
+    std::string howToWrite(const std::string& argument) const {
+        if (lastOption_ != nullptr && lastOption_->values == Values::several) {
+            const std::string name(lastOption_->name);
+            return " If it is meant as a value of " + name + ", write " + name + "=" + escapeText(argument) + ".";
+        }
+        if (lastOption_ == nullptr && list_.command != nullptr && !list_.command->positionals.empty()) {
+            return " If it is meant as " + std::string(list_.command->positionals) + ", write it behind \"--\".";
+        }
+        return "";
+    }
+
     void takeOption(const OptionEntry& option, const std::string& name) {
+        lastOption_ = &option;
         std::vector<std::string>& values = list_.values[option.option];
         if (option.values == Values::none) {
             values.emplace_back();
@@ -116,7 +136,8 @@ class ArgumentParser {
     }
 
     void takePositional(const std::string& argument) {
-        if (list_.command != nullptr) {
+        lastOption_ = nullptr;
+        if (std::exchange(hasCommandWord_, true)) {
             list_.positionals.push_back(argument);
             return;
         }
@@ -152,7 +173,9 @@ class ArgumentParser {
     size_t position_ = 0;
     bool onlyPositionals_ = false;
     ArgumentList list_;
-    std::optional<Fault> fault_;
+    bool hasCommandWord_ = false;              // be there such a command or not
+    const OptionEntry* lastOption_ = nullptr;  // of which this may be a further value
+    std::optional<std::string> fault_;
 };
 
 }  // namespace
@@ -167,8 +190,23 @@ std::vector<std::string> ArgumentList::all(const Option option) const {
     return found == values.end() ? std::vector<std::string>() : found->second;
 }
 
-std::variant<ArgumentList, Fault> parseArguments(const std::vector<std::string>& arguments) {
+std::variant<ArgumentList, ArgumentFault> parseArguments(const std::vector<std::string>& arguments) {
     return ArgumentParser(arguments).parse();
+}
+
+std::string describeMissingCommand(const ArgumentList& list) {
+    for (const OptionEntry& option : optionTable()) {
+        for (const std::string& value : option.values == Values::several ? list.all(option.option) : Texts()) {
+            const auto commands = commandTable();
+            if (std::any_of(commands.begin(), commands.end(),
+                            [&](const CommandEntry& command) { return command.name == value; })) {
+                return "a command is missing: " + quoteText(value) + " was taken for a " + std::string(option.value) +
+                       " of " + std::string(option.name) + ". Write the command before it: zulstat " + value + " " +
+                       std::string(option.name) + " " + std::string(option.value) + ".";
+            }
+        }
+    }
+    return "a command is missing: " + listCommands() + ".";
 }
 
 std::string listCommands() {

@@ -26,8 +26,16 @@ struct ArgumentList {
     std::vector<std::string> all(Option option) const;
 };
 
+struct ArgumentFault {
+    std::string message;
+    const CommandEntry* command = nullptr;  // where one was named
+};
+
 // A command may be missing; everything else that cannot be understood is a fault.
-std::variant<ArgumentList, Fault> parseArguments(const std::vector<std::string>& arguments);
+std::variant<ArgumentList, ArgumentFault> parseArguments(const std::vector<std::string>& arguments);
+
+// What is wrong with a command line without a command.
+std::string describeMissingCommand(const ArgumentList& list);
 
 // "groups, ids, stats or watch"
 std::string listCommands();

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
+#include <unordered_set>
 
 #include "exit_codes.h"
 #include "messages.h"
@@ -31,24 +34,30 @@ int badnessOf(const int state) {
     }
 }
 
-std::optional<double> parseLimit(const std::string_view text, const double whenEmpty) {
-    if (text.empty()) {
-        return whenEmpty;
-    }
-    return parseNumber(text);
-}
+struct FoundValue {
+    const std::string* value = nullptr;
+    std::chrono::steady_clock::time_point at;
+};
 
-const std::string* findValue(const Report& report, const std::string& id) {
+template <class Predicate>
+std::optional<FoundValue> findValueIn(const Report& report, const std::string& id, const Predicate& isWanted) {
     for (const QueryResult& result : report.results) {
         for (const Element& element : result.elements) {
             for (const Entry& entry : element.entries) {
-                if (entry.id == id) {
-                    return &entry.value;
+                if (entry.id == id && isWanted(element)) {
+                    return FoundValue{&entry.value, result.at};
                 }
             }
         }
     }
-    return nullptr;
+    return std::nullopt;
+}
+
+// The element that bears the id is the answer to it. Another one counts only where there is none, because a gateway may
+// name its elements otherwise.
+std::optional<FoundValue> findValue(const Report& report, const std::string& id) {
+    const auto found = findValueIn(report, id, [&](const Element& element) { return element.text == id; });
+    return found ? found : findValueIn(report, id, [](const Element&) { return true; });
 }
 
 const Range* rangeFor(const Metric& metric, const std::vector<Threshold>& thresholds) {
@@ -73,10 +82,34 @@ std::string labelOf(const std::string& text) {
     return label + "'";
 }
 
+// Performance data knows digits, a minus and a point with digits on both sides. A whole number keeps all its digits.
+std::string plainNumber(const std::string& text, const double value) {
+    constexpr std::string_view kDigits = "0123456789";
+    constexpr size_t kRoomForAnyDouble = 400;
+    const size_t sign = text.starts_with('-') ? 1 : 0;
+    const size_t whole = std::min(text.find_first_not_of(kDigits, sign), text.size());
+    const bool hasFraction = whole + 1 < text.size() && text[whole] == '.';
+    const size_t end = hasFraction ? std::min(text.find_first_not_of(kDigits, whole + 1), text.size()) : whole;
+    if (whole > sign && end == text.size()) {
+        return text;
+    }
+    std::array<char, kRoomForAnyDouble> digits{};
+    const auto done = std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
+    return {digits.data(), done.ptr};
+}
+
 // A bar would begin the performance data.
 std::string withoutBars(std::string text) {
     std::replace(text.begin(), text.end(), '|', '/');
     return text;
+}
+
+// Exact for whole numbers, which counters are.
+double growthBetween(const std::string& before, const std::string& after) {
+    const auto earlier = parseWholeNumber(before);
+    const auto later = parseWholeNumber(after);
+    const auto exact = earlier && later ? difference(*later, *earlier) : std::nullopt;
+    return exact ? toDouble(*exact) : parseNumber(after).value_or(0) - parseNumber(before).value_or(0);
 }
 
 class Evaluation {
@@ -87,7 +120,9 @@ class Evaluation {
         prefix_ = first.gateway.name.empty() ? "" : first.gateway.name + " ";
         for (const Report* const report : {&first, &second}) {
             if (report->failure) {
-                note(kCheckCritical, describeFailure(*report->failure, report->gateway));
+                // What this machine lacks says nothing about the gateway.
+                const bool isOurs = report->failure->kind == Failure::Kind::localLimit;
+                note(isOurs ? kCheckUnknown : kCheckCritical, describeFailure(*report->failure, report->gateway));
                 return;
             }
         }
@@ -128,64 +163,80 @@ class Evaluation {
 
     void addMetric(const Metric& metric, const Report& first, const Report& second) {
         const std::string name = escapeText(nameOf(metric));
-        const std::string* const before = findValue(first, metric.id);
-        const std::string* const after = findValue(second, metric.id);
-        if (before == nullptr || after == nullptr) {
+        const auto before = findValue(first, metric.id);
+        const auto after = findValue(second, metric.id);
+        if (!before || !after) {
             note(request_.okIfMissing ? kCheckOk : kCheckUnknown, name + " is missing");
             return;
         }
-        const std::optional<double> earlier = parseNumber(*before);
-        const std::optional<double> later = parseNumber(*after);
+        const std::optional<double> earlier = parseNumber(*before->value);
+        const std::optional<double> later = parseNumber(*after->value);
         if (!earlier || !later) {
-            note(kCheckUnknown, name + " is no number: " + quoteText(cutToWidth(escapeText(*after), kMostOfAText)));
+            const std::string& odd = earlier ? *after->value : *before->value;
+            note(kCheckUnknown, name + " is no number: \"" + cutToWidth(escapeText(odd), kMostOfAText) + '"');
             return;
         }
         if (!metric.isRate) {
-            addValue(metric, name, *later, *after);
+            addValue(metric, name, plainNumber(*after->value, *later));
             return;
         }
-        const double seconds = std::chrono::duration<double>(second.startedAt - first.startedAt).count();
-        if (*later < *earlier || seconds <= 0) {
-            note(kCheckUnknown, name + " has no rate: the value fell from " + *before + " to " + *after);
+        if (compareNumbers(*after->value, *before->value) < 0) {
+            note(kCheckUnknown, name + " has no rate: the value fell from " + *before->value + " to " + *after->value);
             return;
         }
-        const double rate = (*later - *earlier) / seconds;
-        addValue(metric, name, rate, formatNumber(rate, kDecimalsOfARate));
+        const double seconds = std::chrono::duration<double>(after->at - before->at).count();
+        const double rate = growthBetween(*before->value, *after->value) / seconds;
+        if (seconds <= 0 || !std::isfinite(rate)) {
+            note(kCheckUnknown,
+                 name + " has no rate: it grew too fast, from " + *before->value + " to " + *after->value);
+            return;
+        }
+        addValue(metric, name, plainNumber(formatNumber(rate, kDecimalsOfARate, kDigitsOfARate), rate));
     }
 
-    void addValue(const Metric& metric, const std::string& name, const double value, const std::string& shown) {
+    void addValue(const Metric& metric, const std::string& name, const std::string& value) {
         const Range* const warning = rangeFor(metric, request_.warnings);
         const Range* const critical = rangeFor(metric, request_.criticals);
         const bool isCritical = critical != nullptr && critical->alerts(value);
         const bool isWarning = warning != nullptr && warning->alerts(value);
-        std::string text = name + " is " + shown;
+        std::string text = name + " is " + value;
         if (isCritical || isWarning) {
             text += " (good: " + (isCritical ? critical : warning)->text + ")";
         }
         note(isCritical ? kCheckCritical : isWarning ? kCheckWarning : kCheckOk, std::move(text));
-        data_ += " " + labelOf(nameOf(metric)) + "=" + shown + ";" + (warning == nullptr ? "" : warning->text) + ";" +
+        data_ += " " + labelFor(metric) + "=" + value + ";" + (warning == nullptr ? "" : warning->text) + ";" +
                  (critical == nullptr ? "" : critical->text);
+    }
+
+    // Two ids may become the same label; the later one gets a number.
+    std::string labelFor(const Metric& metric) {
+        std::string label = labelOf(nameOf(metric));
+        for (int number = 2; !labels_.insert(label).second; ++number) {
+            label = labelOf(nameOf(metric) + "#" + std::to_string(number));
+        }
+        return label;
     }
 
     static constexpr size_t kMostOfAText = 40;
     static constexpr int kDecimalsOfARate = 3;
+    static constexpr int kDigitsOfARate = 3;  // at least
 
     const CheckRequest& request_;
     std::string prefix_;
     int state_ = kCheckOk;
     std::vector<Finding> findings_;
     std::string data_;
+    std::unordered_set<std::string> labels_;
 };
 
 }  // namespace
 
-bool Range::alerts(const double value) const {
-    const bool isOutside = value < low || value > high;
+bool Range::alerts(const std::string_view value) const {
+    const bool isOutside = (low && compareNumbers(value, *low) < 0) || (high && compareNumbers(value, *high) > 0);
     return isOutside != isInverted;
 }
 
 std::optional<Range> parseRange(const std::string_view text) {
-    constexpr double kNoLimit = std::numeric_limits<double>::infinity();
     Range range;
     range.text = text;
     std::string_view rest = text;
@@ -199,14 +250,17 @@ std::optional<Range> parseRange(const std::string_view text) {
     const size_t colon = rest.find(':');
     const std::string_view start = colon == std::string_view::npos ? std::string_view() : rest.substr(0, colon);
     const std::string_view end = colon == std::string_view::npos ? rest : rest.substr(colon + 1);
-    const std::optional<double> low = start == "~" ? -kNoLimit : parseLimit(start, 0);
-    const std::optional<double> high = parseLimit(end, kNoLimit);
-    if (!low || !high || *low > *high) {
-        return std::nullopt;
+    if (start == "~") {
+        range.low = std::nullopt;
+    } else if (!start.empty()) {
+        range.low = start;
     }
-    range.low = *low;
-    range.high = *high;
-    return range;
+    if (!end.empty()) {
+        range.high = end;
+    }
+    const bool hasGoodLimits = (!range.low || parseNumber(*range.low)) && (!range.high || parseNumber(*range.high));
+    const bool isEmpty = hasGoodLimits && range.low && range.high && compareNumbers(*range.low, *range.high) > 0;
+    return hasGoodLimits && !isEmpty ? std::optional(range) : std::nullopt;
 }
 
 Metric parseMetric(const std::string_view text) {
@@ -232,6 +286,10 @@ std::variant<Threshold, Fault> parseThreshold(const std::string_view text, const
     }
     threshold.range = *range;
     return threshold;
+}
+
+CheckResult checkThatCannotBeMade(const std::string& reason) {
+    return {kCheckUnknown, "UNKNOWN - " + withoutBars(reason) + "\n"};
 }
 
 CheckResult evaluateCheck(const Reports& first, const Reports& second, const CheckRequest& request) {

@@ -2,7 +2,6 @@
 #ifndef ZULSTATS_TOOLS_ZULSTAT_CHECK_H
 #define ZULSTATS_TOOLS_ZULSTAT_CHECK_H
 
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,12 +15,13 @@ namespace zulstat {
 
 // Values for which there is no alert: "[@]START:END", where START may be "~" (no limit) and is 0 when it is missing.
 struct Range {
-    double low = 0;
-    double high = std::numeric_limits<double>::infinity();
+    std::optional<std::string> low = "0";  // as it was written; none: no limit
+    std::optional<std::string> high;
     bool isInverted = false;  // alert inside instead of outside
     std::string text;
 
-    bool alerts(double value) const;
+    // Whether a number that parseNumber takes is none of the good ones. Whole numbers count to their last digit.
+    bool alerts(std::string_view value) const;
 };
 std::optional<Range> parseRange(std::string_view text);
 
@@ -52,6 +52,9 @@ struct CheckResult {
     int exitCode = 0;
     std::string text;
 };
+
+// The result of a check that cannot be made.
+CheckResult checkThatCannotBeMade(const std::string& reason);
 
 // `second` holds the same queries a while later, for rates; otherwise it is the same as `first`.
 CheckResult evaluateCheck(const Reports& first, const Reports& second, const CheckRequest& request);

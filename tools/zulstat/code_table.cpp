@@ -43,7 +43,7 @@ constexpr std::array kCodes{
               kReportDefect},
     CodeEntry{STAPI_RC_CONNECT_FAILED, "STAPI_RC_CONNECT_FAILED",
               "the handshake or the authorisation failed, or connecting failed for another reason",
-              "Is it a gateway, and no other service, that listens on that port?"},
+              "Is it a gateway, and no other service, that listens on that port? \"zulstat doctor\" tells."},
     CodeEntry{STAPI_RC_WRONG_CONTENT, "STAPI_RC_WRONG_CONTENT", "the answer does not hold the kind of data asked for",
               kTraceIt},
     CodeEntry{STAPI_RC_BAD_EYECATCHER, "STAPI_RC_BAD_EYECATCHER",

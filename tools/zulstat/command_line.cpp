@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "argument_list.h"
 #include "exit_codes.h"
@@ -74,24 +75,22 @@ class IdReader {
 
   private:
     void addLines(std::vector<std::string>& ids, const std::string& fileName) const {
+        if (fileName == "-" && std::exchange(hasReadInput_, true)) {
+            throw UsageFault{"@- stands for standard input, which can be read only once. Write it once."};
+        }
         const std::string content = require(surroundings_.readFile(fileName));
         const size_t before = ids.size();
-        for (size_t start = 0; start < content.size();) {
-            const size_t end = std::min(content.find('\n', start), content.size());
-            std::string line = content.substr(start, end - start);
-            start = end + 1;
-            if (line.ends_with('\r')) {
-                line.pop_back();
-            }
-            if (!line.empty() && line[0] != '#') {
-                ids.push_back(std::move(line));
+        for (const TextLine& line : require(linesOfFile(content, fileName))) {
+            if (!line.text.empty() && line.text[0] != '#') {
+                ids.emplace_back(line.text);
             }
         }
         if (ids.size() == before) {
-            throw UsageFault{"there is no id in " + quoteText(fileName) + ". Write one a line."};
+            throw UsageFault{"there is no id in " + nameOfInput(fileName) + ". Write one a line."};
         }
     }
 
+    mutable bool hasReadInput_ = false;
     const Surroundings& surroundings_;
 };
 
@@ -102,8 +101,10 @@ class CommandLineReader {
 
     CommandLine read() {
         result_.command = list_.command->command;
-        readGateways();
-        readTime();
+        if (!isCommand(Command::completion)) {
+            readGateways();
+            readTime();
+        }
         readTrace();
         readFormat();
         readSelection();
@@ -129,11 +130,14 @@ class CommandLineReader {
         if (!gateways.empty() && hasHost) {
             throw UsageFault{"--host and --port do not go with --gateway and --config. Write --gateway HOST:PORT."};
         }
-        if (gateways.empty() && !hasHost) {
+        if (gateways.empty() && !list_.has(Option::host)) {
             gateways = gatewaysOfEnvironment();
         }
         if (gateways.empty()) {
-            gateways.push_back(gatewayOfHostAndPort());
+            gateways.push_back(gatewayOfHost());
+        }
+        if (const auto port = list_.last(Option::port)) {
+            setPort(gateways, *port);
         }
         if (const auto fault = nameGateways(gateways)) {
             throw UsageFault{fault->message};
@@ -161,9 +165,8 @@ class CommandLineReader {
         return gateways;
     }
 
-    Gateway gatewayOfHostAndPort() const {
+    Gateway gatewayOfHost() const {
         Gateway gateway{"", kDefaultHost, kDefaultPort};
-        std::optional<int32_t> portOfHost;
         if (const auto host = list_.last(Option::host)) {
             if (host->empty()) {
                 throw UsageFault{"--host must not be empty."};
@@ -173,21 +176,29 @@ class CommandLineReader {
                 throw UsageFault{"--host takes no name. Write --gateway " + escapeText(*host) + "."};
             }
             gateway.host = parsed.host;
-            portOfHost = parsed.port;
-            gateway.port = portOfHost.value_or(kDefaultPort);
-        }
-        if (const auto port = list_.last(Option::port)) {
-            const auto number = parsePort(*port);
-            if (!number) {
-                throw UsageFault{"--port: " + quoteText(*port) + " is no number from 1 to 65535."};
-            }
-            if (portOfHost && *portOfHost != *number) {
-                throw UsageFault{"--host says port " + std::to_string(*portOfHost) + ", --port says " +
-                                 std::to_string(*number) + ". Give one of them."};
-            }
-            gateway.port = *number;
+            gateway.port = parsed.port.value_or(kDefaultPort);
         }
         return gateway;
+    }
+
+    // The port wins over that of the environment, whose host stays.
+    void setPort(std::vector<Gateway>& gateways, const std::string& text) const {
+        const auto port = parsePort(text);
+        if (!port) {
+            throw UsageFault{"--port: " + quoteText(text) + " is no number from 1 to 65535."};
+        }
+        if (gateways.size() > 1) {
+            throw UsageFault{"--port is for one gateway, but the environment variable ZULSTAT_GATEWAY names " +
+                             std::to_string(gateways.size()) + ". Write --gateway HOST:PORT."};
+        }
+        if (const auto host = list_.last(Option::host)) {
+            const auto portOfHost = require(parseAddress(*host)).port;
+            if (portOfHost && *portOfHost != *port) {
+                throw UsageFault{"--host says port " + std::to_string(*portOfHost) + ", --port says " +
+                                 std::to_string(*port) + ". Give one of them."};
+            }
+        }
+        gateways.front().port = *port;
     }
 
     void readTime() {
@@ -219,6 +230,9 @@ class CommandLineReader {
         result_.isQuiet = list_.has(Option::quiet);
         if (result_.outputFile && result_.outputFile->empty()) {
             throw UsageFault{"--output must not be empty."};
+        }
+        if (result_.outputFile == "-") {
+            result_.outputFile.reset();
         }
         const std::string format = list_.last(Option::format).value_or("table");
         if (format == "json") {
@@ -351,13 +365,21 @@ class CommandLineReader {
         }
     }
 
+    // One that is named twice is checked once.
+    void addMetric(Metric metric) {
+        std::vector<Metric>& metrics = result_.check.metrics;
+        if (std::find(metrics.begin(), metrics.end(), metric) == metrics.end()) {
+            metrics.push_back(std::move(metric));
+        }
+    }
+
     void readCheck() {
         std::vector<std::string> ids;
         for (const std::string& text : list_.positionals) {
             const Metric metric = parseMetric(text);
             const std::vector<std::string> idsOfMetric = ids_.read({metric.id}, "statistic id");
             for (const std::string& id : idsOfMetric) {
-                result_.check.metrics.push_back({id, metric.isRate});
+                addMetric({id, metric.isRate});
                 ids.push_back(id);
             }
         }
@@ -384,23 +406,12 @@ EarlyEnd usageError(const std::string& message, const CommandEntry* const comman
     const std::string name = command == nullptr ? "" : std::string(command->name) + " ";
     EarlyEnd end{kExitUsage, "", "zulstat: " + message + "\nTry \"zulstat " + name + "--help\".\n"};
     if (command != nullptr && command->command == Command::check) {
-        end.exitCode = kCheckUnknown;
-        end.standardOutput = "UNKNOWN - " + message + "\n";
+        // A check that cannot even be read must still be one.
+        CheckResult result = checkThatCannotBeMade(message);
+        end.exitCode = result.exitCode;
+        end.standardOutput = std::move(result.text);
     }
     return end;
-}
-
-// A check that cannot even be read must still be one.
-const CommandEntry* commandNamedIn(const std::vector<std::string>& arguments) {
-    const auto commands = commandTable();
-    for (const std::string& argument : arguments) {
-        const auto found = std::find_if(commands.begin(), commands.end(),
-                                        [&](const CommandEntry& command) { return command.name == argument; });
-        if (found != commands.end()) {
-            return &*found;
-        }
-    }
-    return nullptr;
 }
 
 }  // namespace
@@ -408,8 +419,8 @@ const CommandEntry* commandNamedIn(const std::vector<std::string>& arguments) {
 std::variant<CommandLine, EarlyEnd> parseCommandLine(const std::vector<std::string>& arguments,
                                                      const Surroundings& surroundings) {
     const auto parsed = parseArguments(arguments);
-    if (const auto* const fault = std::get_if<Fault>(&parsed)) {
-        return usageError(fault->message, commandNamedIn(arguments));
+    if (const auto* const fault = std::get_if<ArgumentFault>(&parsed)) {
+        return usageError(fault->message, fault->command);
     }
     const auto& list = std::get<ArgumentList>(parsed);
     if (list.has(Option::help)) {
@@ -419,7 +430,7 @@ std::variant<CommandLine, EarlyEnd> parseCommandLine(const std::vector<std::stri
         return EarlyEnd{kExitOk, surroundings.versionText() + "\n", ""};
     }
     if (list.command == nullptr) {
-        return usageError("a command is missing: " + listCommands() + ".", nullptr);
+        return usageError(describeMissingCommand(list), nullptr);
     }
     try {
         return CommandLineReader(list, surroundings).read();

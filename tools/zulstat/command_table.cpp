@@ -1,6 +1,8 @@
 #include "command_table.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace zulstat {
 namespace {
@@ -31,18 +33,18 @@ constexpr std::array kOptions{
     OptionEntry{Option::id, "--id", 0, Values::several, "ID", bits(Command::stats, Command::watch),
                 "the statistics with these ids, or @FILE", ""},
     OptionEntry{Option::format, "--format", 'f', Values::one, "FORMAT", kShowing | bits(Command::ping, Command::doctor),
-                "table, json, csv or openmetrics (default: table)", "table json csv openmetrics"},
+                "{} (default: table)", "table json csv openmetrics"},
     OptionEntry{Option::output, "--output", 0, Values::one, "FILE", kQueries,
-                "write the result to this file, which is replaced as a whole when all is written", ""},
+                "write the result to this file, which is replaced as a whole when all is written; - is standard output",
+                ""},
     OptionEntry{Option::match, "--match", 0, Values::one, "GLOB", kShowing,
                 "show only ids that match, as in 'pool.*'; with '!GLOB' those that do not; may be repeated", ""},
-    OptionEntry{Option::sort, "--sort", 0, Values::one, "ORDER", kShowing,
-                "id, value or (watch) change; without it the gateway's order", "id value change"},
+    OptionEntry{Option::sort, "--sort", 0, Values::one, "ORDER", kShowing, "{}; without it the gateway's order",
+                "id value change"},
     OptionEntry{Option::wide, "--wide", 0, Values::none, "", kShowing, "show long values whole on a terminal, too", ""},
     OptionEntry{Option::noHeader, "--no-header", 0, Values::none, "", kShowing, "leave out the line of titles", ""},
     OptionEntry{Option::color, "--color", 0, Values::one, "WHEN", kShowing,
-                "auto, always or never (default: auto: on a terminal, unless NO_COLOR is set and not empty)",
-                "auto always never"},
+                "{} (default: auto: on a terminal, unless NO_COLOR is set and not empty)", "auto always never"},
     OptionEntry{Option::withTexts, "--with-texts", 0, Values::none, "", bits(Command::stats),
                 "openmetrics: values that are no numbers, too, as labels", ""},
     OptionEntry{Option::interval, "--interval", 'i', Values::one, "SECONDS",
@@ -68,6 +70,19 @@ constexpr std::array kOptions{
     OptionEntry{Option::version, "--version", 'v', Values::none, "", kEvery,
                 "show the versions of the program and of the library's interface", ""},
     OptionEntry{Option::help, "--help", 'h', Values::none, "", kEvery, "show this text", ""},
+};
+
+// Choices of a value that not every command with that option takes.
+struct LimitedChoice {
+    Option option;
+    std::string_view choice;
+    uint32_t commands;
+};
+
+constexpr std::array kLimitedChoices{
+    LimitedChoice{Option::format, "csv", kShowing},
+    LimitedChoice{Option::format, "openmetrics", bits(Command::stats)},
+    LimitedChoice{Option::sort, "change", bits(Command::watch)},
 };
 
 constexpr std::array kCommands{
@@ -97,13 +112,11 @@ constexpr std::array kCommands{
                  "Checks statistics as a plugin of a monitoring system. A METRIC is the id of a statistic, or rate:ID "
                  "for its growth per second between two samples. A RANGE is the good one: 10 is 0 to 10, 10: is 10 and "
                  "more, ~:10 is 10 and less, 10:20 is both, and @10:20 turns it over. Behind METRIC= it is for this "
-                 "metric alone. Ends with 0 OK, 1 WARNING, 2 CRITICAL or 3 UNKNOWN.",
+                 "metric alone.",
                  "zulstat check pool.used -w 80 -c 95\n"
                  "zulstat check pool.used rate:requests.failed -w pool.used=80 -c rate:requests.failed=0.5\n"},
     CommandEntry{Command::ping, "ping", "", "", "whether it is a gateway that answers, and how fast",
-                 "Connects and asks, and tells how long that took. Ends with 0 when the gateway answered, 1 when it "
-                 "answered some of several times, 3 when nothing listens there, 4 when something listens that does "
-                 "not answer as a gateway.",
+                 "Connects and asks, and tells how long that took. All gateways are asked at once.",
                  "zulstat ping\nzulstat ping --gateway gateway1:2981 -n 5 -i 0.2\nzulstat ping -q && echo up\n"},
     CommandEntry{Command::doctor, "doctor", "", "", "what is wrong with a connection, step by step",
                  "Goes from the name of the host to the first values step by step, tells how long each took, what was "
@@ -120,14 +133,46 @@ constexpr std::array kCommands{
                  "zulstat completion bash > ~/.local/share/bash-completion/completions/zulstat\n"},
 };
 
+constexpr std::string_view kWrongUsage = "wrong usage, or the trace file could not be opened";
+constexpr std::string_view kOutputFailed = "the output could not be written";
+
 constexpr std::array kExitCodes{
     ExitCodeEntry{0, "everything asked for was answered"},
     ExitCodeEntry{1, "the gateway could not answer some query elements; the rest is shown"},
-    ExitCodeEntry{2, "wrong usage, or the trace file could not be opened"},
+    ExitCodeEntry{2, kWrongUsage},
     ExitCodeEntry{3, "no connection to the gateway"},
     ExitCodeEntry{4, "a query failed, the connection was lost or the time limit passed; what was answered is shown"},
-    ExitCodeEntry{5, "the output could not be written"},
-    ExitCodeEntry{130, "interrupted; what was answered is shown"},
+    ExitCodeEntry{5, kOutputFailed},
+    ExitCodeEntry{130, "interrupted, or asked to end; what was answered is shown"},
+};
+
+constexpr std::array kWatchExitCodes{
+    ExitCodeEntry{0, "--until held, --count was reached, or the user quit"},
+    ExitCodeEntry{1, "the gateway could not answer some query elements, or --count ended before --until held"},
+    ExitCodeEntry{2, kWrongUsage},
+    ExitCodeEntry{3, "--count ended, and there was no connection to a gateway"},
+    ExitCodeEntry{4, "--count ended, and a query had failed, or the connection was lost"},
+    ExitCodeEntry{5, kOutputFailed},
+    ExitCodeEntry{130, "interrupted"},
+    ExitCodeEntry{143, "asked to end"},
+};
+
+constexpr std::array kCheckExitCodes{
+    ExitCodeEntry{0, "OK"},
+    ExitCodeEntry{1, "WARNING"},
+    ExitCodeEntry{2, "CRITICAL, also when a gateway does not answer"},
+    ExitCodeEntry{3, "UNKNOWN: a statistic is missing or no number, wrong usage, or this machine lacks something"},
+    ExitCodeEntry{130, "interrupted, or asked to end"},
+};
+
+constexpr std::array kPingExitCodes{
+    ExitCodeEntry{0, "the gateway answered, each time"},
+    ExitCodeEntry{1, "some of several times, or some of several gateways"},
+    ExitCodeEntry{2, kWrongUsage},
+    ExitCodeEntry{3, "nothing listens there, or the host is unknown or out of reach"},
+    ExitCodeEntry{4, "something listens, but does not answer as a gateway, or not in time"},
+    ExitCodeEntry{5, kOutputFailed},
+    ExitCodeEntry{130, "interrupted, or asked to end"},
 };
 
 }  // namespace
@@ -142,6 +187,44 @@ std::span<const CommandEntry> commandTable() {
 
 std::span<const ExitCodeEntry> exitCodeTable() {
     return kExitCodes;
+}
+
+std::span<const ExitCodeEntry> exitCodeTable(const Command command) {
+    switch (command) {
+        case Command::watch:
+            return kWatchExitCodes;
+        case Command::check:
+            return kCheckExitCodes;
+        case Command::ping:
+            return kPingExitCodes;
+        case Command::completion:
+            return {};
+        case Command::groups:
+        case Command::ids:
+        case Command::stats:
+        case Command::doctor:
+        case Command::dump:
+            break;
+    }
+    return kExitCodes;
+}
+
+std::vector<std::string> choicesFor(const Command command, const OptionEntry& option) {
+    std::vector<std::string> choices;
+    for (size_t start = 0; start < option.choices.size();) {
+        const size_t end = std::min(option.choices.find(' ', start), option.choices.size());
+        const std::string_view choice = option.choices.substr(start, end - start);
+        start = end + 1;
+        const bool isRefused =
+            std::any_of(kLimitedChoices.begin(), kLimitedChoices.end(), [&](const LimitedChoice& limited) {
+                return limited.option == option.option && limited.choice == choice &&
+                       (limited.commands & static_cast<uint32_t>(command)) == 0;
+            });
+        if (!isRefused) {
+            choices.emplace_back(choice);
+        }
+    }
+    return choices;
 }
 
 bool takesOption(const Command command, const OptionEntry& option) {

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zulstat {
 
@@ -58,11 +59,13 @@ struct OptionEntry {
     std::string_view name;  // with its dashes
     char letter;            // 0: it has no short form
     Values values;
-    std::string_view value;  // what a value is called
-    uint32_t commands;       // those that take it, as bits
-    std::string_view help;
+    std::string_view value;    // what a value is called
+    uint32_t commands;         // those that take it, as bits
+    std::string_view help;     // kChoicesMark in it stands for the choices
     std::string_view choices;  // of the value, separated by blanks; empty when there is no list
 };
+
+inline constexpr std::string_view kChoicesMark = "{}";
 
 struct CommandEntry {
     Command command;
@@ -81,9 +84,16 @@ struct ExitCodeEntry {
 
 std::span<const OptionEntry> optionTable();
 std::span<const CommandEntry> commandTable();
+
+// Of most commands.
 std::span<const ExitCodeEntry> exitCodeTable();
+// Of this one; none when it needs no list.
+std::span<const ExitCodeEntry> exitCodeTable(Command command);
 
 bool takesOption(Command command, const OptionEntry& option);
+
+// What a command takes as the option's value.
+std::vector<std::string> choicesFor(Command command, const OptionEntry& option);
 
 std::string helpText();
 std::string helpText(const CommandEntry& command);

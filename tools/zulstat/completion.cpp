@@ -1,4 +1,9 @@
 // Completion scripts, made from the tables of commands and options.
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
 #include "command_table.h"
 
 namespace zulstat {
@@ -34,13 +39,58 @@ bool takesFile(const OptionEntry& option) {
     return option.value == "FILE";
 }
 
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all.append(all.empty() ? "" : " ").append(text);
+    }
+    return all;
+}
+
+// The commands that take an option, by what they take as its value, in the order of the tables.
+std::vector<std::pair<std::string, std::vector<std::string>>> commandsByChoices(const OptionEntry& option) {
+    std::vector<std::pair<std::string, std::vector<std::string>>> all;
+    for (const CommandEntry& command : commandTable()) {
+        if (!takesOption(command.command, option)) {
+            continue;
+        }
+        const std::string choices = joined(choicesFor(command.command, option));
+        const auto found =
+            std::find_if(all.begin(), all.end(), [&](const auto& entry) { return entry.first == choices; });
+        std::vector<std::string>& names =
+            found == all.end() ? all.emplace_back(choices, std::vector<std::string>()).second : found->second;
+        names.emplace_back(command.name);
+    }
+    return all;
+}
+
+std::string quotedChoices(const std::string_view setChoices, const std::string_view choices) {
+    return std::string(setChoices) + " '" + std::string(choices) + "'";
+}
+
+// As a case statement by the command where that decides.
+std::string setChoicesOf(const OptionEntry& option, const std::string_view setChoices) {
+    const auto groups = commandsByChoices(option);
+    if (groups.size() == 1) {
+        return quotedChoices(setChoices, option.choices);
+    }
+    std::string cases = "case $command in ";
+    for (const auto& [choices, names] : groups) {
+        std::string patterns;
+        for (const std::string& name : names) {
+            patterns.append(patterns.empty() ? "" : "|").append(name);
+        }
+        cases += patterns + ") " + quotedChoices(setChoices, choices) + ";; ";
+    }
+    return cases + "*) " + quotedChoices(setChoices, option.choices) + ";; esac";
+}
+
 // What the value of an option may be, as cases of a shell's case statement.
 std::string valueCases(const std::string_view setChoices, const std::string_view setFiles) {
     std::string cases;
     for (const OptionEntry& option : optionTable()) {
         if (!option.choices.empty()) {
-            cases += "        " + pattern(option) + ") " + std::string(setChoices) + " " + "'" +
-                     std::string(option.choices) + "'; return;;\n";
+            cases += "        " + pattern(option) + ") " + setChoicesOf(option, setChoices) + "; return;;\n";
         } else if (takesFile(option)) {
             cases += "        " + pattern(option) + ") " + std::string(setFiles) + "; return;;\n";
         } else if (option.values == Values::one) {
@@ -65,9 +115,9 @@ std::string bashScript() {
     text += "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} word command= words=\n";
     text += "    COMPREPLY=()\n    _zulstat_words() { mapfile -t COMPREPLY < <(compgen -W \"$1\" -- \"$current\"); }\n";
     text += "    _zulstat_files() { mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); }\n";
-    text += "    case $previous in\n" + valueCases("_zulstat_words", "_zulstat_files") + "    esac\n";
     text += "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n        case \" " + commandNames() +
             " \" in *\" $word \"*) command=$word; break;; esac\n    done\n";
+    text += "    case $previous in\n" + valueCases("_zulstat_words", "_zulstat_files") + "    esac\n";
     text +=
         "    case $command in\n        '') words='" + commandNames() + " --help --version --host --port --gateway';;\n";
     text += commandCases("words") + "    esac\n    _zulstat_words \"$words\"\n}\ncomplete -F _zulstat zulstat\n";
@@ -77,10 +127,10 @@ std::string bashScript() {
 std::string zshScript() {
     std::string text = "#compdef zulstat\n# Completion of zulstat for zsh.\n_zulstat() {\n";
     text += "    local previous=${words[CURRENT-1]} word command= found=\n";
-    text += "    _zulstat_words() { compadd -- ${=1}; }\n    case $previous in\n";
-    text += valueCases("_zulstat_words", "_files") + "    esac\n";
+    text += "    _zulstat_words() { compadd -- ${=1}; }\n";
     text += "    for word in ${words[2,CURRENT-1]}; do\n        case \" " + commandNames() +
             " \" in *\" $word \"*) command=$word; break;; esac\n    done\n";
+    text += "    case $previous in\n" + valueCases("_zulstat_words", "_files") + "    esac\n";
     text +=
         "    case $command in\n        '') found='" + commandNames() + " --help --version --host --port --gateway';;\n";
     text += commandCases("found") + "    esac\n    _zulstat_words \"$found\"\n}\n";
@@ -98,21 +148,23 @@ std::string quoted(const std::string_view text) {
 }
 
 std::string fishOption(const OptionEntry& option) {
-    std::string commands;
-    for (const CommandEntry& command : commandTable()) {
-        if (takesOption(command.command, option)) {
-            commands.append(" ").append(command.name);
+    std::string lines;
+    for (const auto& [choices, names] : commandsByChoices(option)) {
+        lines += "complete -c zulstat -n '__fish_seen_subcommand_from " + joined(names) + "' -l " +
+                 std::string(option.name.substr(2));
+        lines += option.letter == 0 ? "" : std::string(" -s ") + option.letter;
+        if (!choices.empty()) {
+            lines += " -x -a " + quoted(choices);
+        } else if (option.values != Values::none) {
+            lines += takesFile(option) ? " -r -F" : " -x";
         }
+        std::string help(option.help);
+        if (const size_t mark = help.find(kChoicesMark); mark != std::string::npos) {
+            help.replace(mark, kChoicesMark.size(), choices);
+        }
+        lines += " -d " + quoted(help) + "\n";
     }
-    std::string line =
-        "complete -c zulstat -n '__fish_seen_subcommand_from" + commands + "' -l " + std::string(option.name.substr(2));
-    line += option.letter == 0 ? "" : std::string(" -s ") + option.letter;
-    if (!option.choices.empty()) {
-        line += " -x -a " + quoted(option.choices);
-    } else if (option.values != Values::none) {
-        line += takesFile(option) ? " -r -F" : " -x";
-    }
-    return line + " -d " + quoted(option.help) + "\n";
+    return lines;
 }
 
 std::string fishScript() {

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "exit_codes.h"
+#include "output_file.h"
 #include "terminal.h"
 #include "text_escape.h"
 
@@ -24,12 +25,27 @@ fs::path pathOf(const std::string& name) {
     return {std::u8string(name.begin(), name.end())};
 }
 
-// Nobody else's file has that name; a link is followed, so that it stays one.
+// Nobody else's file has that name.
 fs::path besideOf(const fs::path& target) {
     std::random_device random;
     fs::path beside = target;
     beside += ".zulstat-" + std::to_string(random()) + ".tmp";
     return beside;
+}
+
+// Where a link leads to, be there a file or not. Names of open descriptors are links, too, but not to be followed: the
+// descriptor knows where in the file it stands.
+fs::path endOfLinks(fs::path path) {
+    constexpr int kMostLinks = 40;
+    std::error_code error;
+    for (int count = 0; count < kMostLinks && !descriptorNamed(path) && fs::is_symlink(path, error); ++count) {
+        const fs::path next = fs::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = path.parent_path() / next;
+    }
+    return path;
 }
 
 std::string whyNot() {
@@ -132,17 +148,19 @@ WriteOutcome writeAllOutput(const std::string_view text) {
 }
 
 std::optional<std::string> replaceFile(const std::string& name, const std::string_view text) {
-    std::error_code error;
-    fs::path target = pathOf(name);
-    if (fs::is_symlink(target, error)) {
-        const fs::path followed = fs::canonical(target, error);
-        target = error ? target : followed;
+    const fs::path target = endOfLinks(pathOf(name));
+    if (const auto descriptor = descriptorNamed(target)) {
+        return writeToDescriptor(*descriptor, text);
     }
-    if (fs::exists(target, error) && !fs::is_regular_file(target, error)) {
+    if (isNoOrdinaryFile(target)) {
         return writeFile(target, text);
     }
+    std::error_code error;
+    if (fs::is_symlink(target, error)) {
+        return std::make_error_code(std::errc::too_many_symbolic_link_levels).message();
+    }
     const fs::path beside = besideOf(target);
-    auto fault = writeFile(beside, text);
+    auto fault = writeNewFile(beside, text, target);
     if (!fault) {
         fs::rename(beside, target, error);
         fault = error ? std::optional(error.message()) : std::nullopt;

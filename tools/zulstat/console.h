@@ -17,8 +17,8 @@
 
 namespace zulstat {
 
-// To be called before anything else: a closed pipe becomes an error of the write instead of a signal, and no socket can
-// take the place of a closed standard stream.
+// To be called before anything else: a closed pipe becomes an error of the write instead of a signal, no socket can
+// take the place of a closed standard stream, and as many descriptors are allowed as the system lets the process have.
 void prepareConsole();
 
 // In UTF-8, without the program's name.
@@ -83,8 +83,9 @@ WriteOutcome writeAllOutput(std::string_view text);
 // Writes the whole text at once, and leaves standard output open.
 WriteOutcome writeSomeOutput(std::string_view text);
 
-// Writes a file beside the named one and puts it in its place, so that a reader never sees a part. What is no ordinary
-// file (a device, a pipe) is written to as it is. What went wrong, if anything did.
+// Writes a file beside the named one and puts it in its place with the same permissions, so that a reader never sees a
+// part. A link is followed, also one to a file that is not there yet. What is no ordinary file (a device, a pipe, a
+// name of an open descriptor as /dev/stdout) is written to as it is. What went wrong, if anything did.
 std::optional<std::string> replaceFile(const std::string& name, std::string_view text);
 // What went wrong, if anything did.
 std::optional<std::string> appendToFile(const std::string& name, std::string_view text);

@@ -1,7 +1,6 @@
 #include "doctor.h"
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
@@ -20,6 +19,7 @@
 #include "probe.h"
 #include "program_output.h"
 #include "text_escape.h"
+#include "time_text.h"
 #include "zulstats64.h"
 
 namespace zulstat {
@@ -28,41 +28,66 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kNoLimit{86400000};
+constexpr const char* kLastStep = "values";
 
-milliseconds limitOf(const CommandLine& commandLine) {
-    return commandLine.timeLimit.count() > 0 ? commandLine.timeLimit : kNoLimit;
+// Closing waits for the gateway's goodbye; nobody who has the result should wait for it long.
+constexpr milliseconds kCloseLimit{2000};
+
+Clock::time_point deadlineOf(const CommandLine& commandLine) {
+    constexpr milliseconds kNoLimit{86400000};
+    return Clock::now() + (commandLine.timeLimit.count() > 0 ? commandLine.timeLimit : kNoLimit);
 }
 
-// Runs work in a thread of its own and waits no longer than the limit. Nothing: it took longer.
-template <class Result, class Work>
-std::optional<Result> runWithin(const milliseconds limit, Work work) {
+// Work in a thread of its own. What the work holds, as a connection, ends behind the result, and does not count.
+template <class Result>
+class WorkUnderWay {
+  public:
+    template <class Work>
+    explicit WorkUnderWay(Work work) {
+        std::thread([shared = shared_, held = std::optional<Work>(std::move(work))]() mutable {
+            shared->tell(shared->result, (*held)());
+            held.reset();
+            shared->tell(shared->isFinished, true);
+        }).detach();
+    }
+
+    // Nothing: it takes longer.
+    std::optional<Result> waitForResult(const Clock::time_point deadline) {
+        std::unique_lock lock(shared_->mutex);
+        shared_->changed.wait_until(lock, deadline, [this] { return shared_->result.has_value(); });
+        return shared_->result;
+    }
+
+    void waitForEnd(const milliseconds limit) {
+        std::unique_lock lock(shared_->mutex);
+        shared_->changed.wait_for(lock, limit, [this] { return shared_->isFinished; });
+    }
+
+  private:
     struct Shared {
         std::mutex mutex;
         std::condition_variable changed;
         std::optional<Result> result;
-    };
-    const auto shared = std::make_shared<Shared>();
-    std::thread([shared, work = std::move(work)] {
-        Result result = work();
-        const std::lock_guard lock(shared->mutex);
-        shared->result = std::move(result);
-        shared->changed.notify_all();
-    }).detach();
-    std::unique_lock lock(shared->mutex);
-    shared->changed.wait_for(lock, limit, [&] { return shared->result.has_value(); });
-    return shared->result;
-}
+        bool isFinished = false;
 
-ProbeStep askThroughLibrary(const Gateway& gateway) {
+        template <class Target, class Value>
+        void tell(Target& target, Value value) {
+            const std::lock_guard lock(mutex);
+            target = std::move(value);
+            changed.notify_all();
+        }
+    };
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+};
+
+ProbeStep askThroughLibrary(GatewayConnection& connection, const Gateway& gateway) {
     ProbeStep step;
-    step.name = "values";
+    step.name = kLastStep;
     const Clock::time_point begin = Clock::now();
-    GatewayConnection connection;
     const Query query{QueryKind::statistics, AskedBy::all, {}};
     if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
         step.result = ProbeStep::Result::failed;
-        step.detail = describeCode(code);
+        step.detail = reasonOf(connectFailure(code));
     } else {
         const Answer answer = connection.ask(query);
         size_t count = 0;
@@ -80,37 +105,79 @@ ProbeStep askThroughLibrary(const Gateway& gateway) {
     return step;
 }
 
-ProbeStep lateStep(const std::string& name, const milliseconds limit) {
-    ProbeStep step;
-    step.name = name;
+void noteThatItIsLate(ProbeStep& step, const milliseconds limit, const Clock::time_point begin) {
     step.result = ProbeStep::Result::failed;
-    step.detail = "no answer within " + formatSeconds(limit) + " s";
-    step.advice =
-        name == "resolve" ? "Check the name service of this machine." : "Is the gateway overloaded? Try --timeout.";
-    step.duration = limit;
-    return step;
+    step.detail = "no answer before the time limit of " + formatSeconds(limit) + " s";
+    step.advice = step.name == kLastStep ? "Is the gateway overloaded? Try --timeout."
+                                         : "Check the name service of this machine.";
+    step.duration = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin);
 }
 
-std::vector<ProbeStep> examine(const CommandLine& commandLine) {
-    // Resolving and six exchanges, each of which keeps the limit by itself.
-    constexpr int kWaits = 10;
-    const milliseconds limit = limitOf(commandLine);
-    const Gateway gateway = commandLine.gateways.front();
-    auto steps = runWithin<std::vector<ProbeStep>>(limit * kWaits, [=] { return probeGateway(gateway, limit); });
-    if (!steps) {
-        return {lateStep("resolve", limit * kWaits)};
-    }
-    const bool isGood = std::all_of(steps->begin(), steps->end(),
-                                    [](const ProbeStep& step) { return step.result == ProbeStep::Result::good; });
-    ProbeStep last;
-    last.name = "values";
-    if (isGood) {
-        last =
-            runWithin<ProbeStep>(limit, [=] { return askThroughLibrary(gateway); }).value_or(lateStep("values", limit));
-    }
-    steps->push_back(std::move(last));
-    return *steps;
+bool areAllGood(const std::vector<ProbeStep>& steps) {
+    return std::all_of(steps.begin(), steps.end(),
+                       [](const ProbeStep& step) { return step.result == ProbeStep::Result::good; });
 }
+
+// The examination, step by step, with one limit for all of it.
+class Examination {
+  public:
+    explicit Examination(const CommandLine& commandLine)
+        : gateway_(commandLine.gateways.front()), limit_(commandLine.timeLimit), deadline_(deadlineOf(commandLine)) {}
+
+    std::vector<ProbeStep> run() {
+        std::vector<ProbeStep> steps = probe();
+        steps.push_back(areAllGood(steps) ? readValues() : untriedLastStep());
+        return steps;
+    }
+
+    // For the gateway's goodbye, once the result is shown.
+    void takeLeave() {
+        if (work_) {
+            work_->waitForEnd(kCloseLimit);
+        }
+    }
+
+  private:
+    // Each step keeps the limit by itself, but the one that resolves the name of the host.
+    std::vector<ProbeStep> probe() const {
+        constexpr milliseconds kGrace{200};
+        const Clock::time_point begin = Clock::now();
+        WorkUnderWay<std::vector<ProbeStep>> work(
+            [gateway = gateway_, deadline = deadline_] { return probeGateway(gateway, deadline); });
+        if (auto steps = work.waitForResult(deadline_ + kGrace)) {
+            return *steps;
+        }
+        std::vector<ProbeStep> steps = untriedSteps();
+        noteThatItIsLate(steps.front(), limit_, begin);
+        return steps;
+    }
+
+    ProbeStep readValues() {
+        const Clock::time_point begin = Clock::now();
+        auto work = std::make_unique<WorkUnderWay<ProbeStep>>(
+            [gateway = gateway_, connection = std::make_unique<GatewayConnection>()] {
+                return askThroughLibrary(*connection, gateway);
+            });
+        if (const auto step = work->waitForResult(deadline_)) {
+            work_ = std::move(work);
+            return *step;
+        }
+        ProbeStep late = untriedLastStep();
+        noteThatItIsLate(late, limit_, begin);
+        return late;
+    }
+
+    static ProbeStep untriedLastStep() {
+        ProbeStep step;
+        step.name = kLastStep;
+        return step;
+    }
+
+    const Gateway& gateway_;
+    milliseconds limit_;
+    Clock::time_point deadline_;
+    std::unique_ptr<WorkUnderWay<ProbeStep>> work_;  // whose result came
+};
 
 std::string nameOf(const ProbeStep::Result result) {
     switch (result) {
@@ -156,23 +223,33 @@ std::string renderTable(const Gateway& gateway, const std::vector<ProbeStep>& st
     return text + (failed == nullptr ? "All is well.\n" : "Next step: " + failed->advice + "\n");
 }
 
-std::string renderJson(const Gateway& gateway, const std::vector<ProbeStep>& steps) {
-    using Json = nlohmann::ordered_json;
+double asMilliseconds(const std::chrono::microseconds duration) {
     constexpr double kMicrosecondsInAMillisecond = 1000;
+    return static_cast<double>(duration.count()) / kMicrosecondsInAMillisecond;
+}
+
+std::string renderJson(const Gateway& gateway, const std::vector<ProbeStep>& steps,
+                       const std::chrono::system_clock::time_point startedAt) {
+    using Json = nlohmann::ordered_json;
     constexpr int kIndentation = 2;
     Json all = Json::array();
+    std::chrono::microseconds duration{0};
     for (const ProbeStep& step : steps) {
         const bool isTried = step.result != ProbeStep::Result::notTried;
+        duration += step.duration;
         all.push_back(Json{{"name", step.name},
                            {"result", step.result == ProbeStep::Result::good ? "ok"
                                       : isTried                              ? "failed"
                                                                              : "notTried"},
-                           {"durationMs", static_cast<double>(step.duration.count()) / kMicrosecondsInAMillisecond},
+                           {"durationMs", asMilliseconds(step.duration)},
                            {"detail", step.detail}});
     }
     const ProbeStep* const failed = failedStep(steps);
+    const Json name = gateway.name.empty() ? Json(nullptr) : Json(gateway.name);
     const Json document{{"format", 1},
-                        {"gateway", Json{{"host", gateway.host}, {"port", gateway.port}}},
+                        {"time", formatTime(startedAt)},
+                        {"durationMs", asMilliseconds(duration)},
+                        {"gateway", Json{{"name", name}, {"host", gateway.host}, {"port", gateway.port}}},
                         {"steps", all},
                         {"nextStep", failed == nullptr ? Json(nullptr) : Json(failed->advice)}};
     return document.dump(kIndentation, ' ', true, Json::error_handler_t::replace) + "\n";
@@ -217,13 +294,13 @@ DumpOutcome writeDump(GatewayConnection& connection, const std::string& file,
     return fault ? fileFailed(*fault) : DumpOutcome();
 }
 
-DumpOutcome dumpGateway(const Gateway& gateway, const std::string& file, const std::optional<std::string>& traceFile) {
-    GatewayConnection connection;
+DumpOutcome dumpGateway(GatewayConnection& connection, const Gateway& gateway, const std::string& file,
+                        const std::optional<std::string>& traceFile) {
     if (const int32_t code = connection.open(gateway); code != STAPI_RC_OK) {
         return {kExitCannotConnect, describeCode(code) + " Try \"zulstat doctor\"."};
     }
-    if (const int32_t code = connection.askForDump(); code != STAPI_RC_OK) {
-        return {kExitQueryFailed, describeCode(code) + " Try \"zulstat doctor\"."};
+    if (const auto failure = connection.askForDump()) {
+        return {kExitQueryFailed, reasonOf(*failure) + " Try \"zulstat doctor\"."};
     }
     return writeDump(connection, file, traceFile);
 }
@@ -233,24 +310,34 @@ DumpOutcome dumpGateway(const Gateway& gateway, const std::string& file, const s
 int runDoctor(const CommandLine& commandLine) {
     endProcessWhenInterrupted();
     const Gateway& gateway = commandLine.gateways.front();
-    const std::vector<ProbeStep> steps = examine(commandLine);
+    const auto startedAt = std::chrono::system_clock::now();
+    Examination examination(commandLine);
+    const std::vector<ProbeStep> steps = examination.run();
     const bool isJson = commandLine.format == OutputFormat::json;
-    const std::string text = isJson ? renderJson(gateway, steps) : renderTable(gateway, steps);
+    const std::string text = isJson ? renderJson(gateway, steps, startedAt) : renderTable(gateway, steps);
+    const int exitCode = writeOutput(text, std::nullopt, exitCodeOf(steps));
+    examination.takeLeave();
     // A thread may be left behind that still waits.
-    endProcess(writeOutput(text, std::nullopt, exitCodeOf(steps)));
+    endProcess(exitCode);
 }
 
 int runDump(const CommandLine& commandLine) {
     endProcessWhenInterrupted();
     const std::string& file = commandLine.dumpFile;
     const Gateway& gateway = commandLine.gateways.front();
+    WorkUnderWay<DumpOutcome> work(
+        [=, traceFile = commandLine.traceFile, connection = std::make_unique<GatewayConnection>()] {
+            return dumpGateway(*connection, gateway, file, traceFile);
+        });
+    const auto told = work.waitForResult(deadlineOf(commandLine));
     const DumpOutcome late{kExitQueryFailed,
                            "no answer within " + formatSeconds(commandLine.timeLimit) + " s. Try \"zulstat doctor\"."};
-    const DumpOutcome outcome = runWithin<DumpOutcome>(limitOf(commandLine), [=] {
-                                    return dumpGateway(gateway, file, commandLine.traceFile);
-                                }).value_or(late);
+    const DumpOutcome outcome = told.value_or(late);
     if (outcome.exitCode != kExitOk) {
         printError("no dump of " + formatGateway(gateway) + " in the file " + quoteText(file) + ": " + outcome.reason);
+    }
+    if (told) {
+        work.waitForEnd(kCloseLimit);
     }
     // A thread may be left behind that still waits.
     endProcess(outcome.exitCode);

@@ -54,6 +54,28 @@ std::optional<HostAndRest> splitHost(const std::string_view text) {
 
 }  // namespace
 
+std::string nameOfInput(const std::string& fileName) {
+    return fileName == "-" ? std::string("standard input") : quoteText(fileName);
+}
+
+std::variant<std::vector<TextLine>, Fault> linesOfFile(std::string_view content, const std::string& fileName) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    content.remove_prefix(content.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+    std::vector<TextLine> lines;
+    while (!content.empty()) {
+        const size_t end = std::min(content.find('\n'), content.size());
+        std::string_view line = content.substr(0, end);
+        content.remove_prefix(std::min(end + 1, content.size()));
+        line.remove_suffix(line.ends_with('\r') ? 1 : 0);
+        if (line.find('\0') != std::string_view::npos) {
+            return Fault{"line " + std::to_string(lines.size() + 1) + " of " + nameOfInput(fileName) +
+                         " holds a NUL byte. Write it as plain text in UTF-8."};
+        }
+        lines.push_back({lines.size() + 1, line});
+    }
+    return lines;
+}
+
 std::optional<int32_t> parsePort(const std::string_view text) {
     constexpr int32_t kHighestPort = 65535;
     int32_t port = 0;
@@ -82,6 +104,9 @@ std::variant<ParsedAddress, Fault> parseAddress(const std::string_view text) {
     if (split->host.empty()) {
         return addressFault(text, "the host is missing.");
     }
+    if (split->host.find('=') != std::string_view::npos) {
+        return addressFault(text, "a host has no \"=\" in it.");
+    }
     parsed.host = split->host;
     if (!split->rest.empty()) {
         parsed.port = split->rest.starts_with(':') ? parsePort(split->rest.substr(1)) : std::nullopt;
@@ -101,16 +126,19 @@ std::variant<Gateway, Fault> parseGateway(const std::string_view text) {
     return Gateway{address.name, address.host, address.port.value_or(kDefaultPort)};
 }
 
-std::variant<std::vector<Gateway>, Fault> parseConfiguration(std::string_view content, const std::string& fileName) {
+std::variant<std::vector<Gateway>, Fault> parseConfiguration(const std::string_view content,
+                                                             const std::string& fileName) {
     std::vector<Gateway> gateways;
-    for (size_t number = 1; !content.empty(); ++number) {
-        const size_t end = std::min(content.find('\n'), content.size());
-        const std::string_view line = trim(content.substr(0, end));
-        content.remove_prefix(std::min(end + 1, content.size()));
+    const auto lines = linesOfFile(content, fileName);
+    if (const auto* const fault = std::get_if<Fault>(&lines)) {
+        return *fault;
+    }
+    for (const TextLine& each : std::get<std::vector<TextLine>>(lines)) {
+        const std::string_view line = trim(each.text);
         if (line.empty() || line.starts_with('#')) {
             continue;
         }
-        const std::string place = escapeText(fileName) + ":" + std::to_string(number) + ": ";
+        const std::string place = escapeText(fileName) + ":" + std::to_string(each.number) + ": ";
         if (line.find('=') == std::string_view::npos) {
             return Fault{place + quoteText(line) + " has no \"=\". Write NAME = HOST[:PORT]."};
         }

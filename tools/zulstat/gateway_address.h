@@ -2,6 +2,7 @@
 #ifndef ZULSTATS_TOOLS_ZULSTAT_GATEWAY_ADDRESS_H
 #define ZULSTATS_TOOLS_ZULSTAT_GATEWAY_ADDRESS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -22,6 +23,19 @@ inline constexpr size_t kMostGateways = 256;
 struct Fault {
     std::string message;
 };
+
+// A line of a file, without its end.
+struct TextLine {
+    size_t number = 0;  // from 1
+    std::string_view text;
+};
+
+// "-" is standard input: "standard input" or the quoted name.
+std::string nameOfInput(const std::string& fileName);
+
+// Without a byte-order mark in front. A NUL byte, which no id and no host can hold, is a fault that names file and
+// line. The lines point into the content.
+std::variant<std::vector<TextLine>, Fault> linesOfFile(std::string_view content, const std::string& fileName);
 
 std::optional<int32_t> parsePort(std::string_view text);
 

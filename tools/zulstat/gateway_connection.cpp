@@ -1,10 +1,13 @@
 #include "gateway_connection.h"
 
 #include <new>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "id_list.h"
+#include "messages.h"
+#include "probe_socket.h"
 #include "text_escape.h"
 
 namespace zulstat {
@@ -156,6 +159,7 @@ Failure failedReading(const Query& query, const Failure::Kind kind, std::string 
 }  // namespace
 
 GatewayConnection::~GatewayConnection() {
+    freeResultSet(&dumped_);
     close();
 }
 
@@ -176,15 +180,28 @@ Answer GatewayConnection::ask(const Query& query) {
     return answer;
 }
 
-int32_t GatewayConnection::askForDump() {
-    const int32_t code = getStats(token_, &dumpedResultSet_);
-    noteCode(code);
-    return code;
+std::optional<Failure> GatewayConnection::askForDump() {
+    const Query query{QueryKind::statistics, AskedBy::all, {}};
+    ResultSetToken* resultSet = nullptr;
+    Answer answer = failedQuery(getStats(token_, &resultSet));
+    if (answer.code == STAPI_RC_OK) {
+        answer = readStatisticsSet(resultSet);
+        // The question whether the reply was broken off takes the result set away.
+        const int32_t copied = copyResultSet(resultSet, &dumped_);
+        answer = copied == STAPI_RC_OK ? confirmed(token_, std::move(answer)) : failedQuery(copied);
+    }
+    noteCode(answer.code);
+    // What the gateway sent whole is dumped whatever it is: that is what a dump is for.
+    std::optional<Failure> failure = answer.code == STAPI_RC_OK ? std::nullopt : failureOf(query, answer);
+    if (failure && failure->kind == Failure::Kind::cutOff) {
+        failure->reason = "the connection ended in the middle of the answer";
+    }
+    return failure;
 }
 
-int32_t GatewayConnection::dump() {
+int32_t GatewayConnection::dump() const {
     const int32_t code = dumpState();
-    return code == STAPI_RC_OK ? dumpResultSet(dumpedResultSet_) : code;
+    return code == STAPI_RC_OK ? dumpResultSet(dumped_) : code;
 }
 
 void GatewayConnection::close() {
@@ -230,12 +247,28 @@ std::optional<Failure> failureOf(const Query& query, const Answer& answer) {
                              element + " has no entries, and what follows it is out of reach",
                              "Ask for what follows it by group or by id.");
     }
+    if (!answer.unanswered.empty()) {
+        const size_t others = answer.unanswered.size() - 1;
+        return failedReading(query, Failure::Kind::incomplete,
+                             "it says nothing of " + quoteText(answer.unanswered.front()) +
+                                 (others == 0 ? "" : " and " + std::to_string(others) + " others") +
+                                 ", which was asked for",
+                             "Look into the gateway's log, or trace it with --trace-level 5 --trace-file FILE.");
+    }
     return std::nullopt;
 }
 
 Failure connectFailure(const int32_t code) {
     Failure failure;
     failure.stage = Failure::Stage::connecting;
+    // The library has one code for many reasons; this one can be found out afterwards, and is none of the gateway's.
+    const bool mayBeOurs = code == STAPI_RC_CONNECT_FAILED || code == STAPI_RC_HOST_UNKNOWN;
+    if (const auto lack = mayBeOurs ? whyNoConnection() : std::nullopt) {
+        failure.kind = Failure::Kind::localLimit;
+        failure.reason = "this machine lets zulstat open no more connections: " + *lack;
+        failure.advice = std::string(kTooFewDescriptors);
+        return failure;
+    }
     failure.code = code;
     return failure;
 }

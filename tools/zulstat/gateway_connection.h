@@ -33,10 +33,10 @@ class GatewayConnection {
     // Asks, asks again for what the answer hides, and makes sure that it arrived whole. A connection that is found dead
     // is no longer open afterwards.
     Answer ask(const Query& query);
-    // Asks for all statistics, for a dump. STAPI_RC_OK and the others of getStats.
-    int32_t askForDump();
+    // Asks for all statistics, for a dump, and makes sure that the answer was not broken off.
+    std::optional<Failure> askForDump();
     // Writes the library's state and what was answered to that to the trace destination.
-    int32_t dump();
+    int32_t dump() const;
     // Waits for the gateway's goodbye.
     void close();
     // Wakes a query that waits for the gateway; it fails.
@@ -45,7 +45,7 @@ class GatewayConnection {
   private:
     void noteCode(int32_t code);
 
-    ResultSetToken* dumpedResultSet_ = nullptr;  // the connection's, as the library has it
+    ResultSetToken* dumped_ = nullptr;  // a copy, released at the end
 
     std::atomic<GatewayToken*> token_{nullptr};
     std::string protocolVersion_;

@@ -11,12 +11,15 @@
 
 namespace zulstat {
 
+// Whether ids that failed are looked into, which takes one more query for each that has some.
+enum class Remarks { wanted, unwanted };
+
 // Asks several gateways at the same time: one thread for each, since a connection is bound to its thread. None holds up
 // another.
 class GatewayRuns {
   public:
     // Starts at once.
-    GatewayRuns(const std::vector<Gateway>& gateways, const std::vector<Query>& queries);
+    GatewayRuns(const std::vector<Gateway>& gateways, const std::vector<Query>& queries, Remarks remarks);
     // Leaves threads behind that still wait for a gateway.
     ~GatewayRuns();
     GatewayRuns(const GatewayRuns&) = delete;

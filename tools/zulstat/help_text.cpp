@@ -26,7 +26,7 @@ std::vector<std::string> wrap(const std::string_view text, const size_t width) {
 
 struct Row {
     std::string name;
-    std::string_view text;
+    std::string text;
 };
 
 std::string rows(const std::vector<Row>& all) {
@@ -67,15 +67,49 @@ std::string nameOf(const OptionEntry& option) {
     return name;
 }
 
-template <class Predicate>
-std::vector<Row> optionRows(const Predicate& isWanted) {
-    std::vector<Row> all;
-    for (const OptionEntry& option : optionTable()) {
-        if (isWanted(option)) {
-            all.push_back({nameOf(option), option.help});
+// "a, b or c"
+std::string listOf(const std::vector<std::string>& texts) {
+    std::string list;
+    for (size_t index = 0; index < texts.size(); ++index) {
+        list.append(index == 0 ? "" : index + 1 == texts.size() ? " or " : ", ").append(texts[index]);
+    }
+    return list;
+}
+
+// Those of an option, with the commands that take one where not all do: "csv (stats, watch)".
+std::vector<std::string> choicesOfAll(const OptionEntry& option) {
+    std::vector<std::string> all;
+    for (size_t start = 0; start < option.choices.size();) {
+        const size_t end = std::min(option.choices.find(' ', start), option.choices.size());
+        const std::string choice(option.choices.substr(start, end - start));
+        start = end + 1;
+        std::string takers;
+        bool isForAll = true;
+        for (const CommandEntry& command : commandTable()) {
+            if (takesOption(command.command, option)) {
+                const auto choices = choicesFor(command.command, option);
+                const bool takesIt = std::find(choices.begin(), choices.end(), choice) != choices.end();
+                isForAll = isForAll && takesIt;
+                takers += takesIt ? (takers.empty() ? "" : ", ") + std::string(command.name) : "";
+            }
         }
+        all.push_back(isForAll ? choice : choice + " (" + takers + ")");
     }
     return all;
+}
+
+std::string withChoices(const OptionEntry& option, const std::vector<std::string>& choices) {
+    std::string text(option.help);
+    const size_t mark = text.find(kChoicesMark);
+    return mark == std::string::npos ? text : text.replace(mark, kChoicesMark.size(), listOf(choices));
+}
+
+std::string helpOf(const OptionEntry& option) {
+    return withChoices(option, choicesOfAll(option));
+}
+
+std::string helpOf(const OptionEntry& option, const Command command) {
+    return withChoices(option, choicesFor(command, option));
 }
 
 std::string paragraph(const std::string_view text) {
@@ -86,10 +120,10 @@ std::string paragraph(const std::string_view text) {
     return all;
 }
 
-std::string exitCodes() {
+std::string exitCodes(const std::span<const ExitCodeEntry> entries) {
     std::vector<Row> all;
-    for (const ExitCodeEntry& entry : exitCodeTable()) {
-        all.push_back({std::to_string(entry.code), entry.meaning});
+    for (const ExitCodeEntry& entry : entries) {
+        all.push_back({std::to_string(entry.code), std::string(entry.meaning)});
     }
     return rows(all);
 }
@@ -125,6 +159,14 @@ std::string roff(const std::string_view text) {
     return escaped;
 }
 
+std::string manualExitCodes(const std::span<const ExitCodeEntry> entries) {
+    std::string text;
+    for (const ExitCodeEntry& entry : entries) {
+        text += ".TP\n.B " + std::to_string(entry.code) + "\n" + roff(entry.meaning) + "\n";
+    }
+    return text;
+}
+
 std::string manualCommand(const CommandEntry& command) {
     std::string text = ".SS " + roff(usageOf(command)) + "\n" + roff(command.description) + "\n";
     text += ".PP\n.nf\n" + roff(indented(command.examples)) + ".fi\n";
@@ -136,20 +178,25 @@ std::string manualCommand(const CommandEntry& command) {
 std::string helpText() {
     std::vector<Row> commands;
     for (const CommandEntry& command : commandTable()) {
-        commands.push_back({std::string(command.name), command.summary});
+        commands.push_back({std::string(command.name), std::string(command.summary)});
     }
     const uint32_t talking = static_cast<uint32_t>(Command::stats) | static_cast<uint32_t>(Command::doctor) |
                              static_cast<uint32_t>(Command::check);
     std::string text = "Shows resource groups, statistic ids and statistics of gateway daemons.\n\nUsage:\n";
     text += "  zulstat [OPTION...] COMMAND [ARGUMENT...]\n  zulstat COMMAND --help\n\nCommands:\n" + rows(commands);
     text += "\nOptions of all commands that talk with a gateway (COMMAND --help shows its own):\n";
-    text += rows(optionRows([&](const OptionEntry& option) {
-        return (option.commands & talking) == talking || option.option == Option::config ||
-               option.option == Option::format;
-    }));
+    std::vector<Row> options;
+    for (const OptionEntry& option : optionTable()) {
+        if ((option.commands & talking) == talking || option.option == Option::config ||
+            option.option == Option::format) {
+            options.push_back({nameOf(option), helpOf(option)});
+        }
+    }
+    text += rows(options);
     text += "\n" +
             paragraph("Results go to standard output, everything else to standard error. " + std::string(kEnvironment));
-    text += "\nExit codes (check has its own):\n" + exitCodes();
+    text += "\nExit codes (check, ping and watch have their own, COMMAND --help shows them):\n";
+    text += exitCodes(exitCodeTable());
     text += "\nExamples:\n";
     for (const CommandEntry& command : commandTable()) {
         const std::string_view examples = command.examples;
@@ -160,9 +207,15 @@ std::string helpText() {
 
 std::string helpText(const CommandEntry& command) {
     std::string text = paragraph(command.description) + "\nUsage:\n  " + usageOf(command) + "\n\nOptions:\n";
-    text += rows(optionRows([&](const OptionEntry& option) { return takesOption(command.command, option); }));
-    if (command.command != Command::check && command.command != Command::completion) {
-        text += "\nExit codes:\n" + exitCodes();
+    std::vector<Row> options;
+    for (const OptionEntry& option : optionTable()) {
+        if (takesOption(command.command, option)) {
+            options.push_back({nameOf(option), helpOf(option, command.command)});
+        }
+    }
+    text += rows(options);
+    if (const auto codes = exitCodeTable(command.command); !codes.empty()) {
+        text += "\nExit codes:\n" + exitCodes(codes);
     }
     return text + "\nExamples:\n" + indented(command.examples);
 }
@@ -178,13 +231,16 @@ std::string manualPage(const std::string_view version) {
     for (const OptionEntry& option : optionTable()) {
         const std::string name = nameOf(option);
         text += ".TP\n.B " + roff(std::string_view(name).substr(name.find_first_not_of(' '))) + "\n" +
-                roff(option.help) + "\n";
+                roff(helpOf(option)) + "\n";
     }
-    text += ".SH ENVIRONMENT\n" + roff(kEnvironment) + "\n.SH EXIT STATUS\n";
-    for (const ExitCodeEntry& entry : exitCodeTable()) {
-        text += ".TP\n.B " + std::to_string(entry.code) + "\n" + roff(entry.meaning) + "\n";
+    text += ".SH ENVIRONMENT\n" + roff(kEnvironment) + "\n.SH EXIT STATUS\n" + manualExitCodes(exitCodeTable());
+    for (const CommandEntry& command : commandTable()) {
+        const auto codes = exitCodeTable(command.command);
+        if (!codes.empty() && codes.data() != exitCodeTable().data()) {
+            text += ".SS Of " + std::string(command.name) + "\n" + manualExitCodes(codes);
+        }
     }
-    return text + ".PP\n.B check\nends with 0 OK, 1 WARNING, 2 CRITICAL or 3 UNKNOWN.\n";
+    return text;
 }
 
 }  // namespace zulstat

@@ -98,6 +98,8 @@ std::string_view keyOf(const Failure::Kind kind) {
             return "incomplete";
         case Failure::Kind::outOfReach:
             return "outOfReach";
+        case Failure::Kind::localLimit:
+            return "localLimit";
         case Failure::Kind::interrupted:
             return "interrupted";
         case Failure::Kind::code:

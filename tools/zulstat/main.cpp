@@ -1,7 +1,11 @@
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <new>
+#include <optional>
 #include <string>
+#include <system_error>
 #include <variant>
 
 #include "command_line.h"
@@ -12,6 +16,7 @@
 #include "messages.h"
 #include "one_shot.h"
 #include "ping.h"
+#include "probe_socket.h"
 #include "program_output.h"
 #include "text_escape.h"
 #include "watch.h"
@@ -24,8 +29,8 @@ std::string versionText() {
     return "zulstat " + programVersion() + " (library API " + apiVersion() + ")";
 }
 
-// The file comes first, so that not a single line goes to standard error.
-bool startTrace(const CommandLine& commandLine) {
+// The file comes first, so that not a single line goes to standard error. What went wrong, if anything did.
+std::optional<std::string> startTrace(const CommandLine& commandLine) {
     int32_t code = STAPI_RC_OK;
     std::string action;
     if (commandLine.traceFile) {
@@ -37,10 +42,31 @@ bool startTrace(const CommandLine& commandLine) {
         action = "set the trace level";
         code = setAPITraceLevel(*commandLine.traceLevel);
     }
-    if (code != STAPI_RC_OK) {
-        printError("cannot " + action + ": " + describeCode(code));
+    return code == STAPI_RC_OK ? std::nullopt : std::optional("cannot " + action + ": " + describeCode(code));
+}
+
+// Every gateway has a connection at the same time.
+std::optional<std::string> findLackOfDescriptors(const CommandLine& commandLine) {
+    constexpr size_t kOthers = 8;  // the trace, the output, the name service
+    const size_t wanted = commandLine.gateways.size() + kOthers;
+    const size_t room = roomForDescriptors();
+    if (commandLine.gateways.size() == 1 || room >= wanted) {
+        return std::nullopt;
     }
-    return code == STAPI_RC_OK;
+    return std::to_string(commandLine.gateways.size()) + " gateways at a time need " + std::to_string(wanted) +
+           " open files and connections, but zulstat may open only " + std::to_string(room) + ". " +
+           std::string(kTooFewDescriptors);
+}
+
+// A check must be one whatever happens.
+int giveUp(const std::string& reason, const bool isCheck, const int exitCode) {
+    printError(reason);
+    if (!isCheck) {
+        return exitCode;
+    }
+    const CheckResult result = checkThatCannotBeMade(reason);
+    writeOutput(result.text, std::nullopt, result.exitCode);
+    return result.exitCode;
 }
 
 int showCompletion(const std::string& shell) {
@@ -74,28 +100,47 @@ int runCommand(const CommandLine& commandLine) {
     return runOneShot(commandLine);
 }
 
-int runProgram(const std::vector<std::string>& arguments) {
+int runProgram(const std::vector<std::string>& arguments, bool& isCheck) {
     const auto parsed = parseCommandLine(arguments, {versionText, environmentVariable, readWholeFile});
     if (const auto* const end = std::get_if<EarlyEnd>(&parsed)) {
         std::fwrite(end->standardError.data(), 1, end->standardError.size(), stderr);
-        return writeOutput(end->standardOutput, std::nullopt, end->exitCode);
+        const int exitCode = writeOutput(end->standardOutput, std::nullopt, end->exitCode);
+        // No other command ends so early with that code.
+        return end->exitCode == kCheckUnknown ? kCheckUnknown : exitCode;
     }
     const auto& commandLine = std::get<CommandLine>(parsed);
+    isCheck = commandLine.command == Command::check;
     // The library's first call is made here, because two threads that make it at once may disturb each other.
     apiVersion();
     holdInterruptions();
-    return startTrace(commandLine) ? runCommand(commandLine) : kExitUsage;
+    auto fault = startTrace(commandLine);
+    if (!fault) {
+        fault = findLackOfDescriptors(commandLine);
+    }
+    return fault ? giveUp(*fault, isCheck, kExitUsage) : runCommand(commandLine);
+}
+
+std::string describeException(const std::exception& error) {
+    if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+        return "cannot go on: not enough memory. Free some, or ask fewer gateways, or for fewer ids, at a time.";
+    }
+    const auto* const failed = dynamic_cast<const std::system_error*>(&error);
+    if (failed != nullptr && failed->code() == std::errc::resource_unavailable_try_again) {
+        return std::string("cannot go on: no thread can be started: ") + error.what() + ". " +
+               std::string(kTooFewThreads);
+    }
+    return std::string("cannot go on: ") + error.what() + ".";
 }
 
 }  // namespace
 }  // namespace zulstat
 
 int main(int argc, char** argv) {
+    bool isCheck = false;
     try {
         zulstat::prepareConsole();
-        return zulstat::runProgram(zulstat::programArguments(argc, argv));
+        return zulstat::runProgram(zulstat::programArguments(argc, argv), isCheck);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "zulstat: cannot go on: %s\n", error.what());
-        zulstat::endProcess(zulstat::kExitQueryFailed);
+        zulstat::endProcess(zulstat::giveUp(zulstat::describeException(error), isCheck, zulstat::kExitQueryFailed));
     }
 }

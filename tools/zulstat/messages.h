@@ -12,6 +12,14 @@
 
 namespace zulstat {
 
+// What to do where the system starts no more threads for the process.
+inline constexpr std::string_view kTooFewThreads =
+    "Raise the limit of processes and threads (ulimit -u), or ask fewer gateways at a time.";
+
+// What to do where it lets the process open no more files and connections.
+inline constexpr std::string_view kTooFewDescriptors =
+    "Raise the limit of open files (ulimit -n), or ask fewer gateways at a time.";
+
 // "STAPI_RC_CONNECT_REFUSED, -135"
 std::string formatCode(int32_t code);
 

@@ -54,4 +54,16 @@ std::optional<std::string> findNearest(const std::string_view text, const std::v
     return nearest;
 }
 
+std::optional<std::string> findShortestBeginningWith(const std::string_view text,
+                                                     const std::vector<std::string>& candidates) {
+    std::optional<std::string> shortest;
+    for (const std::string& candidate : candidates) {
+        const bool isLonger = candidate.size() > text.size() && candidate.starts_with(text);
+        if (!text.empty() && isLonger && (!shortest || candidate.size() < shortest->size())) {
+            shortest = candidate;
+        }
+    }
+    return shortest;
+}
+
 }  // namespace zulstat

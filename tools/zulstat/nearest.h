@@ -12,6 +12,9 @@ namespace zulstat {
 // more than a third of them, rounded up. The first of several.
 std::optional<std::string> findNearest(std::string_view text, const std::vector<std::string>& candidates);
 
+// The shortest candidate that is longer than the text and begins with it, as when a user left out the end.
+std::optional<std::string> findShortestBeginningWith(std::string_view text, const std::vector<std::string>& candidates);
+
 }  // namespace zulstat
 
 #endif

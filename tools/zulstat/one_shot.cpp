@@ -79,16 +79,27 @@ std::vector<std::string> messagesAbout(const Report& report, const Selection& se
     return messages;
 }
 
+// Where nobody answered, a file keeps what it has, unless the format has something to say about that.
+bool leavesFileAlone(const Reports& reports, const CommandLine& commandLine) {
+    const bool tellsFailures =
+        commandLine.format == OutputFormat::json || commandLine.format == OutputFormat::openmetrics;
+    return commandLine.outputFile && !tellsFailures &&
+           std::all_of(reports.begin(), reports.end(),
+                       [](const Report& report) { return report.failure && report.results.empty(); });
+}
+
 int show(Reports reports, const CommandLine& commandLine) {
     std::vector<std::string> messages;
     const int exitCode = exitCodeOfAll(reports);
+    const bool hasNothingToWrite = leavesFileAlone(reports, commandLine);
     for (Report& report : reports) {
         for (std::string& message : messagesAbout(report, commandLine.selection)) {
             messages.push_back(std::move(message));
         }
         applySelection(report, commandLine.selection);
     }
-    const int finalCode = writeOutput(render(reports, commandLine), commandLine.outputFile, exitCode);
+    const int finalCode =
+        hasNothingToWrite ? exitCode : writeOutput(render(reports, commandLine), commandLine.outputFile, exitCode);
     for (const std::string& message : messages) {
         printError(message);
     }
@@ -107,7 +118,7 @@ void endWhenSilent(GatewayRuns& runs, const Reports& reports, const int exitCode
 }  // namespace
 
 int runOneShot(const CommandLine& commandLine) {
-    const auto runs = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+    const auto runs = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::wanted);
     whenInterrupted([ended = std::weak_ptr(runs)](const Interruption interruption) {
         const auto running = ended.lock();
         if (running && interruption != Interruption::resized) {
@@ -122,7 +133,7 @@ int runOneShot(const CommandLine& commandLine) {
 
 int runCheck(const CommandLine& commandLine) {
     endProcessWhenInterrupted();
-    const auto first = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+    const auto first = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::unwanted);
     const Reports earlier = first->wait(commandLine.timeLimit);
     const bool hasRates = std::any_of(commandLine.check.metrics.begin(), commandLine.check.metrics.end(),
                                       [](const Metric& metric) { return metric.isRate; });
@@ -132,7 +143,7 @@ int runCheck(const CommandLine& commandLine) {
     std::shared_ptr<GatewayRuns> second;
     if (hasRates && isAnswered) {
         std::this_thread::sleep_for(commandLine.interval);
-        second = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries);
+        second = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::unwanted);
         later = second->wait(commandLine.timeLimit);
     }
     const CheckResult result = evaluateCheck(earlier, later, commandLine.check);

@@ -5,6 +5,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "console.h"
@@ -16,6 +19,7 @@
 #include "probe.h"
 #include "program_output.h"
 #include "time_text.h"
+#include "zulstats64.h"
 
 namespace zulstat {
 namespace {
@@ -32,13 +36,24 @@ struct Pong {
     int exitCode = kExitOk;
     std::chrono::microseconds connecting{0};
     std::chrono::microseconds asking{0};
+    std::chrono::microseconds duration{0};
     std::chrono::system_clock::time_point at;
 };
 
+// Neither sample nor probe: interrupted.
 struct PingEvent {
     size_t gateway = 0;
-    size_t generation = 0;
-    std::optional<Sample> sample;  // none: interrupted
+    size_t generation = 0;  // of the sampler, or the round of the probe
+    std::optional<Sample> sample;
+    std::optional<bool> accepts;  // whether a probe got a connection
+};
+
+// How far a gateway is in a round.
+struct Turn {
+    bool isOver = false;
+    bool isProbed = false;
+    std::optional<bool> accepts;
+    std::optional<Pong> failed;  // waits for the probe
 };
 
 std::string inMilliseconds(const std::chrono::microseconds duration) {
@@ -46,26 +61,26 @@ std::string inMilliseconds(const std::chrono::microseconds duration) {
     return formatNumber(static_cast<double>(duration.count()) / kMicrosecondsInAMillisecond, kDecimals) + " ms";
 }
 
-// Whether something listens there at all decides between "down" and "does not answer as a gateway".
-int exitCodeOfFailedOpening(const Gateway& gateway) {
-    constexpr milliseconds kPatience{1000};
-    return probeAccepts(gateway, kPatience) ? kExitQueryFailed : kExitCannotConnect;
-}
-
-Pong pongOf(const size_t index, const Gateway& gateway, const Sample& sample) {
+Pong pongOf(const size_t index, const Sample& sample) {
     Pong pong;
     pong.gateway = index;
     pong.connecting = sample.connecting;
     pong.asking = sample.asking;
+    pong.duration = sample.report.duration;
     pong.at = sample.report.startedAt;
     pong.isGood = !sample.report.failure;
     if (sample.report.failure) {
         const Failure& failure = *sample.report.failure;
         pong.reason = reasonOf(failure);
-        pong.exitCode =
-            failure.stage == Failure::Stage::connecting ? exitCodeOfFailedOpening(gateway) : kExitQueryFailed;
+        pong.exitCode = failure.stage == Failure::Stage::connecting ? kExitCannotConnect : kExitQueryFailed;
     }
     return pong;
+}
+
+// The library has one code for "nothing there" of an unusual kind and for "it does not answer as a gateway".
+bool leavesOpenWhetherSomethingListens(const Sample& sample) {
+    const auto& failure = sample.report.failure;
+    return failure && failure->stage == Failure::Stage::connecting && failure->code == STAPI_RC_CONNECT_FAILED;
 }
 
 class Ping {
@@ -98,64 +113,169 @@ class Ping {
     }
 
   private:
+    // A gateway for which there is no thread has no sampler.
     void start(const size_t index) {
         const size_t generation = ++generations_[index];
-        samplers_[index] = std::make_unique<GatewaySampler>(
-            commandLine_.gateways[index], std::vector<Query>{{QueryKind::resourceGroups, AskedBy::all, {}}},
-            [events = events_, index, generation](Sample sample) {
-                events->post({index, generation, std::move(sample)});
-            });
+        try {
+            samplers_[index] = std::make_unique<GatewaySampler>(
+                commandLine_.gateways[index], std::vector<Query>{{QueryKind::resourceGroups, AskedBy::all, {}}},
+                [events = events_, index, generation](Sample sample) {
+                    events->post({index, generation, std::move(sample), std::nullopt});
+                });
+        } catch (const std::system_error& error) {
+            samplers_[index].reset();
+            whyNoSampler_ = error.what();
+        }
     }
 
-    // One round: every gateway is asked at once, and has until the time limit.
+    // One round: every gateway is asked at once, and has until the time limit. Where one is silent for half of it, a
+    // bare connection is tried beside it, so that the end of the time finds out what is there.
     void ask() {
-        for (const auto& sampler : samplers_) {
-            sampler->takeSample();
-        }
-        std::vector<bool> isAnswered(samplers_.size());
-        size_t left = samplers_.size();
         const bool isLimited = commandLine_.timeLimit.count() > 0;
-        const auto end =
-            isLimited ? Clock::now() + commandLine_.timeLimit : Clock::now() + std::chrono::hours(24 * 365);
-        while (left > 0 && !isInterrupted_) {
-            const auto event = events_->waitUntil(end);
-            if (!event) {
+        ++round_;
+        begin_ = Clock::now();
+        end_ = isLimited ? begin_ + commandLine_.timeLimit : begin_ + std::chrono::hours(24 * 365);
+        turns_.assign(samplers_.size(), Turn());
+        left_ = samplers_.size();
+        for (size_t index = 0; index < samplers_.size(); ++index) {
+            takeSample(index);
+        }
+        bool hasProbed = !isLimited;
+        while (left_ > 0 && !isInterrupted_ && outputCode_ == kExitOk) {
+            const auto event = events_->waitUntil(hasProbed ? end_ : begin_ + commandLine_.timeLimit / 2);
+            if (event) {
+                take(*event);
+            } else if (std::exchange(hasProbed, true)) {
                 break;
-            }
-            if (!event->sample) {
-                isInterrupted_ = true;
-            } else if (event->generation == generations_[event->gateway] && !isAnswered[event->gateway]) {
-                isAnswered[event->gateway] = true;
-                --left;
-                note(pongOf(event->gateway, commandLine_.gateways[event->gateway], *event->sample));
+            } else {
+                probeSilentOnes();
             }
         }
-        for (size_t index = 0; index < isAnswered.size() && !isInterrupted_; ++index) {
-            if (!isAnswered[index]) {
+        for (size_t index = 0; index < turns_.size() && !isInterrupted_ && outputCode_ == kExitOk; ++index) {
+            if (!turns_[index].isOver) {
                 noteSilence(index);
             }
         }
     }
 
-    void noteSilence(const size_t index) {
+    void takeSample(const size_t index) {
+        if (!samplers_[index]) {
+            start(index);
+        }
+        if (samplers_[index]) {
+            samplers_[index]->takeSample();
+            return;
+        }
+        Pong pong = unansweredPong(index);
+        pong.reason = "no thread can be started for it: " + whyNoSampler_ + ". " + std::string(kTooFewThreads);
+        pong.exitCode = kExitCannotConnect;
+        note(pong);
+    }
+
+    void take(const PingEvent& event) {
+        if (event.accepts) {
+            takeProbe(event);
+        } else if (!event.sample) {
+            isInterrupted_ = true;
+        } else if (event.generation == generations_[event.gateway] && !turns_[event.gateway].isOver) {
+            takeAnswer(event.gateway, *event.sample);
+        }
+    }
+
+    void takeProbe(const PingEvent& event) {
+        Turn& turn = turns_[event.gateway];
+        if (event.generation != round_ || turn.isOver) {
+            return;
+        }
+        turn.accepts = event.accepts;
+        if (turn.failed) {
+            noteFailedOpening(event.gateway);
+        }
+    }
+
+    void takeAnswer(const size_t index, const Sample& sample) {
+        Turn& turn = turns_[index];
+        const Pong pong = pongOf(index, sample);
+        if (!leavesOpenWhetherSomethingListens(sample)) {
+            note(pong);
+            return;
+        }
+        turn.failed = pong;
+        probe(index);
+        if (turn.accepts) {
+            noteFailedOpening(index);
+        }
+    }
+
+    // What failed although something may listen there did so because it is no gateway.
+    void noteFailedOpening(const size_t index) {
+        Pong pong = *turns_[index].failed;
+        pong.exitCode = turns_[index].accepts.value_or(true) ? kExitQueryFailed : kExitCannotConnect;
+        note(pong);
+    }
+
+    void probeSilentOnes() {
+        for (size_t index = 0; index < turns_.size(); ++index) {
+            if (!turns_[index].isOver) {
+                probe(index);
+            }
+        }
+    }
+
+    // In a thread of its own, so that none holds up another. Without one the question stays open.
+    void probe(const size_t index) {
+        constexpr milliseconds kLongest{3000};
+        if (std::exchange(turns_[index].isProbed, true)) {
+            return;
+        }
+        const auto end = std::min(end_, Clock::now() + kLongest);
+        try {
+            std::thread([events = events_, gateway = commandLine_.gateways[index], index, round = round_, end] {
+                events->post({index, round, std::nullopt, probeAccepts(gateway, end)});
+            }).detach();
+        } catch (const std::system_error&) {
+            if (turns_[index].failed) {
+                noteFailedOpening(index);
+            }
+        }
+    }
+
+    Pong unansweredPong(const size_t index) const {
         Pong pong;
         pong.gateway = index;
-        pong.at = std::chrono::system_clock::now();
-        pong.reason = "no answer within " + formatSeconds(commandLine_.timeLimit) + " s";
-        pong.exitCode = exitCodeOfFailedOpening(commandLine_.gateways[index]);
-        pong.reason += pong.exitCode == kExitQueryFailed
-                           ? ", though something listens there. Is it overloaded, or no gateway?"
-                           : ". Check the host, the port, and whether a firewall drops the traffic.";
+        pong.duration = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin_);
+        pong.at = std::chrono::system_clock::now() - pong.duration;
+        return pong;
+    }
+
+    void noteSilence(const size_t index) {
+        if (turns_[index].failed) {
+            noteFailedOpening(index);
+            return;
+        }
+        Pong pong = unansweredPong(index);
+        const bool isThere = turns_[index].accepts.value_or(false);
+        pong.reason = "no answer within " + formatSeconds(commandLine_.timeLimit) + " s" +
+                      (isThere ? ", though something listens there. Is it overloaded, or no gateway?"
+                               : ". Check the host, the port, and whether a firewall drops the traffic.");
+        pong.exitCode = isThere ? kExitQueryFailed : kExitCannotConnect;
         note(pong);
         samplers_[index]->cutOff();
         start(index);
     }
 
     void note(const Pong& pong) {
+        turns_[pong.gateway].isOver = true;
+        --left_;
         pongs_.push_back(pong);
         if (!commandLine_.isQuiet) {
-            const std::string line = commandLine_.format == OutputFormat::json ? jsonLine(pong) : tableLine(pong);
-            outputCode_ = writeSomeOutput(line).error == 0 ? outputCode_ : kExitOutputFailed;
+            show(commandLine_.format == OutputFormat::json ? jsonLine(pong) : tableLine(pong));
+        }
+    }
+
+    void show(const std::string& line) {
+        if (outputCode_ == kExitOk) {
+            outputCode_ = writeMoreOutput(line);
         }
     }
 
@@ -175,7 +295,7 @@ class Ping {
         const auto inMs = [](const std::chrono::microseconds duration) {
             return static_cast<double>(duration.count()) / kMicrosecondsInAMillisecond;
         };
-        Json line{{"format", 1}, {"time", formatTime(pong.at)}};
+        Json line{{"format", 1}, {"time", formatTime(pong.at)}, {"durationMs", inMs(pong.duration)}};
         line["gateway"] = Json{{"name", nullptr}, {"host", gateway.host}, {"port", gateway.port}};
         if (!gateway.name.empty()) {
             line["gateway"]["name"] = gateway.name;
@@ -201,17 +321,22 @@ class Ping {
     void finish() {
         constexpr milliseconds kCloseLimit{2000};
         for (const auto& sampler : samplers_) {
-            sampler->askToStop();
+            if (sampler) {
+                sampler->askToStop();
+            }
         }
         const bool isSummaryWanted = !commandLine_.isQuiet && commandLine_.format == OutputFormat::table;
         for (size_t index = 0; index < samplers_.size() && isSummaryWanted && pongs_.size() > samplers_.size();
              ++index) {
-            writeSomeOutput(summary(index));
+            show(summary(index));
         }
+        const bool isGoodbyeAwaited = !isInterrupted_ && areAllGood();
         const Clock::time_point end = Clock::now() + kCloseLimit;
         for (const auto& sampler : samplers_) {
             const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
-            sampler->stop(areAllGood() ? std::max(left, milliseconds(0)) : milliseconds(0));
+            if (sampler && isGoodbyeAwaited) {
+                sampler->stop(std::max(left, milliseconds(0)));
+            }
         }
     }
 
@@ -262,7 +387,13 @@ class Ping {
     std::shared_ptr<EventQueue<PingEvent>> events_;
     std::vector<std::unique_ptr<GatewaySampler>> samplers_;
     std::vector<size_t> generations_;
+    std::string whyNoSampler_;
     std::vector<Pong> pongs_;
+    size_t round_ = 0;
+    Clock::time_point begin_;
+    Clock::time_point end_;
+    std::vector<Turn> turns_;
+    size_t left_ = 0;
     bool isInterrupted_ = false;
     int outputCode_ = kExitOk;
 };

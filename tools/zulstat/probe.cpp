@@ -1,6 +1,7 @@
 #include "probe.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,8 @@ using std::chrono::milliseconds;
 constexpr std::string_view kObjectName = "DefaultDomain:ProdId=com.oxa.zul,Activity=Control,type=Stats";
 constexpr std::string_view kNoGateway = "Is it a gateway, and no other service, that listens on that port?";
 constexpr std::string_view kReadItsLog = "Look into the gateway's log; it refused this client.";
+
+constexpr std::array kStepNames{"resolve", "connect", "handshake", "authorisation", "version", "groups"};
 
 // What failed, and what to do about it.
 struct StepFault {
@@ -83,11 +86,14 @@ StepFault faultOf(const ProbeFault& fault, const std::string_view advice) {
 // A conversation with what may be a gateway.
 class Conversation {
   public:
-    Conversation(ProbeSocket& socket, const milliseconds limit) : socket_(socket), limit_(limit) {}
+    Conversation(ProbeSocket& socket, const ProbeDeadline deadline) : socket_(socket), end_(deadline) {}
+
+    void setDeadline(const ProbeDeadline deadline) {
+        end_ = deadline;
+    }
 
     // The body of the reply, or why there is none.
     std::variant<std::string, StepFault> exchange(const std::string& frame) {
-        end_ = Clock::now() + limit_;
         if (const auto fault = socket_.send(frame, end_)) {
             return faultOf(*fault, "Is the gateway still running?");
         }
@@ -99,7 +105,7 @@ class Conversation {
         const uint32_t nameLength = wordAt(reply, 20);
         constexpr uint32_t kLongestName = 64;
         if (nameLength > kLongestName) {
-            return StepFault{"the header of its reply makes no sense: " + showStart(reply), std::string(kNoGateway)};
+            return senseless(reply);
         }
         if (auto fault = receive(reply, reply.size() + nameLength + 5)) {
             return std::move(*fault);
@@ -107,11 +113,13 @@ class Conversation {
         const uint32_t bodyLength = wordAt(reply, reply.size() - 4);
         constexpr uint32_t kLongestBody = 1U << 28U;
         const size_t header = reply.size();
-        if (bodyLength <= kLongestBody) {
-            if (auto fault = receive(reply, header + bodyLength)) {
-                return std::move(*fault);
-            }
+        if (bodyLength > kLongestBody) {
+            return senseless(reply);
         }
+        if (auto fault = receive(reply, header + bodyLength)) {
+            return std::move(*fault);
+        }
+        isGateway_ = true;
         if (const auto code = static_cast<int32_t>(wordAt(reply, 16)); code != 0) {
             return StepFault{"it answered with the code " + std::to_string(code), std::string(kReadItsLog)};
         }
@@ -119,6 +127,11 @@ class Conversation {
     }
 
   private:
+    StepFault senseless(const std::string& header) const {
+        return {"the header of its reply makes no sense: " + showStart(header),
+                std::string(isGateway_ ? kReadItsLog : kNoGateway)};
+    }
+
     // Until that many bytes have come in all.
     std::optional<StepFault> receive(std::string& bytes, const size_t wanted) {
         while (bytes.size() < wanted) {
@@ -149,25 +162,25 @@ class Conversation {
     }
 
     ProbeSocket& socket_;
-    milliseconds limit_;
-    Clock::time_point end_;
+    ProbeDeadline end_;
+    bool isGateway_ = false;  // it has given a whole reply
 };
 
 // What failed is noted in the step, and how long it took.
 class Probe {
   public:
-    Probe(const Gateway& gateway, const milliseconds limit) : gateway_(gateway), limit_(limit) {}
+    Probe(const Gateway& gateway, const ProbeDeadline deadline) : gateway_(gateway), deadline_(deadline) {}
 
     std::vector<ProbeStep> run() {
-        step("resolve", [this] { return resolve(); });
-        step("connect", [this] { return connect(); });
-        conversation_.emplace(socket_, limit_);
-        step("handshake", [this] { return handshake(); });
-        step("authorisation", [this] { return authorise(); });
-        step("version", [this] { return askVersion(); });
-        step("groups", [this] { return askGroups(); });
+        step(kStepNames[0], [this] { return resolve(); });
+        step(kStepNames[1], [this] { return connect(); });
+        conversation_.emplace(socket_, deadline_);
+        step(kStepNames[2], [this] { return handshake(); });
+        step(kStepNames[3], [this] { return authorise(); });
+        step(kStepNames[4], [this] { return askVersion(); });
+        step(kStepNames[5], [this] { return askGroups(); });
         if (!hasFailed_) {
-            socket_.send(request(kKindClose, "BASE", "", 0xFFFFFFFF), Clock::now() + limit_);
+            socket_.send(request(kKindClose, "BASE", "", 0xFFFFFFFF), deadline_);
         }
         return std::move(steps_);
     }
@@ -210,7 +223,7 @@ class Probe {
     }
 
     Outcome connect() {
-        const auto fault = socket_.connect(addresses_.front(), Clock::now() + limit_);
+        const auto fault = socket_.connect(addresses_.front(), deadline_);
         const std::string place = formatAddress(addresses_.front().text, gateway_.port);
         if (!fault) {
             return place;
@@ -224,7 +237,12 @@ class Probe {
     }
 
     Outcome handshake() {
+        // The rest of the time is for the other question.
+        constexpr milliseconds kLongestRest{1000};
+        const auto rest = std::min<Clock::duration>((deadline_ - Clock::now()) / 4, kLongestRest);
+        conversation_->setDeadline(deadline_ - rest);
         auto reply = conversation_->exchange(request(kKindHandshake, "BASE", locale()));
+        conversation_->setDeadline(deadline_);
         if (auto* const fault = std::get_if<StepFault>(&reply)) {
             if (fault->detail.find("without a single byte") != std::string::npos && answersAsHttp()) {
                 fault->detail += "; asked as a browser would, it answers as an HTTP server";
@@ -236,13 +254,11 @@ class Probe {
 
     // Some servers say nothing until they are asked in their own language.
     bool answersAsHttp() const {
-        constexpr milliseconds kPatience{1000};
-        const Clock::time_point end = Clock::now() + kPatience;
         ProbeSocket socket;
-        if (socket.connect(addresses_.front(), end) || socket.send("GET / HTTP/1.0\r\n\r\n", end)) {
+        if (socket.connect(addresses_.front(), deadline_) || socket.send("GET / HTTP/1.0\r\n\r\n", deadline_)) {
             return false;
         }
-        const auto reply = socket.receive(5, end);
+        const auto reply = socket.receive(5, deadline_);
         return std::holds_alternative<std::string>(reply) && std::get<std::string>(reply).starts_with("HTTP");
     }
 
@@ -327,7 +343,7 @@ class Probe {
     }
 
     const Gateway& gateway_;
-    milliseconds limit_;
+    ProbeDeadline deadline_;
     std::vector<ProbeStep> steps_;
     bool hasFailed_ = false;
     std::vector<ProbeAddress> addresses_;
@@ -337,17 +353,25 @@ class Probe {
 
 }  // namespace
 
-bool probeAccepts(const Gateway& gateway, const milliseconds limit) {
+bool probeAccepts(const Gateway& gateway, const ProbeDeadline deadline) {
     auto resolved = resolveForProbe(gateway.host, gateway.port);
     if (std::holds_alternative<ProbeFault>(resolved) || std::get<std::vector<ProbeAddress>>(resolved).empty()) {
         return false;
     }
     ProbeSocket socket;
-    return !socket.connect(std::get<std::vector<ProbeAddress>>(resolved).front(), Clock::now() + limit);
+    return !socket.connect(std::get<std::vector<ProbeAddress>>(resolved).front(), deadline);
 }
 
-std::vector<ProbeStep> probeGateway(const Gateway& gateway, const milliseconds limit) {
-    return Probe(gateway, limit).run();
+std::vector<ProbeStep> probeGateway(const Gateway& gateway, const ProbeDeadline deadline) {
+    return Probe(gateway, deadline).run();
+}
+
+std::vector<ProbeStep> untriedSteps() {
+    std::vector<ProbeStep> steps;
+    for (const char* const name : kStepNames) {
+        steps.emplace_back().name = name;
+    }
+    return steps;
 }
 
 }  // namespace zulstat

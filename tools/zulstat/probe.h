@@ -23,11 +23,17 @@ struct ProbeStep {
     std::chrono::microseconds duration{0};
 };
 
-// Whether a connection is accepted there.
-bool probeAccepts(const Gateway& gateway, std::chrono::milliseconds limit);
+using ProbeDeadline = std::chrono::steady_clock::time_point;
 
-// The steps up to the authorisation. Those behind a failed one are not tried.
-std::vector<ProbeStep> probeGateway(const Gateway& gateway, std::chrono::milliseconds limit);
+// Whether a connection is accepted there. May wait longer than that for the name of the host alone.
+bool probeAccepts(const Gateway& gateway, ProbeDeadline deadline);
+
+// The steps up to the first query, all of them before the deadline; but resolving the name of the host takes as long as
+// it takes. Those behind a failed step are not tried.
+std::vector<ProbeStep> probeGateway(const Gateway& gateway, ProbeDeadline deadline);
+
+// All of them, none tried.
+std::vector<ProbeStep> untriedSteps();
 
 }  // namespace zulstat
 

@@ -31,6 +31,12 @@ struct ProbeFault {
 // In the order in which they would be tried. May wait as long as the system's name service does.
 std::variant<std::vector<ProbeAddress>, ProbeFault> resolveForProbe(const std::string& host, int32_t port);
 
+// How many descriptors the process may still open, as far as that is known beforehand.
+size_t roomForDescriptors();
+
+// Why the process cannot open any connection at this moment, in the system's words; nothing when it can.
+std::optional<std::string> whyNoConnection();
+
 class ProbeSocket {
   public:
     using Deadline = std::chrono::steady_clock::time_point;

@@ -16,6 +16,17 @@ int outputFailed(const std::string& reason) {
     return kExitOutputFailed;
 }
 
+int exitCodeAfter(const WriteOutcome& outcome, const int exitCode) {
+    if (outcome.error == 0) {
+        return exitCode;
+    }
+    if (outcome.isReaderGone) {
+        return kExitOutputFailed;
+    }
+    return outputFailed(std::generic_category().message(outcome.error) +
+                        ". Is the disk full, or standard output closed?");
+}
+
 }  // namespace
 
 void printError(const std::string& message) {
@@ -41,15 +52,11 @@ int writeOutput(const std::string_view text, const std::optional<std::string>& f
         const auto fault = replaceFile(*file, text);
         return fault ? outputFailed("file " + quoteText(*file) + ": " + *fault + ".") : exitCode;
     }
-    const WriteOutcome outcome = writeAllOutput(text);
-    if (outcome.error == 0) {
-        return exitCode;
-    }
-    if (outcome.isReaderGone) {
-        return kExitOutputFailed;
-    }
-    return outputFailed(std::generic_category().message(outcome.error) +
-                        ". Is the disk full, or standard output closed?");
+    return exitCodeAfter(writeAllOutput(text), exitCode);
+}
+
+int writeMoreOutput(const std::string_view text) {
+    return exitCodeAfter(writeSomeOutput(text), kExitOk);
 }
 
 int exitCodeOf(const Report& report) {

@@ -22,6 +22,9 @@ bool takesColour(ColorChoice choice);
 // Writes to standard output or the file. The output's own failure wins over every other exit code.
 int writeOutput(std::string_view text, const std::optional<std::string>& file, int exitCode);
 
+// Writes to standard output at once and leaves it open for more. kExitOk, or kExitOutputFailed with a message.
+int writeMoreOutput(std::string_view text);
+
 // What a run about one gateway ends with.
 int exitCodeOf(const Report& report);
 

@@ -36,7 +36,9 @@ struct Element {
 struct QueryResult {
     Query query;
     std::vector<Element> elements;
-    std::chrono::steady_clock::time_point at{};  // when the answer was there: what rates are reckoned with
+    // What the values are as old as, for rates, by a clock that nobody sets: when the answer was there, or between
+    // question and answer.
+    std::chrono::steady_clock::time_point at{};
 };
 
 struct Failure {
@@ -47,6 +49,7 @@ struct Failure {
         cutOff,       // the connection ended in the middle of an answer
         incomplete,   // an answer announces more than it holds
         outOfReach,   // a part of an answer cannot be reached
+        localLimit,   // this machine lets the process have no more of what it needs: threads, descriptors
         interrupted,  // the user wanted no more
     };
 

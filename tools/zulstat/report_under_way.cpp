@@ -1,11 +1,14 @@
 #include "report_under_way.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "number.h"
 
 namespace zulstat {
 namespace {
+
+constexpr std::chrono::seconds kPatienceForRemarks{1};
 
 Failure endedBefore(const std::optional<Query>& query) {
     Failure failure;
@@ -18,7 +21,8 @@ Failure timeLimitPassed(const std::optional<Query>& query, const std::chrono::mi
     Failure failure = endedBefore(query);
     failure.kind = Failure::Kind::timeLimit;
     failure.reason = "no answer within " + formatSeconds(limit) + " s";
-    failure.advice = "Is the gateway overloaded? Give --timeout a higher number to wait longer.";
+    failure.advice = query ? "Is the gateway overloaded? Give --timeout a higher number to wait longer."
+                           : "\"zulstat doctor\" tells how far it gets; a higher --timeout waits longer.";
     return failure;
 }
 
@@ -45,10 +49,12 @@ void ReportUnderWay::connected(const std::string& protocolVersion) {
 void ReportUnderWay::asking(const Query& query) {
     const std::lock_guard lock(mutex_);
     asking_ = query;
+    askedAt_ = std::chrono::steady_clock::now();
 }
 
 void ReportUnderWay::addResult(QueryResult result) {
     const std::lock_guard lock(mutex_);
+    result.at = askedAt_ + (std::chrono::steady_clock::now() - askedAt_) / 2;
     report_.results.push_back(std::move(result));
 }
 
@@ -66,6 +72,12 @@ void ReportUnderWay::answered() {
     const std::lock_guard lock(mutex_);
     answered_ = true;
     report_.duration = elapsed();
+    changed_.notify_all();
+}
+
+void ReportUnderWay::remarked() {
+    const std::lock_guard lock(mutex_);
+    remarked_ = true;
     changed_.notify_all();
 }
 
@@ -88,6 +100,11 @@ Report ReportUnderWay::waitForReport(const std::chrono::milliseconds limit) {
         changed_.wait(lock, isOver);
     } else {
         changed_.wait_until(lock, begin_ + limit, isOver);
+    }
+    if (answered_) {
+        const auto patience = std::chrono::steady_clock::now() + kPatienceForRemarks;
+        const auto end = limit.count() == 0 ? patience : std::min(patience, begin_ + limit);
+        changed_.wait_until(lock, end, [this] { return remarked_ || interrupted_; });
     }
     Report report = report_;
     if (!answered_) {

@@ -23,11 +23,13 @@ class ReportUnderWay {
     void addResult(QueryResult result);
     void addSuggestion(const std::string& asked, const std::string& nearest);
     void fail(Failure failure);
-    void answered();
+    void answered();  // every query
+    void remarked();  // no suggestion follows
     void finished();
 
     // Waits until there is nothing more to learn, but no longer than that time from the beginning on (0: no limit), and
-    // not after an interruption. Then the report holds what there is and says so as its failure.
+    // not after an interruption. Then the report holds what there is and says so as its failure. What is only remarked
+    // about the answers is waited for at most a second, and its lack is no failure.
     Report waitForReport(std::chrono::milliseconds limit);
 
     // From any thread.
@@ -45,9 +47,11 @@ class ReportUnderWay {
     std::condition_variable changed_;
     Report report_;
     std::optional<Query> asking_;
+    std::chrono::steady_clock::time_point askedAt_;
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
     bool interrupted_ = false;
     bool answered_ = false;
+    bool remarked_ = false;
     bool finished_ = false;
 };
 

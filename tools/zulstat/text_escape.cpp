@@ -13,10 +13,15 @@ struct CodePointRange {
 };
 
 // Control characters, and the characters that a terminal shows as nothing, as a line break or as a change of direction.
+// The selectors of a variant are not among them: they belong to the character before them, as in many a picture.
 constexpr std::array kNotShownAsTheyAre{
-    CodePointRange{0x0000, 0x001F}, CodePointRange{0x007F, 0x009F}, CodePointRange{0x061C, 0x061C},
-    CodePointRange{0x200B, 0x200F}, CodePointRange{0x2028, 0x202E}, CodePointRange{0x2060, 0x206F},
-    CodePointRange{0xFEFF, 0xFEFF},
+    CodePointRange{0x0000, 0x001F},   CodePointRange{0x007F, 0x009F},   CodePointRange{0x00AD, 0x00AD},
+    CodePointRange{0x034F, 0x034F},   CodePointRange{0x061C, 0x061C},   CodePointRange{0x115F, 0x1160},
+    CodePointRange{0x17B4, 0x17B5},   CodePointRange{0x180B, 0x180F},   CodePointRange{0x200B, 0x200F},
+    CodePointRange{0x2028, 0x202E},   CodePointRange{0x2060, 0x206F},   CodePointRange{0x2800, 0x2800},
+    CodePointRange{0x3164, 0x3164},   CodePointRange{0xFEFF, 0xFEFF},   CodePointRange{0xFFA0, 0xFFA0},
+    CodePointRange{0xFFF0, 0xFFFB},   CodePointRange{0x1BCA0, 0x1BCA3}, CodePointRange{0x1D173, 0x1D17A},
+    CodePointRange{0xE0000, 0xE00FF}, CodePointRange{0xE01F0, 0xE0FFF},
 };
 
 // Marks that stand on the character before them.
@@ -123,8 +128,10 @@ void appendEscaped(std::string& target, const uint32_t codePoint) {
         target += "\\t";
     } else if (codePoint < 0x80) {
         appendHex(target, "\\x", codePoint, 2);
-    } else {
+    } else if (codePoint <= 0xFFFF) {
         appendHex(target, "\\u", codePoint, 4);
+    } else {
+        appendHex(target, "\\U", codePoint, 8);
     }
 }
 

@@ -9,7 +9,8 @@
 namespace zulstat {
 
 // Valid UTF-8 in which every control character, invisible or direction-changing character, byte that is not UTF-8, and
-// backslash is written as an escape: \n \r \t \\, \x1B for a byte, \u202E for a character.
+// backslash is written as an escape: \n \r \t \\, \x1B for a byte, \u202E or \U000E0041 for a
+// character.
 std::string escapeText(std::string_view text);
 
 // The same between double quotes.

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,6 +25,15 @@ void keepStandardStreamsTaken() {
         if (::fcntl(descriptor, F_GETFD) == -1 && errno == EBADF) {
             [[maybe_unused]] const int taken = ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
         }
+    }
+}
+
+// Every gateway takes a descriptor, and nothing here minds high numbers.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
     }
 }
 
@@ -103,6 +113,7 @@ void meetSignal(const int number) {
 
 void prepareConsole() {
     keepStandardStreamsTaken();
+    raiseDescriptorLimit();
     std::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -5,6 +5,7 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -41,6 +42,27 @@ bool awaitReady(const int socket, const short events, const ProbeSocket::Deadlin
 }
 
 }  // namespace
+
+// The lowest free descriptor tells how many are taken, since programs are handed few, and those from the lowest on.
+size_t roomForDescriptors() {
+    rlimit limit{};
+    const int lowestFree = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || lowestFree < 0) {
+        return 0;
+    }
+    ::close(lowestFree);
+    return limit.rlim_cur > static_cast<rlim_t>(lowestFree) ? limit.rlim_cur - static_cast<rlim_t>(lowestFree) : 0;
+}
+
+std::optional<std::string> whyNoConnection() {
+    const int tried = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (tried >= 0) {
+        ::close(tried);
+        return std::nullopt;
+    }
+    const bool isLack = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+    return isLack ? std::optional(std::generic_category().message(errno)) : std::nullopt;
+}
 
 struct ProbeSocket::Handle {
     int socket = -1;

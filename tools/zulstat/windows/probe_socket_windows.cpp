@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <system_error>
 
 namespace zulstat {
@@ -50,6 +51,23 @@ bool awaitReady(const SOCKET socket, const Wanted wanted, const ProbeSocket::Dea
 }
 
 }  // namespace
+
+// There is no limit but memory.
+size_t roomForDescriptors() {
+    return std::numeric_limits<size_t>::max();
+}
+
+std::optional<std::string> whyNoConnection() {
+    startSockets();
+    const SOCKET tried = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (tried != INVALID_SOCKET) {
+        closesocket(tried);
+        return std::nullopt;
+    }
+    const int error = WSAGetLastError();
+    const bool isLack = error == WSAEMFILE || error == WSAENOBUFS;
+    return isLack ? std::optional(std::system_category().message(error)) : std::nullopt;
+}
 
 struct ProbeSocket::Handle {
     SOCKET socket = INVALID_SOCKET;

@@ -1,0 +1,42 @@
+#ifndef ZULSTATS_SIM_DECIMAL_H
+#define ZULSTATS_SIM_DECIMAL_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace gatewaysim {
+
+inline constexpr int kMostDecimals = 6;
+
+// A number with up to six decimals, exact: what a reader adds up from values as they are shown agrees to the last
+// digit. Beyond four quintillions on either side it stands still at that bound.
+class Decimal {
+  public:
+    Decimal() = default;
+
+    // Digits with an optional "-" before them and an optional fraction; nothing else is a number.
+    static std::optional<Decimal> parse(std::string_view text);
+
+    Decimal operator+(const Decimal& other) const;
+    Decimal operator-() const;
+
+    // With exactly so many decimals, the further ones cut off.
+    std::string text(int decimals) const;
+    double approximately() const;
+
+  private:
+    Decimal(int64_t whole, int32_t millionths) : whole_(whole), millionths_(millionths) {}
+
+    // The number is the sum of both, and the fraction never negative.
+    int64_t whole_ = 0;
+    int32_t millionths_ = 0;
+};
+
+// How many digits stand behind the point of a number's text.
+int decimalsOf(std::string_view text);
+
+}  // namespace gatewaysim
+
+#endif
