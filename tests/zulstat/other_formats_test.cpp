@@ -72,6 +72,21 @@ TEST(RenderOpenMetrics, HasNothingTwice) {
     EXPECT_EQ(text.find("a.one"), text.rfind("a.one"));
 }
 
+TEST(RenderOpenMetrics, NumbersEqualIdsOfOneElement) {
+    Report made = report();
+    made.results[0].elements = {{"A", 0, {{"a", "1"}, {"a", "2"}, {"b", "3"}, {"a", "x"}}}};
+    made.results.push_back(made.results[0]);
+    const std::string text = renderOpenMetrics({made}, true);
+    const std::string start = "{gateway=\"gateway1:7\",element=\"A\",id=";
+    EXPECT_NE(text.find("zulstat_statistic" + start + "\"a\"} 1\nzulstat_statistic" + start +
+                        "\"a\",occurrence=\"2\"} 2\nzulstat_statistic" + start + "\"b\"} 3\n#"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("zulstat_statistic_text" + start + "\"a\",occurrence=\"3\",value=\"x\"} 1\n#"),
+              std::string::npos)
+        << text;
+}
+
 TEST(RenderOpenMetrics, SaysThatAGatewayIsDown) {
     Report down;
     down.gateway = {"east", "h", 1};

@@ -41,6 +41,14 @@ class WatchOnATerminal : public ::testing::Test {
         }
         ASSERT_GE(queries(), count);
     }
+    // Of a process whose parent asks for its outcome.
+    static void awaitEnd(pid_t process) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (::kill(process, 0) == 0 && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        ASSERT_NE(::kill(process, 0), 0) << "the process does not end";
+    }
     int queries() const {
         const std::string told = gateway_.gateway().standardError();
         int count = 0;
@@ -89,6 +97,9 @@ TEST_F(WatchOnATerminal, LeavesItWhenTerminatedWhileItsOutputIsHeld) {
     session.readUntil(kPicture);
     session.type("\x13");
     ::kill(process, SIGTERM);
+    awaitEnd(process);
+    // For the shell, should the process have ended before its output was held.
+    session.type("\x11");
     EXPECT_NE(session.readUntil("ended with 143").find(kLeft), std::string::npos);
     EXPECT_TRUE(session.isInLineMode());
 }

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -383,32 +384,81 @@ class UnreadPipe {
         ASSERT_GT(filled, size - kLargestPart);
     }
 
+    // What comes until the other end is closed.
+    std::string readAll() const {
+        std::string text;
+        std::array<char, 65536> buffer{};
+        pollfd wait{reader_, POLLIN, 0};
+        constexpr int kLimit = 30000;
+        while (::poll(&wait, 1, kLimit) == 1) {
+            const ssize_t count = ::read(reader_, buffer.data(), buffer.size());
+            if (count <= 0) {
+                break;
+            }
+            text.append(buffer.data(), static_cast<size_t>(count));
+        }
+        return text;
+    }
+
   private:
     TemporaryFile file_;
     int reader_ = -1;
+};
+
+// A run with more to write than a pipe takes, into a pipe that nobody reads from yet.
+class UnreadRun {
+  public:
+    explicit UnreadRun(const Texts& arguments) {
+        ProgramRun run = zulstatRun(gateway_.gateway().port(), arguments);
+        run.arguments.insert(run.arguments.begin(), {"-c", "echo $$ > \"$0\"; exec \"$@\"", processId_.path(),
+                                                     zulstat_test::zulstatProgram()});
+        run.output = OutputTarget::file;
+        run.outputFile = pipe_.path();
+        outcome_ = std::async(std::launch::async, [run] { return test_support::runProgram("/bin/sh", run); });
+        pipe_.awaitFull();
+    }
+
+    void interrupt(int signal) const {
+        ::kill(static_cast<pid_t>(std::stol(processId_.content())), signal);
+    }
+    const UnreadPipe& pipe() const {
+        return pipe_;
+    }
+    int exitCode() {
+        return outcome_.get().exitCode;
+    }
+
+  private:
+    static std::string catalogue() {
+        nlohmann::json all{{"protocol", "1"}, {"groups", {"g"}}};
+        for (int number = 0; number < 5000; ++number) {
+            all["statistics"].push_back(
+                {{"id", "g.statistic" + std::to_string(number)}, {"group", "g"}, {"kind", "text"}, {"text", "1"}});
+        }
+        return all.dump();
+    }
+
+    CatalogueGateway gateway_{catalogue()};
+    UnreadPipe pipe_;
+    TemporaryFile processId_;
+    std::future<ProgramOutcome> outcome_;
 };
 
 class ZulstatWithoutAReader : public ::testing::TestWithParam<std::pair<Texts, int>> {};
 
 TEST_P(ZulstatWithoutAReader, EndsWhenInterrupted) {
     const auto& [arguments, signal] = GetParam();
-    nlohmann::json catalogue{{"protocol", "1"}, {"groups", {"g"}}};
-    for (int number = 0; number < 5000; ++number) {
-        catalogue["statistics"].push_back(
-            {{"id", "g.statistic" + std::to_string(number)}, {"group", "g"}, {"kind", "text"}, {"text", "1"}});
-    }
-    const CatalogueGateway gateway(catalogue.dump());
-    const UnreadPipe pipe;
-    const TemporaryFile processId;
-    ProgramRun run = zulstatRun(gateway.gateway().port(), arguments);
-    run.arguments.insert(run.arguments.begin(),
-                         {"-c", "echo $$ > \"$0\"; exec \"$@\"", processId.path(), zulstat_test::zulstatProgram()});
-    run.output = OutputTarget::file;
-    run.outputFile = pipe.path();
-    auto outcome = std::async(std::launch::async, [&] { return test_support::runProgram("/bin/sh", run); });
-    pipe.awaitFull();
-    ::kill(static_cast<pid_t>(std::stol(processId.content())), signal);
-    EXPECT_EQ(outcome.get().exitCode, 128 + signal);
+    UnreadRun run(arguments);
+    run.interrupt(signal);
+    EXPECT_EQ(run.exitCode(), 128 + signal);
+}
+
+TEST(ZulstatInterrupted, WritesEverythingWhenItsReaderGoesOn) {
+    UnreadRun run({"stats", "--no-header"});
+    run.interrupt(SIGINT);
+    const std::string text = run.pipe().readAll();
+    EXPECT_EQ(countOf("\n", text), 5000);
+    EXPECT_EQ(run.exitCode(), 0) << "everything was answered before";
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, ZulstatWithoutAReader,

@@ -186,7 +186,7 @@ void endProcessWhenInterrupted() {
 bool StallDetector::isStalled() {
     // Output is not waited for long; what ends by itself within its own limits, such as a goodbye, takes longer.
     constexpr std::chrono::seconds kLongestStep{1};
-    constexpr std::chrono::seconds kLongestEnding{3};
+    constexpr std::chrono::seconds kLongestEnding{5};
     const auto now = std::chrono::steady_clock::now();
     const uint64_t steps = outputSteps;
     if (steps_ != steps) {

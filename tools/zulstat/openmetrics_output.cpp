@@ -1,6 +1,8 @@
 #include "openmetrics_output.h"
 
 #include <chrono>
+#include <cstddef>
+#include <map>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -31,16 +33,20 @@ std::string startFamily(const std::string_view name, const std::string_view help
     return "# HELP " + family + " " + std::string(help) + "\n# TYPE " + family + " gauge\n";
 }
 
-// Every statistic once, in the order of the answers.
+// Every statistic once, in the order of the answers. Equal ids of one element get a label that tells them apart.
 template <class Visit>
 void forEachStatistic(const Reports& reports, const Visit& visit) {
     for (const Report& report : reports) {
         std::set<std::string> seen;
         for (const QueryResult& result : report.results) {
             for (const Element& element : result.elements) {
+                std::map<std::string, size_t> counts;
                 for (const Entry& entry : element.entries) {
-                    const std::string labels = "{" + gatewayLabel(report) + ",element=" + labelValue(element.text) +
-                                               ",id=" + labelValue(entry.id);
+                    std::string labels = "{" + gatewayLabel(report) + ",element=" + labelValue(element.text) +
+                                         ",id=" + labelValue(entry.id);
+                    if (const size_t occurrence = ++counts[entry.id]; occurrence > 1) {
+                        labels += ",occurrence=" + labelValue(std::to_string(occurrence));
+                    }
                     if (seen.insert(labels).second) {
                         visit(labels, entry);
                     }

@@ -36,7 +36,8 @@ struct Element {
 struct QueryResult {
     Query query;
     std::vector<Element> elements;
-    // Halfway between question and answer, by a clock that nobody sets: what the values are as old as.
+    // What the values are as old as, for rates, by a clock that nobody sets: when the answer was there, or between
+    // question and answer.
     std::chrono::steady_clock::time_point at{};
 };
 

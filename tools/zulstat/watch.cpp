@@ -30,6 +30,8 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kLongestPause{60000};
 constexpr milliseconds kCloseLimit{2000};
+// A wait that ends so late was no wait: the process was stopped.
+constexpr milliseconds kStandstill{500};
 // Whoever interrupts waits for nobody's goodbye.
 constexpr milliseconds kHurriedCloseLimit{250};
 
@@ -306,10 +308,8 @@ class Watch {
         redraw();
         while (!exitCode_) {
             orderSamples();
-            if (auto event = events_->waitUntil(nextMoment())) {
-                std::visit([this](auto& each) { take(each); }, *event);
-            } else {
-                redraw();
+            if (!exitCode_) {
+                awaitEvent();
             }
             if (!exitCode_) {
                 findOverdue();
@@ -338,6 +338,19 @@ class Watch {
     }
 
   private:
+    void awaitEvent() {
+        const Clock::time_point moment = nextMoment();
+        auto event = events_->waitUntil(moment);
+        if (Clock::now() > moment + kStandstill) {
+            forgetStandstill();
+        }
+        if (event) {
+            std::visit([this](auto& each) { take(each); }, *event);
+        } else {
+            redraw();
+        }
+    }
+
     // False: there is no thread for it, and that has been noted.
     bool startSampler(const size_t index) {
         Watched& watched = watched_[index];
@@ -535,10 +548,14 @@ class Watch {
     }
 
     // The time during which the process stood still is none that a gateway took.
-    void goOn() {
+    void forgetStandstill() {
         for (Watched& watched : watched_) {
             watched.busySince = Clock::now();
         }
+    }
+
+    void goOn() {
+        forgetStandstill();
         if (screen_ != nullptr) {
             screen_->refresh();
         }

@@ -161,8 +161,10 @@ void sendAtOnce(const std::string_view text) {
     }
     const int terminal = ::open(name.data(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     // What the user has stopped with Ctrl-S goes on only when it is stopped once more from here.
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread does so.
     ::tcflow(STDOUT_FILENO, TCOOFF);
     ::tcflow(STDOUT_FILENO, TCOON);
+    // NOLINTEND(concurrency-mt-unsafe)
     for (int attempt = 0; attempt < kAttempts && terminal >= 0; ++attempt) {
         if (::write(terminal, text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
             break;
