@@ -36,8 +36,8 @@ struct Element {
 struct QueryResult {
     Query query;
     std::vector<Element> elements;
-    // What the values are as old as, for rates, by a clock that nobody sets: when the answer was there, or between
-    // question and answer.
+    // What the values are as old as, for rates, by a clock that nobody sets: halfway between question and answer, since
+    // only the gateway knows when it read them.
     std::chrono::steady_clock::time_point at{};
 };
 
