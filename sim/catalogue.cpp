@@ -229,7 +229,7 @@ int32_t code(const Fields& fields) {
     return fields.has("code") ? static_cast<int32_t>(fields.integer("code", INT32_MIN, INT32_MAX)) : 0;
 }
 
-Group group(const Json& value, const std::string& place) {
+Group groupOf(const Json& value, const std::string& place) {
     if (!value.is_string() && !value.is_object()) {
         throw BadCatalogue(place + " is not a text");
     }
@@ -242,7 +242,7 @@ Group group(const Json& value, const std::string& place) {
 }
 
 void addGroup(Catalogue& catalogue, const Json& value, const std::string& place) {
-    Group added = group(value, place);
+    Group added = groupOf(value, place);
     checkId(added.id, kLongestText, place);
     checkUnused(catalogue, added.id, place);
     catalogue.groupById.emplace(added.id, catalogue.groups.size());

@@ -38,7 +38,7 @@ std::string lineOf(const RecordedExchange& exchange) {
 }
 
 Json objectOf(const std::string& line) {
-    const Json object = Json::parse(line, nullptr, false);
+    Json object = Json::parse(line, nullptr, false);
     if (!object.is_object()) {
         throw BadRecording("no JSON object; was the recording cut off here? Without this line it can be replayed");
     }
@@ -174,10 +174,9 @@ std::vector<RecordedExchange> readRecording(const std::string& path) {
         throw BadRecording("cannot open the file for reading");
     }
     std::vector<RecordedExchange> exchanges;
-    std::string line;
     size_t lineNumber = 0;
     try {
-        while (std::getline(file, line)) {
+        for (std::string line; std::getline(file, line);) {
             ++lineNumber;
             if (lineNumber == 1) {
                 checkFirstLine(line);

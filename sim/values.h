@@ -18,14 +18,14 @@ class Moment {
     Moment(const Catalogue& catalogue, uint64_t seed, Instant start, Instant now)
         : catalogue_(catalogue), seed_(seed), start_(start), now_(now) {}
 
-    // The text of a statistic's value.
-    std::string text(size_t statistic);
+    // The text of the value of the statistic with this index in the catalogue.
+    std::string text(size_t index);
 
   private:
     // The number that the text shows.
-    Decimal number(size_t statistic);
+    Decimal number(size_t index);
     Decimal sumOf(const std::vector<Operand>& operands);
-    double growthPerSecond(size_t statistic);
+    double growthPerSecond(size_t index);
     double growthPerSecond(const std::vector<Operand>& operands);
     double seconds() const;
     std::string counterText(const Statistic& statistic, const Counter& counter) const;

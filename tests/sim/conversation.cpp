@@ -68,12 +68,12 @@ std::string withoutBlanks(const Bytes& bytes) {
 }
 
 std::string withoutTimes(const std::string& log) {
-    static const std::regex line(R"(gatewaysim: \d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z (.*))");
+    static const std::regex kLine(R"(gatewaysim: \d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z (.*))");
     std::string texts;
     std::istringstream lines(log);
     for (std::string text; std::getline(lines, text);) {
         std::smatch parts;
-        texts += std::regex_match(text, parts, line) ? "gatewaysim: " + parts[1].str() : "NO TIME: " + text;
+        texts += std::regex_match(text, parts, kLine) ? "gatewaysim: " + parts[1].str() : "NO TIME: " + text;
         texts += "\n";
     }
     return texts;

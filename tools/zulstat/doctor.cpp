@@ -273,7 +273,7 @@ DumpOutcome fileFailed(const std::string& reason) {
 }
 
 // The file is touched only when there is something to write to it.
-DumpOutcome writeDump(GatewayConnection& connection, const std::string& file,
+DumpOutcome writeDump(const GatewayConnection& connection, const std::string& file,
                       const std::optional<std::string>& traceFile) {
     if (const auto fault = replaceFile(file, "")) {
         return fileFailed(*fault);

@@ -177,7 +177,7 @@ class ScreenDisplay : public Display {
     }
 
     // Another program may have changed the terminal.
-    void refresh() {
+    void refresh() const {
         if (isTaken_ && isInForeground()) {
             prepareKeyboard();
         }
@@ -328,9 +328,9 @@ class Watch {
                 each.sampler->askToStop();
             }
         }
-        const Clock::time_point end = Clock::now() + (isHurried_ ? kHurriedCloseLimit : kCloseLimit);
+        const Clock::time_point last = Clock::now() + (isHurried_ ? kHurriedCloseLimit : kCloseLimit);
         for (const Watched& each : watched_) {
-            const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+            const auto left = std::chrono::ceil<milliseconds>(last - Clock::now());
             if (each.sampler) {
                 each.sampler->stop(std::max(left, milliseconds(0)));
             }

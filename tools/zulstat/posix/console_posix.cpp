@@ -104,7 +104,7 @@ void meetSignal(const int number) {
     sigset_t one;
     ::sigemptyset(&one);
     ::sigaddset(&one, number);
-    std::raise(number);
+    ::pthread_kill(::pthread_self(), number);
     ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
     ::pthread_sigmask(SIG_BLOCK, &one, nullptr);
 }

@@ -46,12 +46,13 @@ bool awaitReady(const int socket, const short events, const ProbeSocket::Deadlin
 // The lowest free descriptor tells how many are taken, since programs are handed few, and those from the lowest on.
 size_t roomForDescriptors() {
     rlimit limit{};
-    const int lowestFree = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || lowestFree < 0) {
+    const int tried = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || tried < 0) {
         return 0;
     }
-    ::close(lowestFree);
-    return limit.rlim_cur > static_cast<rlim_t>(lowestFree) ? limit.rlim_cur - static_cast<rlim_t>(lowestFree) : 0;
+    const auto taken = static_cast<rlim_t>(tried);
+    ::close(tried);
+    return limit.rlim_cur > taken ? limit.rlim_cur - taken : 0;
 }
 
 std::optional<std::string> whyNoConnection() {
