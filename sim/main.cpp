@@ -98,8 +98,13 @@ int record(const Options& options, Log& log, StopSignal& stop) {
     const std::string& file = options.recording->file;
     // Before the file is made: what ends here leaves none behind.
     const native::Listening listening = listenAsTold(options);
+    if (options.recording->gateway.port == listening.port && isLoopback(options.recording->gateway.host)) {
+        throw BadOption("--gateway " + textOf(options.recording->gateway) +
+                        " is the address that this program itself listens on");
+    }
     RecordingWriter writer(file, textOf(options.recording->gateway), [&](const std::string& reason) {
-        log.always("the recording " + inQuotes(file) + " cannot be written any further: " + reason);
+        log.always("the recording " + inQuotes(file) + " cannot be written any further: " + reason +
+                   "; look whether the disk is full");
         stop.raise();
     });
     RecordingProxy proxy(options.recording->gateway, writer, log, stop);

@@ -43,25 +43,6 @@ int64_t numberInRange(const char* option, const std::string& text, int64_t lowes
     return *number;
 }
 
-bool isLoopback(const std::string& host) {
-    if (host == "::1") {
-        return true;
-    }
-    std::string_view rest(host);
-    for (int part = 0; part < 4; ++part) {
-        const size_t end = rest.find('.');
-        const std::string_view digits = rest.substr(0, end);
-        const auto number = parseNumber(digits);
-        const bool isLast = part == 3;
-        if (!number.has_value() || *number < 0 || *number > 255 || digits.size() > 3 || (part == 0 && *number != 127) ||
-            (end == std::string_view::npos) != isLast) {
-            return false;
-        }
-        rest.remove_prefix(isLast ? rest.size() : end + 1);
-    }
-    return true;
-}
-
 std::string checkedHost(const std::string& host) {
     if (host == "localhost") {
         return "127.0.0.1";
@@ -144,6 +125,9 @@ std::vector<Fault> checkedFaults(const RawOptions& raw) {
 }
 
 RecordingOptions checkedRecording(const RawOptions& raw) {
+    if (raw.output == "-") {
+        throw BadOption("--output - is no file: a recording needs one, since standard output tells the port");
+    }
     const auto gateway = parseAddress(raw.gateway);
     if (!gateway.has_value()) {
         throw BadOption("--gateway " + inQuotes(raw.gateway) +

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
 #include <string_view>
 #include <system_error>
 
@@ -22,27 +24,13 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kFormat = 1;
-constexpr std::array<std::string_view, 3> kEndings{"none", "closed", "reset"};
+constexpr std::array<std::string_view, 4> kEndings{"none", "closed", "reset", "stopped"};
+constexpr std::array<std::string_view, 7> kFields{"connection",      "asks",    "milliseconds", "end",
+                                                  "endMilliseconds", "request", "reply"};
+constexpr int64_t kLongestPause = 86'400'000;
 
 std::string lineOf(const Json& object) {
     return object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
-}
-
-std::string lineOf(const RecordedExchange& exchange) {
-    return lineOf(Json{{"connection", exchange.connection},
-                       {"asks", titleOf(exchange)},
-                       {"milliseconds", exchange.milliseconds},
-                       {"end", kEndings[static_cast<size_t>(exchange.ending)]},
-                       {"request", hexText(exchange.request)},
-                       {"reply", hexText(exchange.reply)}});
-}
-
-Json objectOf(const std::string& line) {
-    Json object = Json::parse(line, nullptr, false);
-    if (!object.is_object()) {
-        throw BadRecording("no JSON object; was the recording cut off here? Without this line it can be replayed");
-    }
-    return object;
 }
 
 const Json& field(const Json& object, const char* name) {
@@ -53,10 +41,12 @@ const Json& field(const Json& object, const char* name) {
     return *found;
 }
 
-int64_t number(const Json& object, const char* name, int64_t lowest) {
+int64_t number(const Json& object, const char* name, int64_t lowest, int64_t highest) {
     const Json& value = field(object, name);
-    if (!value.is_number_integer() || value.get<int64_t>() < lowest) {
-        throw BadRecording("field " + inQuotes(name) + " is no whole number from " + std::to_string(lowest) + " on");
+    const bool isTooLarge = value.is_number_unsigned() && value.get<uint64_t>() > INT64_MAX;
+    if (!value.is_number_integer() || isTooLarge || value.get<int64_t>() < lowest || value.get<int64_t>() > highest) {
+        throw BadRecording("field " + inQuotes(name) + " is not a whole number from " + std::to_string(lowest) +
+                           " to " + std::to_string(highest));
     }
     return value.get<int64_t>();
 }
@@ -75,35 +65,88 @@ Ending ending(const Json& object) {
     const auto found =
         std::find(kEndings.begin(), kEndings.end(), value.is_string() ? value.get<std::string>() : std::string());
     if (found == kEndings.end()) {
-        throw BadRecording("field \"end\" is not one of \"none\", \"closed\" and \"reset\"");
+        throw BadRecording("field \"end\" is not one of \"none\", \"closed\", \"reset\" and \"stopped\"");
     }
     return static_cast<Ending>(found - kEndings.begin());
 }
 
-void checkFirstLine(const std::string& line) {
-    const Json object = Json::parse(line, nullptr, false);
-    if (!object.is_object() || object.value("recording", Json()) != "gatewaysim") {
-        throw BadRecording("this is no recording: gatewaysim record makes one");
-    }
-    if (object.value("format", Json()) != kFormat) {
+bool isFirstLine(const Json& object) {
+    return object.is_object() && object.value("recording", Json()) == "gatewaysim";
+}
+
+void checkFormat(const Json& object) {
+    const Json format = object.value("format", Json());
+    if (!format.is_number_integer() || format != kFormat) {
         throw BadRecording("the recording has another format than " + std::to_string(kFormat) +
                            ", the one that this gatewaysim knows");
     }
 }
 
 // "asks" is for those who read the file: the request says the same.
-RecordedExchange exchangeOf(const std::string& line) {
-    const Json object = objectOf(line);
-    return {static_cast<uint64_t>(number(object, "connection", 1)), number(object, "milliseconds", 0), ending(object),
-            bytes(object, "request"), bytes(object, "reply")};
+RecordedExchange exchangeOf(const Json& object) {
+    for (const auto& [name, value] : object.items()) {
+        if (std::find(kFields.begin(), kFields.end(), name) == kFields.end()) {
+            throw BadRecording("unknown field " + inQuotes(name));
+        }
+    }
+    const int64_t endMilliseconds =
+        object.contains("endMilliseconds") ? number(object, "endMilliseconds", 0, kLongestPause) : 0;
+    return {static_cast<uint64_t>(number(object, "connection", 1, INT32_MAX)),
+            number(object, "milliseconds", 0, kLongestPause),
+            ending(object),
+            endMilliseconds,
+            bytes(object, "request"),
+            bytes(object, "reply")};
 }
+
+bool isBlank(const std::string& line) {
+    return line.find_first_not_of(" \t\r") == std::string::npos;
+}
+
+// Takes the lines of a file, one after the other.
+class LineReader {
+  public:
+    void take(const std::string& line) {
+        if (isBlank(line)) {
+            return;
+        }
+        Json object = Json::parse(line, nullptr, false);
+        if (isFirstLine(object)) {
+            checkFormat(object);
+            hasBegun_ = true;
+            connectionsBefore_ = connections_;
+        } else if (!hasBegun_) {
+            throw BadRecording("this is no recording: gatewaysim record makes one");
+        } else if (!object.is_object()) {
+            throw BadRecording("no JSON object; was the recording cut off here? Without this line it can be replayed");
+        } else {
+            RecordedExchange exchange = exchangeOf(object);
+            exchange.connection += connectionsBefore_;
+            connections_ = std::max(connections_, exchange.connection);
+            exchanges_.push_back(std::move(exchange));
+        }
+    }
+
+    std::vector<RecordedExchange> finish() {
+        if (exchanges_.empty()) {
+            throw BadRecording("there is no exchange in it that could be replayed");
+        }
+        return std::move(exchanges_);
+    }
+
+  private:
+    bool hasBegun_ = false;
+    uint64_t connections_ = 0;
+    uint64_t connectionsBefore_ = 0;
+    std::vector<RecordedExchange> exchanges_;
+};
 
 std::FILE* newFile(const std::string& path) {
     try {
         return native::createFile(path);
     } catch (const std::runtime_error& error) {
         throw BadRecording("recording " + inQuotes(path) + ": cannot be made: " + error.what() +
-                           "; --output takes the name of a new file in a folder that can be written");
+                           "; give --output the name of a new file, in a folder that can be written");
     }
 }
 
@@ -120,10 +163,15 @@ std::string titleOf(const RecordedExchange& exchange) {
     }
 }
 
+bool isWhole(const RecordedExchange& exchange) {
+    const std::optional<size_t> announced = messageSize(exchange.reply);
+    return announced.has_value() && *announced <= exchange.reply.size();
+}
+
 RecordingWriter::RecordingWriter(const std::string& path, const std::string& gateway,
                                  std::function<void(const std::string& reason)> onFailure)
     : file_(newFile(path)), onFailure_(std::move(onFailure)) {
-    const bool isWritten = writeLine(lineOf(Json{{"recording", "gatewaysim"},
+    const bool isWritten = writeText(lineOf(Json{{"recording", "gatewaysim"},
                                                  {"format", kFormat},
                                                  {"gateway", gateway},
                                                  {"started", isoTextWithMilliseconds(systemTime())}}));
@@ -135,12 +183,34 @@ RecordingWriter::RecordingWriter(const std::string& path, const std::string& gat
     }
 }
 
-bool RecordingWriter::writeLine(const std::string& line) {
-    return std::fwrite(line.data(), 1, line.size(), file_.get()) == line.size() && std::fflush(file_.get()) == 0;
+bool RecordingWriter::writeText(std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size() && std::fflush(file_.get()) == 0;
+}
+
+// A long reply is not held in memory a second time.
+bool RecordingWriter::writeHex(const Bytes& bytes) {
+    constexpr size_t kPiece = 64U << 10;
+    bool isWritten = true;
+    for (size_t at = 0; at < bytes.size() && isWritten; at += kPiece) {
+        const std::string text = hexText(std::span(bytes).subspan(at, std::min(kPiece, bytes.size() - at)));
+        isWritten = std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size();
+    }
+    return isWritten;
+}
+
+bool RecordingWriter::writeExchange(const RecordedExchange& exchange) {
+    std::string start = lineOf(Json{{"connection", exchange.connection},
+                                    {"asks", titleOf(exchange)},
+                                    {"milliseconds", exchange.milliseconds},
+                                    {"end", kEndings[static_cast<size_t>(exchange.ending)]},
+                                    {"endMilliseconds", exchange.endMilliseconds}});
+    // Goes on where the object ends.
+    start.resize(start.size() - std::string_view("}\n").size());
+    return writeText(start + ",\"request\":\"") && writeHex(exchange.request) && writeText("\",\"reply\":\"") &&
+           writeHex(exchange.reply) && writeText("\"}\n");
 }
 
 void RecordingWriter::write(const RecordedExchange& exchange) {
-    const std::string line = lineOf(exchange);
     std::string reason;
     {
         const std::lock_guard lock(mutex_);
@@ -148,7 +218,7 @@ void RecordingWriter::write(const RecordedExchange& exchange) {
             return;
         }
         errno = 0;
-        if (writeLine(line)) {
+        if (writeExchange(exchange)) {
             ++exchanges_;
             return;
         }
@@ -171,29 +241,22 @@ bool RecordingWriter::hasFailed() const {
 std::vector<RecordedExchange> readRecording(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw BadRecording("cannot open the file for reading");
+        throw BadRecording("cannot open the file for reading: is it there, and may it be read?");
     }
-    std::vector<RecordedExchange> exchanges;
+    LineReader reader;
     size_t lineNumber = 0;
     try {
         for (std::string line; std::getline(file, line);) {
             ++lineNumber;
-            if (lineNumber == 1) {
-                checkFirstLine(line);
-            } else {
-                exchanges.push_back(exchangeOf(line));
-            }
+            reader.take(line);
         }
         if (file.bad()) {
             throw BadRecording("cannot read the file");
         }
-        if (lineNumber == 0) {
-            throw BadRecording("the file is empty");
-        }
+        return reader.finish();
     } catch (const BadRecording& error) {
         throw BadRecording("line " + std::to_string(std::max<size_t>(lineNumber, 1)) + ": " + error.what());
     }
-    return exchanges;
 }
 
 }  // namespace gatewaysim

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bytes.h"
@@ -19,23 +20,32 @@
 //
 // and every other line is one exchange, in the order in which they ended:
 //
-//     {"connection":1,"asks":"handshake","milliseconds":2,"end":"none","request":"4761...","reply":"4761..."}
+//     {"connection":1,"asks":"handshake","milliseconds":2,"end":"none","endMilliseconds":0,"request":"4761...",
+//      "reply":"4761..."}
 namespace gatewaysim {
 
-// What the gateway did behind its reply, as long as the client was there.
-enum class Ending { none, closed, reset };
+enum class Ending {
+    none,    // the connection went on, or the client ended it
+    closed,  // the gateway ended it behind the reply
+    reset,   // the gateway reset it
+    stopped  // the recording stopped before the reply was whole
+};
 
 struct RecordedExchange {
     uint64_t connection;   // counted from 1
     int64_t milliseconds;  // from the end of the request to that of the reply
     Ending ending;
-    Bytes request;  // empty: the gateway spoke unasked
+    int64_t endMilliseconds;  // from the end of the reply to that of the connection
+    Bytes request;            // empty: the gateway spoke unasked
     Bytes reply;
 };
 
 // What an exchange asks for, in the words of the log; "accept" for one without a request. A request that departs from
 // the protocol is named so.
 std::string titleOf(const RecordedExchange& exchange);
+
+// Whether the reply is as long as its own header says.
+bool isWhole(const RecordedExchange& exchange);
 
 // Writes a new file. Every exchange is in the file when the call that writes it returns.
 class RecordingWriter {
@@ -58,7 +68,9 @@ class RecordingWriter {
         }
     };
 
-    bool writeLine(const std::string& line);
+    bool writeText(std::string_view text);
+    bool writeHex(const Bytes& bytes);
+    bool writeExchange(const RecordedExchange& exchange);
 
     const std::unique_ptr<std::FILE, FileCloser> file_;
     const std::function<void(const std::string& reason)> onFailure_;
@@ -72,6 +84,7 @@ class BadRecording : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Several recordings may stand in one file, one behind the other: the connections of the later ones are counted on.
 // Throws BadRecording, which names the line.
 std::vector<RecordedExchange> readRecording(const std::string& path);
 

@@ -23,7 +23,7 @@ struct ReplayChoices {
 // Answers with what a gateway answered to the same questions, in the order in which it did, whatever connection asks.
 class Replay {
   public:
-    // Throws BadRecording, which names the line, where a recorded request departs from the protocol.
+    // Exchanges that cannot be replayed are passed over and named in the log.
     Replay(std::vector<RecordedExchange> exchanges, ReplayChoices choices, Log& log);
 
     // On any thread. Throws Stopped.
@@ -33,14 +33,18 @@ class Replay {
     struct Answers {
         std::vector<size_t> exchanges;
         size_t next = 0;
+        size_t lasting = 0;  // the place of the one that stays when all were given
     };
 
-    void converse(Connection& connection, const std::string& prefix);
+    void add(size_t index);
+    size_t lastingAnswer(const Answers& answers) const;
+    void converse(Connection& connection, uint64_t number, const std::string& prefix);
     // Null where the question was not recorded.
     const RecordedExchange* nextAnswer(const std::string& question);
-    // Returns whether requests are to be read.
-    bool greet(Connection& connection);
+    // What the gateway said unasked to the connection with this number; null for most.
+    const RecordedExchange* greetingOf(uint64_t number) const;
     bool answer(Connection& connection, const Request& request);
+    // Returns whether requests are to be read.
     bool give(Connection& connection, const RecordedExchange& exchange) const;
     std::string recordedQueries() const;
 
@@ -49,6 +53,8 @@ class Replay {
     Log& log_;
     std::mutex mutex_;
     std::map<std::string, Answers> answersByQuestion_;
+    std::map<uint64_t, size_t> greetingByConnection_;
+    uint64_t connections_ = 0;
 };
 
 }  // namespace gatewaysim

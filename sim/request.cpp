@@ -298,7 +298,7 @@ Request decodeRequest(std::span<const uint8_t> bytes) {
     return *request;
 }
 
-std::optional<size_t> requestSize(std::span<const uint8_t> bytes) {
+std::optional<size_t> messageSize(std::span<const uint8_t> bytes) {
     if (bytes.size() < kHeaderStart || ByteReader(bytes).u32("the eyecatcher") != kEyecatcher) {
         return std::nullopt;
     }
@@ -309,7 +309,8 @@ std::optional<size_t> requestSize(std::span<const uint8_t> bytes) {
         return std::nullopt;
     }
     const uint32_t dataLength = ByteReader(bytes.subspan(headerSize - sizeof dataLength)).u32("the data length");
-    return headerSize + size_t{dataLength};
+    // To a client a length above it is negative, and no body follows.
+    return headerSize + (dataLength > INT32_MAX ? 0 : size_t{dataLength});
 }
 
 std::string titleOf(const Request& request) {

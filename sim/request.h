@@ -42,8 +42,9 @@ std::optional<Request> readRequest(Connection& connection);
 // The one request that these bytes are. Throws Deviation.
 Request decodeRequest(std::span<const uint8_t> bytes);
 
-// How many bytes the request has that begins with these; nothing where they are too few to tell, or begin no request.
-std::optional<size_t> requestSize(std::span<const uint8_t> bytes);
+// How many bytes the request or reply has that begins with these, by its own header; nothing where they are too few to
+// tell, or begin neither.
+std::optional<size_t> messageSize(std::span<const uint8_t> bytes);
 
 // The exchange, and of a query its operation and ids: invoke GET_STATS "memory"
 std::string titleOf(const Request& request);

@@ -47,16 +47,21 @@ enum class Waited { ready, stopped, timedOut };
 Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
             std::optional<std::chrono::milliseconds> atMost = std::nullopt);
 
-struct Readable {
-    bool stopped;
-    bool first;
-    bool second;
+inline constexpr NativeSocket kNoSocket = -1;
+
+struct Interests {
+    bool receive = false;
+    bool send = false;
 };
 
-// Waits until one of the two sockets has something to receive, its end included, or the signal is raised. kNoSocket in
-// the place of one leaves it out.
-inline constexpr NativeSocket kNoSocket = -1;
-Readable waitForEither(NativeSocket first, NativeSocket second, const StopSignal& stop);
+struct SocketWait {
+    NativeSocket socket;
+    Interests wanted;  // none: it is left out
+    Interests ready;   // filled by the wait; the end of a stream is something to receive
+};
+
+// Waits until one of the two can do something that is wanted of it, or the signal is raised.
+Waited waitForEither(SocketWait& first, SocketWait& second, const StopSignal& stop);
 
 struct Transfer {
     enum class Outcome { moved, ended, wouldBlock, failed };
@@ -91,6 +96,7 @@ Accepted acceptOne(NativeSocket listener);
 struct Connected {
     NativeSocket socket;  // kNoSocket: the failure says why, or the signal was raised
     std::string failure;
+    bool isOwnLack;  // of descriptors or memory: the host has nothing to do with it
 };
 
 // Tries the host's addresses one after the other, each for as long as given. The host is a name or a numeric address.

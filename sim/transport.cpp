@@ -84,6 +84,10 @@ void Connection::endSending() {
     native::finishSending(socket_);
 }
 
+native::Transfer Connection::sendNow(std::span<const uint8_t> bytes) {
+    return native::sendSome(socket_, bytes.data(), bytes.size());
+}
+
 native::Transfer Connection::receiveNow(std::span<uint8_t> buffer) {
     return native::receiveSome(socket_, buffer.data(), buffer.size());
 }

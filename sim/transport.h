@@ -41,6 +41,8 @@ class Connection {
     void endSending();
     // What has come by now, without a wait; its outcome is `wouldBlock` where nothing has.
     native::Transfer receiveNow(std::span<uint8_t> buffer);
+    // As many of the bytes as go at once, without a wait.
+    native::Transfer sendNow(std::span<const uint8_t> bytes);
     // The peer is to see a reset when the connection is closed.
     void resetOnClose();
     void pause(std::chrono::milliseconds duration) const;

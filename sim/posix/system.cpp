@@ -52,6 +52,10 @@ void setOption(int socket, int level, int name) {
     setsockopt(socket, level, name, &on, sizeof on);
 }
 
+bool isLackOfResources(int number) {
+    return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM;
+}
+
 void raiseDescriptorLimit() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
@@ -122,14 +126,31 @@ Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
     }
 }
 
-Readable waitForEither(NativeSocket first, NativeSocket second, const StopSignal& stop) {
-    // A negative descriptor is passed over by poll.
-    std::array<pollfd, 3> waiting{
-        {{descriptor(stop.waitHandle()), POLLIN, 0}, {descriptor(first), POLLIN, 0}, {descriptor(second), POLLIN, 0}}};
+namespace {
+
+// A negative descriptor is passed over by poll, which would report errors even of one that nothing is wanted of.
+pollfd polled(const SocketWait& one) {
+    const auto events = static_cast<short>((one.wanted.receive ? POLLIN : 0) | (one.wanted.send ? POLLOUT : 0));
+    return {events != 0 ? descriptor(one.socket) : -1, events, 0};
+}
+
+// An error is met by whatever is done next.
+Interests readyOf(const SocketWait& one, const pollfd& polled) {
+    const bool isBroken = (polled.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
+    return {one.wanted.receive && (isBroken || (polled.revents & POLLIN) != 0),
+            one.wanted.send && (isBroken || (polled.revents & POLLOUT) != 0)};
+}
+
+}  // namespace
+
+Waited waitForEither(SocketWait& first, SocketWait& second, const StopSignal& stop) {
+    std::array<pollfd, 3> waiting{{{descriptor(stop.waitHandle()), POLLIN, 0}, polled(first), polled(second)}};
     while (poll(waiting.data(), waiting.size(), -1) < 0) {
         // Interrupted by a signal: what is to be done about it, the stop signal tells.
     }
-    return {stop.isRaised() || waiting[0].revents != 0, waiting[1].revents != 0, waiting[2].revents != 0};
+    first.ready = readyOf(first, waiting[1]);
+    second.ready = readyOf(second, waiting[2]);
+    return stop.isRaised() || waiting[0].revents != 0 ? Waited::stopped : Waited::ready;
 }
 
 namespace {
@@ -201,7 +222,7 @@ Accepted acceptOne(NativeSocket listener) {
         setOption(accepted, IPPROTO_TCP, TCP_NODELAY);
         return {Accepted::Outcome::connected, accepted, {}};
     }
-    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+    if (isLackOfResources(errno)) {
         return {Accepted::Outcome::outOfResources, -1, errorText(errno)};
     }
     return {Accepted::Outcome::nobody, -1, {}};
@@ -236,23 +257,25 @@ Connected connectTo(const std::string& host, uint16_t port, std::chrono::millise
     addrinfo* found = nullptr;
     const int resolved = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
     if (resolved != 0) {
-        return {kNoSocket, gai_strerror(resolved)};
+        return {kNoSocket, gai_strerror(resolved), false};
     }
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);
     int error = 0;
+    bool isOwnLack = false;
     for (const addrinfo* address = found; address != nullptr && !stop.isRaised(); address = address->ai_next) {
         const int connected =
             socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, address->ai_protocol);
         error = connected < 0 ? errno : connectOne(connected, *address, atMostEach, stop);
+        isOwnLack = connected < 0 && isLackOfResources(error);
         if (error == 0) {
             setOption(connected, IPPROTO_TCP, TCP_NODELAY);
-            return {connected, {}};
+            return {connected, {}, false};
         }
         if (connected >= 0) {
             close(connected);
         }
     }
-    return {kNoSocket, errorText(error)};
+    return {kNoSocket, errorText(error), isOwnLack};
 }
 
 std::FILE* createFile(const std::string& path) {

@@ -133,18 +133,26 @@ Waited wait(NativeSocket socket, Interest interest, const StopSignal& stop,
     }
 }
 
-Readable waitForEither(NativeSocket first, NativeSocket second, const StopSignal& stop) {
+Waited waitForEither(SocketWait& first, SocketWait& second, const StopSignal& stop) {
     fd_set readable;
+    fd_set writable;
     FD_ZERO(&readable);
+    FD_ZERO(&writable);
     FD_SET(handleOf(stop.waitHandle()), &readable);
-    for (const NativeSocket socket : {first, second}) {
-        if (socket != kNoSocket) {
-            FD_SET(handleOf(socket), &readable);
+    for (const SocketWait* one : {&first, &second}) {
+        if (one->wanted.receive) {
+            FD_SET(handleOf(one->socket), &readable);
+        }
+        if (one->wanted.send) {
+            FD_SET(handleOf(one->socket), &writable);
         }
     }
-    select(0, &readable, nullptr, nullptr, nullptr);
-    return {stop.isRaised(), first != kNoSocket && FD_ISSET(handleOf(first), &readable) != 0,
-            second != kNoSocket && FD_ISSET(handleOf(second), &readable) != 0};
+    select(0, &readable, &writable, nullptr, nullptr);
+    for (SocketWait* one : {&first, &second}) {
+        one->ready = {one->wanted.receive && FD_ISSET(handleOf(one->socket), &readable) != 0,
+                      one->wanted.send && FD_ISSET(handleOf(one->socket), &writable) != 0};
+    }
+    return stop.isRaised() ? Waited::stopped : Waited::ready;
 }
 
 namespace {
@@ -266,25 +274,27 @@ Connected connectTo(const std::string& host, uint16_t port, std::chrono::millise
     addrinfo* found = nullptr;
     const int resolved = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
     if (resolved != 0) {
-        return {kNoSocket, errorText(resolved)};
+        return {kNoSocket, errorText(resolved), false};
     }
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);
     int error = 0;
+    bool isOwnLack = false;
     for (const addrinfo* address = found; address != nullptr && !stop.isRaised(); address = address->ai_next) {
         const SOCKET connected = socket(address->ai_family, address->ai_socktype, address->ai_protocol);
         if (connected == INVALID_SOCKET) {
             error = WSAGetLastError();
+            isOwnLack = error == WSAEMFILE || error == WSAENOBUFS;
             continue;
         }
         makeNonBlocking(connected);
         error = connectOne(connected, *address, atMostEach, stop);
         if (error == 0) {
             setOption(connected, IPPROTO_TCP, TCP_NODELAY);
-            return {nativeOf(connected), {}};
+            return {nativeOf(connected), {}, false};
         }
         closesocket(connected);
     }
-    return {kNoSocket, errorText(error)};
+    return {kNoSocket, errorText(error), isOwnLack};
 }
 
 std::FILE* createFile(const std::string& path) {

@@ -74,7 +74,7 @@ std::vector<std::string> recordingOf(const GatewaySim& gateway, const TemporaryF
     return {"record", "--gateway", "127.0.0.1:" + std::to_string(gateway.port()), "--output", file.path()};
 }
 
-TEST_P(TerminationSignal, LeavesARecordingWithTheExchangeThatWasUnderWay) {
+TEST_P(TerminationSignal, LeavesARecordingWithTheExchangeThatWasUnderWayMarkedAsStopped) {
     const GatewaySim gateway({"--fault", "auth0:silence=10"});
     const TemporaryFile file;
     GatewaySim recorder(recordingOf(gateway, file));
@@ -86,7 +86,8 @@ TEST_P(TerminationSignal, LeavesARecordingWithTheExchangeThatWasUnderWay) {
     EXPECT_EQ(recorder.waitForEnd().exitCode, 0);
     const std::string recording = file.content();
     EXPECT_NE(recording.find("\"asks\":\"handshake\""), std::string::npos) << recording;
-    EXPECT_NE(recording.find("\"asks\":\"auth0\""), std::string::npos) << recording;
+    EXPECT_NE(recording.find("\"asks\":\"auth0\",\"milliseconds\":"), std::string::npos) << recording;
+    EXPECT_NE(recording.find("\"end\":\"stopped\""), std::string::npos) << recording;
     EXPECT_NE(recording.find("\"reply\":\"47617465007000000000\"}\n"), std::string::npos) << recording;
 }
 

@@ -1,6 +1,7 @@
 // gatewaysim record: what passes between a client and a gateway, and what is written of it.
 #include <gtest/gtest.h>
 
+#include <future>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "closed_port.h"
 #include "conversation.h"
+#include "scripted_peer.h"
 #include "temporary_file.h"
 
 namespace sim_test {
@@ -254,12 +256,56 @@ TEST(Recording, EndsTheConnectionOfAClientWhenTheGatewayCannotBeReached) {
         << log;
 }
 
+TEST(Recording, OfItselfIsRefused) {
+    FinishedProgram program;
+    // The port may have been taken by somebody else meanwhile.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        GatewaySim other;
+        const std::string port = std::to_string(other.port());
+        other.stop();
+        const TemporaryFile file;
+        program = runGatewaySim({"record", "--port", port, "--gateway", "localhost:" + port, "--output", file.path()});
+        if (program.standardError.find("cannot listen") == std::string::npos) {
+            EXPECT_EQ(program.exitCode, 2);
+            EXPECT_EQ(program.standardError, "gatewaysim: --gateway localhost:" + port +
+                                                 " is the address that this program itself listens on "
+                                                 "(gatewaysim --help says more)\n");
+            return;
+        }
+    }
+    FAIL() << program.standardError;
+}
+
+// Each of the two sends more than all buffers hold before it receives: whoever passes on one way at a time waits for
+// ever.
+TEST(Recording, PassesOnBothWaysAtOnce) {
+    constexpr size_t kMoreThanBuffersHold = 16U << 20;
+    const Bytes much(kMoreThanBuffersHold, 0x61);
+    test_support::ScriptedPeer gateway([&](test_support::PeerConnection& connection) {
+        connection.send(much);
+        connection.expect(kMoreThanBuffersHold);
+        connection.expectEnd();
+    });
+    const TemporaryFile file;
+    GatewaySim recorder(recordingOf(gateway.port(), file));
+    {
+        RawClient client(recorder.port());
+        const auto sent = std::async(std::launch::async, [&] { client.send(much); });
+        EXPECT_EQ(client.receive(much.size()), much);
+        sent.wait();
+        client.finishSending();
+        client.receiveToTheEnd();
+    }
+    EXPECT_EQ(gateway.finish(), "");
+    EXPECT_EQ(recorder.stop(), 0);
+}
+
 TEST(Recording, LeavesAFileAloneThatIsThere) {
     const TemporaryFile file("precious\n");
     const FinishedProgram program = runGatewaySim(recordingOf(1, file));
     EXPECT_EQ(program.exitCode, 2);
     EXPECT_NE(program.standardError.find("cannot be made: "), std::string::npos) << program.standardError;
-    EXPECT_NE(program.standardError.find("--output takes the name of a new file"), std::string::npos);
+    EXPECT_NE(program.standardError.find("give --output the name of a new file"), std::string::npos);
     EXPECT_EQ(file.content(), "precious\n");
 }
 
