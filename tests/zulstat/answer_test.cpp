@@ -21,6 +21,7 @@ using zulstat::Entry;
 using zulstat::Failure;
 using zulstat::readIds;
 using zulstat::readStatistics;
+using zulstat::WithoutEntries;
 
 constexpr uint32_t kEndMark = 0x0E0F0E0F;
 
@@ -255,7 +256,7 @@ Texts elementsOf(const Answer& answer) {
 
 TEST(AskForIds, AsksForAllIdsInOneList) {
     ScriptedGateway gateway;
-    const Answer answer = askForIds({"A", "B", "A"}, std::ref(gateway));
+    const Answer answer = askForIds({"A", "B", "A"}, WithoutEntries::isAnElement, std::ref(gateway));
     EXPECT_EQ(gateway.lists, (Texts{"A:B"}));
     EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/1"}));
 }
@@ -266,7 +267,7 @@ TEST(AskForIds, SplitsATooLongListAndKeepsTheOrder) {
     for (char letter = 'a'; letter <= 'e'; ++letter) {
         ids.emplace_back(10000, letter);
     }
-    const Answer answer = askForIds(ids, std::ref(gateway));
+    const Answer answer = askForIds(ids, WithoutEntries::isAnElement, std::ref(gateway));
     ASSERT_EQ(gateway.lists.size(), 2U);
     EXPECT_EQ(gateway.lists[0], ids[0] + ":" + ids[1] + ":" + ids[2]);
     EXPECT_EQ(gateway.lists[1], ids[3] + ":" + ids[4]);
@@ -277,7 +278,7 @@ TEST(AskForIds, SplitsATooLongListAndKeepsTheOrder) {
 TEST(AskForIds, AsksOneByOneForWhatAnElementWithoutEntriesHides) {
     ScriptedGateway gateway;
     gateway.withoutEntries = {"B"};
-    const Answer answer = askForIds({"A", "B", "C", "D"}, std::ref(gateway));
+    const Answer answer = askForIds({"A", "B", "C", "D"}, WithoutEntries::isAnElement, std::ref(gateway));
     EXPECT_EQ(gateway.lists, (Texts{"A:B:C:D", "C", "D"}));
     EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/0", "C/1", "D/1"}));
     EXPECT_FALSE(answer.cutShort);
@@ -286,7 +287,7 @@ TEST(AskForIds, AsksOneByOneForWhatAnElementWithoutEntriesHides) {
 TEST(AskForIds, AsksOneByOneForWhatIsLeftOutAndThenTakesItAsWithoutEntries) {
     ScriptedGateway gateway;
     gateway.leftOut = {"B", "C"};
-    const Answer answer = askForIds({"A", "B", "C"}, std::ref(gateway));
+    const Answer answer = askForIds({"A", "B", "C"}, WithoutEntries::isAnElement, std::ref(gateway));
     EXPECT_EQ(gateway.lists, (Texts{"A:B:C", "B", "B:B", "C", "C:C"}));
     EXPECT_EQ(elementsOf(answer), (Texts{"A/1", "B/0", "C/0"}));
 }
@@ -294,7 +295,7 @@ TEST(AskForIds, AsksOneByOneForWhatIsLeftOutAndThenTakesItAsWithoutEntries) {
 TEST(AskForIds, TakesASingleIdWithoutElementAsWithoutEntries) {
     ScriptedGateway gateway;
     gateway.leftOut = {"A"};
-    EXPECT_EQ(elementsOf(askForIds({"A"}, std::ref(gateway))), (Texts{"A/0"}));
+    EXPECT_EQ(elementsOf(askForIds({"A"}, WithoutEntries::isAnElement, std::ref(gateway))), (Texts{"A/0"}));
     EXPECT_EQ(gateway.lists, (Texts{"A", "A:A"}));
 }
 
@@ -307,7 +308,7 @@ TEST(AskForIds, FindsTheCodeOfASingleElementWithoutEntriesByAskingForItTwice) {
         }
         return answer;
     };
-    const Answer answer = askForIds({"A"}, ask);
+    const Answer answer = askForIds({"A"}, WithoutEntries::isAnElement, ask);
     ASSERT_EQ(elementsOf(answer), (Texts{"A/0"}));
     EXPECT_EQ(answer.elements.front().code, 3);
     EXPECT_FALSE(answer.cutShort);
@@ -317,8 +318,16 @@ TEST(AskForIds, DoesNotAskTwiceForAnIdOfWhichTwoMakeNoList) {
     ScriptedGateway gateway;
     const std::string longId(20000, 'x');
     gateway.leftOut = {longId};
-    EXPECT_EQ(elementsOf(askForIds({longId}, std::ref(gateway))), (Texts{longId + "/0"}));
+    EXPECT_EQ(elementsOf(askForIds({longId}, WithoutEntries::isAnElement, std::ref(gateway))), (Texts{longId + "/0"}));
     EXPECT_EQ(gateway.lists, (Texts{longId}));
+}
+
+TEST(AskForIds, NamesAStatisticOfWhichNothingIsSaid) {
+    ScriptedGateway gateway;
+    gateway.leftOut = {"B"};
+    const Answer answer = askForIds({"A", "B"}, WithoutEntries::isNoAnswer, std::ref(gateway));
+    EXPECT_EQ(elementsOf(answer), (Texts{"A/1"}));
+    EXPECT_EQ(answer.unanswered, (Texts{"B"}));
 }
 
 TEST(AskForIds, KeepsWhatWasAnsweredBeforeTheConnectionWasLost) {
@@ -329,7 +338,7 @@ TEST(AskForIds, KeepsWhatWasAnsweredBeforeTheConnectionWasLost) {
     ids.emplace_back(32765, 'x');
     ids.emplace_back("C");
     ids.emplace_back("D");
-    const Answer answer = askForIds(ids, std::ref(gateway));
+    const Answer answer = askForIds(ids, WithoutEntries::isAnElement, std::ref(gateway));
     EXPECT_EQ(answer.code, STAPI_RC_SOCKET_ERROR);
     EXPECT_EQ(answer.stage, Failure::Stage::querying);
     EXPECT_EQ(answer.elements.size(), 3U);
@@ -343,7 +352,7 @@ TEST(AskForIds, DoesNotAskAgainWhenTheGatewayNamesItsElementsOtherwise) {
         answer.elements.push_back({"everything", 0, {{"x", ""}}});
         return answer;
     };
-    const Answer answer = askForIds({"A", "B"}, ask);
+    const Answer answer = askForIds({"A", "B"}, WithoutEntries::isAnElement, ask);
     EXPECT_EQ(elementsOf(answer), (Texts{"everything/1"}));
     EXPECT_EQ(answer.unanswered, (Texts{"A", "B"}));
     EXPECT_EQ(questions, 1);

@@ -222,6 +222,7 @@ bool isOver(const Answer& answer) {
 void append(Answer& whole, Answer part) {
     std::move(part.elements.begin(), part.elements.end(), std::back_inserter(whole.elements));
     whole.code = part.code;
+    whole.arrivedAt = part.arrivedAt;
     whole.stage = part.stage;
     whole.cutShort = part.cutShort;
     whole.hidesLastElement = part.hidesLastElement;
@@ -230,47 +231,51 @@ void append(Answer& whole, Answer part) {
 }
 
 // A walk shows nothing of a single element without entries, its code neither. It shows the first of two.
-Answer askForOneWithoutEntries(const std::string& id, const AskForList& ask) {
-    Answer answer;
-    int32_t elementCode = 0;
+Answer askForOneWithoutEntries(const std::string& id, const WithoutEntries withoutEntries, const AskForList& ask) {
     const std::string twice = joinIds({id, id});
-    if (twice.size() <= kLongestIdList) {
-        answer = ask(twice);
-        const bool isShown = !answer.elements.empty() && answer.elements.front().text == id;
-        elementCode = isShown ? answer.elements.front().code : 0;
+    Answer answer = twice.size() <= kLongestIdList ? ask(twice) : Answer();
+    if (isOverForGood(answer)) {
+        return answer;
     }
-    if (!isOverForGood(answer)) {
-        answer = Answer();
+    const bool isShown = !answer.elements.empty() && answer.elements.front().text == id;
+    const int32_t elementCode = isShown ? answer.elements.front().code : 0;
+    answer.elements.clear();
+    answer.cutShort = false;
+    answer.hidesLastElement = false;
+    // A gateway that answers an id once however often it is asked for shows nothing of it either.
+    if (isShown || withoutEntries == WithoutEntries::isAnElement) {
         answer.elements.push_back({id, elementCode, {}});
     }
     return answer;
 }
 
-Answer askForOne(const std::string& id, const AskForList& ask) {
+Answer askForOne(const std::string& id, const WithoutEntries withoutEntries, const AskForList& ask) {
     Answer answer = ask(id);
-    return isOverForGood(answer) || !answer.elements.empty() ? answer : askForOneWithoutEntries(id, ask);
+    return isOverForGood(answer) || !answer.elements.empty() ? answer
+                                                             : askForOneWithoutEntries(id, withoutEntries, ask);
 }
 
-void askOneByOne(Answer& answer, const std::vector<std::string>& ids, const AskForList& ask) {
+void askOneByOne(Answer& answer, const std::vector<std::string>& ids, const WithoutEntries withoutEntries,
+                 const AskForList& ask) {
     answer.cutShort = false;
     answer.hidesLastElement = false;
     for (const std::string& id : ids) {
-        append(answer, askForOne(id, ask));
+        append(answer, askForOne(id, withoutEntries, ask));
         if (isOver(answer)) {
             return;
         }
     }
 }
 
-Answer askForPart(const std::vector<std::string>& ids, const AskForList& ask) {
+Answer askForPart(const std::vector<std::string>& ids, const WithoutEntries withoutEntries, const AskForList& ask) {
     if (ids.size() == 1) {
-        return askForOne(ids.front(), ask);
+        return askForOne(ids.front(), withoutEntries, ask);
     }
     Answer answer = ask(joinIds(ids));
     const bool lacksElements = answer.cutShort || answer.elements.size() < ids.size();
     // A gateway that names its elements otherwise would do so again.
     if (!isOverForGood(answer) && lacksElements && answersOnly(answer, ids)) {
-        askOneByOne(answer, idsNotAnswered(ids, answer), ask);
+        askOneByOne(answer, idsNotAnswered(ids, answer), withoutEntries, ask);
     }
     return answer;
 }
@@ -295,10 +300,10 @@ Answer readStatistics(const StatStep& step) {
     return readAnswer<StatData>(step);
 }
 
-Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask) {
+Answer askForIds(const std::vector<std::string>& ids, const WithoutEntries withoutEntries, const AskForList& ask) {
     Answer whole;
     for (const std::vector<std::string>& part : splitIds(withoutRepeats(ids))) {
-        append(whole, askForPart(part, ask));
+        append(whole, askForPart(part, withoutEntries, ask));
         if (isOver(whole)) {
             break;
         }
@@ -311,7 +316,7 @@ Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask) {
 
 void completeByGroup(Answer& answer, const std::vector<std::string>& groups, const AskForList& askByGroup) {
     if ((answer.cutShort || answer.hidesLastElement) && answersOnly(answer, groups)) {
-        askOneByOne(answer, idsNotAnswered(groups, answer), askByGroup);
+        askOneByOne(answer, idsNotAnswered(groups, answer), WithoutEntries::isAnElement, askByGroup);
     }
 }
 

@@ -3,6 +3,7 @@
 #ifndef ZULSTATS_TOOLS_ZULSTAT_ANSWER_H
 #define ZULSTATS_TOOLS_ZULSTAT_ANSWER_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -23,7 +24,8 @@ struct AnswerPlace {
 
 struct Answer {
     int32_t code = STAPI_RC_OK;
-    Failure::Stage stage = Failure::Stage::querying;  // where `code` arose
+    std::chrono::steady_clock::time_point arrivedAt{};  // the last part of it
+    Failure::Stage stage = Failure::Stage::querying;    // where `code` arose
     std::vector<Element> elements;
     // Elements follow that no further step reaches: the library takes the start of the next element for an entry when
     // an element has no entries, and goes astray. The last of `elements` is the one without entries.
@@ -57,10 +59,13 @@ Answer readStatistics(const StatStep& step);
 // Sends one id list and reads the answer.
 using AskForList = std::function<Answer(const std::string& list)>;
 
+// What an id brings of which a walk shows nothing: a group may have no entries; a statistic has one, or a failed
+// element.
+enum class WithoutEntries { isAnElement, isNoAnswer };
+
 // Asks for all the ids in as few lists as possible. Elements that the answers leave out or cannot reach are asked for
-// one by one; an id that brings no element even so becomes one without entries. The order of the ids is kept. What
-// stays without an element of its name because the gateway answers otherwise is named.
-Answer askForIds(const std::vector<std::string>& ids, const AskForList& ask);
+// one by one. The order of the ids is kept. Ids that stay without an element are named.
+Answer askForIds(const std::vector<std::string>& ids, WithoutEntries withoutEntries, const AskForList& ask);
 
 // Completes an answer about everything that was cut short or hides an element, by asking for the groups that it has not
 // reached. Leaves the answer as it is when its elements are not groups.

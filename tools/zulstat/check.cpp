@@ -39,25 +39,18 @@ struct FoundValue {
     std::chrono::steady_clock::time_point at;
 };
 
-template <class Predicate>
-std::optional<FoundValue> findValueIn(const Report& report, const std::string& id, const Predicate& isWanted) {
+// In the element that bears the id: what another one says of it is no answer to what was asked.
+std::optional<FoundValue> findValue(const Report& report, const std::string& id) {
     for (const QueryResult& result : report.results) {
         for (const Element& element : result.elements) {
-            for (const Entry& entry : element.entries) {
-                if (entry.id == id && isWanted(element)) {
-                    return FoundValue{&entry.value, result.at};
-                }
+            const auto found = std::find_if(element.entries.begin(), element.entries.end(),
+                                            [&](const Entry& entry) { return entry.id == id; });
+            if (element.text == id && found != element.entries.end()) {
+                return FoundValue{&found->value, result.at};
             }
         }
     }
     return std::nullopt;
-}
-
-// The element that bears the id is the answer to it. Another one counts only where there is none, because a gateway may
-// name its elements otherwise.
-std::optional<FoundValue> findValue(const Report& report, const std::string& id) {
-    const auto found = findValueIn(report, id, [&](const Element& element) { return element.text == id; });
-    return found ? found : findValueIn(report, id, [](const Element&) { return true; });
 }
 
 const Range* rangeFor(const Metric& metric, const std::vector<Threshold>& thresholds) {

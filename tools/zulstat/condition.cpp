@@ -80,16 +80,22 @@ bool holds(const Condition& condition, const std::string_view value) {
 }
 
 bool holdsIn(const Report& report, const Condition& condition) {
+    bool hasElementOfItsOwn = false;
+    bool holdsInAny = false;
+    bool holdsInItsOwn = false;
     for (const QueryResult& result : report.results) {
         for (const Element& element : result.elements) {
+            const bool isItsOwn = element.text == condition.id;
+            hasElementOfItsOwn = hasElementOfItsOwn || isItsOwn;
             for (const Entry& entry : element.entries) {
-                if (entry.id == condition.id && holds(condition, entry.value)) {
-                    return true;
-                }
+                const bool isMet = entry.id == condition.id && holds(condition, entry.value);
+                holdsInAny = holdsInAny || isMet;
+                holdsInItsOwn = holdsInItsOwn || (isMet && isItsOwn);
             }
         }
     }
-    return false;
+    // A statistic that was asked for by its id is answered by the element that bears it, and by no other.
+    return hasElementOfItsOwn ? holdsInItsOwn : holdsInAny;
 }
 
 }  // namespace zulstat

@@ -1,5 +1,6 @@
 #include "gateway_connection.h"
 
+#include <chrono>
 #include <new>
 #include <string>
 #include <utility>
@@ -52,7 +53,12 @@ Answer confirmed(GatewayToken* const gateway, Answer answer) {
 }
 
 Answer readSet(GatewayToken* const gateway, const QueryKind kind, ResultSetToken* const resultSet) {
-    return confirmed(gateway, kind == QueryKind::statistics ? readStatisticsSet(resultSet) : readIdSet(resultSet));
+    // Before anything else is asked: rates are reckoned with it.
+    const auto arrivedAt = std::chrono::steady_clock::now();
+    Answer answer =
+        confirmed(gateway, kind == QueryKind::statistics ? readStatisticsSet(resultSet) : readIdSet(resultSet));
+    answer.arrivedAt = arrivedAt;
+    return answer;
 }
 
 using QueryForAll = int32_t (*)(GatewayToken*, ResultSetToken**);
@@ -127,9 +133,9 @@ Answer makeQuery(GatewayToken* const gateway, const Query& query) {
         case AskedBy::all:
             break;
         case AskedBy::group:
-            return askForIds(query.ids, groupAsker(gateway, query.kind));
+            return askForIds(query.ids, WithoutEntries::isAnElement, groupAsker(gateway, query.kind));
         case AskedBy::statisticId:
-            return askForIds(query.ids, listAsker(gateway, query.kind, getStatsByStatId));
+            return askForIds(query.ids, WithoutEntries::isNoAnswer, listAsker(gateway, query.kind, getStatsByStatId));
     }
     return askForAll(gateway, query.kind);
 }
@@ -246,6 +252,10 @@ std::optional<Failure> failureOf(const Query& query, const Answer& answer) {
         return failedReading(query, Failure::Kind::outOfReach,
                              element + " has no entries, and what follows it is out of reach",
                              "Ask for what follows it by group or by id.");
+    }
+    if (answer.hidesLastElement) {
+        return failedReading(query, Failure::Kind::outOfReach, "its last element has no entries, and is out of reach",
+                             "Ask for it by group or by id.");
     }
     if (!answer.unanswered.empty()) {
         const size_t others = answer.unanswered.size() - 1;

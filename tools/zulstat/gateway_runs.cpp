@@ -56,7 +56,7 @@ QueryOutcome reportQuery(GatewayConnection& connection, const Query& query, Repo
     std::optional<Failure> failure = failureOf(query, answer);
     QueryOutcome outcome{std::nullopt, answer.code == STAPI_RC_OK};
     if (!failure || !answer.elements.empty()) {
-        outcome.result = QueryResult{query, std::move(answer.elements)};
+        outcome.result = QueryResult{query, std::move(answer.elements), answer.arrivedAt};
         report.addResult(*outcome.result);
     }
     if (failure) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -115,16 +116,46 @@ void endWhenSilent(GatewayRuns& runs, const Reports& reports, const int exitCode
     }
 }
 
+// Runs that are interrupted when they are there, if need be at once.
+class InterruptibleRuns {
+  public:
+    void interrupt() {
+        const std::lock_guard lock(mutex_);
+        isInterrupted_ = true;
+        interruptRuns();
+    }
+    void adopt(const std::shared_ptr<GatewayRuns>& runs) {
+        const std::lock_guard lock(mutex_);
+        runs_ = runs;
+        if (isInterrupted_) {
+            interruptRuns();
+        }
+    }
+
+  private:
+    void interruptRuns() {
+        if (const auto running = runs_.lock()) {
+            running->interrupt();
+        }
+    }
+
+    std::mutex mutex_;
+    bool isInterrupted_ = false;
+    std::weak_ptr<GatewayRuns> runs_;
+};
+
 }  // namespace
 
 int runOneShot(const CommandLine& commandLine) {
-    const auto runs = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::wanted);
-    whenInterrupted([ended = std::weak_ptr(runs)](const Interruption interruption) {
-        const auto running = ended.lock();
-        if (running && interruption != Interruption::resized) {
-            running->interrupt();
+    const auto interruptible = std::make_shared<InterruptibleRuns>();
+    // Before the gateways' threads: where there are too few for all of them, this one must not be the one that lacks.
+    whenInterrupted([interruptible](const Interruption interruption) {
+        if (interruption != Interruption::resized) {
+            interruptible->interrupt();
         }
     });
+    const auto runs = std::make_shared<GatewayRuns>(commandLine.gateways, commandLine.queries, Remarks::wanted);
+    interruptible->adopt(runs);
     const Reports reports = runs->wait(commandLine.timeLimit);
     const int exitCode = show(reports, commandLine);
     endWhenSilent(*runs, reports, exitCode);

@@ -36,8 +36,8 @@ struct Element {
 struct QueryResult {
     Query query;
     std::vector<Element> elements;
-    // What the values are as old as, for rates, by a clock that nobody sets: halfway between question and answer, since
-    // only the gateway knows when it read them.
+    // When the answer was there, for rates, by a clock that nobody sets: a gateway that is slow is so before it
+    // answers.
     std::chrono::steady_clock::time_point at{};
 };
 

@@ -49,12 +49,10 @@ void ReportUnderWay::connected(const std::string& protocolVersion) {
 void ReportUnderWay::asking(const Query& query) {
     const std::lock_guard lock(mutex_);
     asking_ = query;
-    askedAt_ = std::chrono::steady_clock::now();
 }
 
 void ReportUnderWay::addResult(QueryResult result) {
     const std::lock_guard lock(mutex_);
-    result.at = askedAt_ + (std::chrono::steady_clock::now() - askedAt_) / 2;
     report_.results.push_back(std::move(result));
 }
 

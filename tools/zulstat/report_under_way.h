@@ -47,7 +47,6 @@ class ReportUnderWay {
     std::condition_variable changed_;
     Report report_;
     std::optional<Query> asking_;
-    std::chrono::steady_clock::time_point askedAt_;
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
     bool interrupted_ = false;
     bool answered_ = false;
