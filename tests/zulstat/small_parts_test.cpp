@@ -200,6 +200,16 @@ Report reportWith(std::vector<zulstat::Element> elements) {
     return report;
 }
 
+TEST(ConditionInAReport, IsMetByTheElementOfItsIdAloneWhereThereIsOne) {
+    const auto condition = parseCondition("a > 100");
+    EXPECT_FALSE(zulstat::holdsIn(reportWith({{"a", -5, {}}, {"b", 0, {{"a", "666"}}}}), *condition));
+    EXPECT_TRUE(zulstat::holdsIn(reportWith({{"a", 0, {{"a", "101"}}}, {"b", 0, {{"a", "6"}}}}), *condition));
+}
+
+TEST(ConditionInAReport, IsMetByAGroupThatHasTheStatistic) {
+    EXPECT_TRUE(zulstat::holdsIn(reportWith({{"group", 0, {{"a", "101"}}}}), *parseCondition("a > 100")));
+}
+
 TEST(ApplySelection, TakesAwayEntriesAndElementsWithoutOnes) {
     Report report = reportWith({{"A", 0, {{"a1", "1"}, {"b1", "2"}}}, {"B", 0, {{"b2", "3"}}}, {"C", -5, {}}});
     applySelection(report, {{"a*"}, SortOrder::asAnswered});
