@@ -75,9 +75,9 @@ std::optional<Instant> parseIsoText(std::string_view text) {
 }
 
 Clock::Clock(TimeSources sources) : sources_(sources) {
-    const Instant now = sources_.system();
-    start_ = std::chrono::floor<std::chrono::seconds>(now);
-    steadyStart_ = sources_.steady() - (now - start_);
+    const Instant begun = sources_.system();
+    start_ = std::chrono::floor<std::chrono::seconds>(begun);
+    steadyStart_ = sources_.steady() - (begun - start_);
 }
 
 Clock::Clock(Instant start, std::chrono::seconds stepPerQuery) : start_(start), stepPerQuery_(stepPerQuery) {}

@@ -196,12 +196,12 @@ INSTANTIATE_TEST_SUITE_P(
                    "no more than \"rate\"")),
     withName);
 
-const std::string kNoNumber =
-    ", which has a value that is no number up to 9000000000000000000 with at most 6 decimals; name a statistic whose value "
-    "is one";
-const std::string kTooLarge =
-    "its numbers can add up to more than 9000000000000000000 within a hundred years, beyond which they are not exact; name "
-    "smaller ones, or counters of a lower rate";
+constexpr const char* kNoNumber =
+    ", which has a value that is no number up to 9000000000000000000 with at most 6 decimals; name a statistic whose "
+    "value is one";
+constexpr const char* kTooLarge =
+    "its numbers can add up to more than 9000000000000000000 within a hundred years, beyond which they are not exact; "
+    "name smaller ones, or counters of a lower rate";
 
 // A statistic "a" of these fields, beside some that it may name.
 BadContent badDerived(const char* name, const std::string& fields, const std::string& message) {
@@ -228,7 +228,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "field \"plus\" has null where an id or a number belongs"),
         badDerived(
             "NumberTooFine", R"("sum", "plus": [0.12345678])",
-            "field \"plus\" has the number 0.12345678 where one up to 9000000000000000000 with at most 6 decimals is allowed"),
+            "field \"plus\" has the number 0.12345678 where one up to 9000000000000000000 with at most 6 decimals is "
+            "allowed"),
         badDerived(
             "MinusUnknown", R"("sum", "plus": ["count"], "minus": ["other\u0007"])",
             "field \"minus\" names \"other\\x07\", which is not among \"statistics\"; correct the id, or add the "
@@ -240,11 +241,12 @@ INSTANTIATE_TEST_SUITE_P(
             "NumberTooLarge", R"("sum", "plus": [9999999999999999999])",
             "field \"plus\" has the number 9999999999999999999 where one up to 9000000000000000000 with at most 6 "
             "decimals is allowed"),
-        badDerived("NoNumber", R"("sum", "plus": ["count", "word"])", "field \"plus\" names \"word\"" + kNoNumber),
+        badDerived("NoNumber", R"("sum", "plus": ["count", "word"])",
+                   std::string("field \"plus\" names \"word\"") + kNoNumber),
         badDerived("NumberOfTooManyDigits", R"("sum", "plus": ["digits"])",
-                   "field \"plus\" names \"digits\"" + kNoNumber),
+                   std::string("field \"plus\" names \"digits\"") + kNoNumber),
         badDerived("PercentOfAClock", R"("percent", "part": "count", "of": ["time"])",
-                   "field \"of\" names \"time\"" + kNoNumber),
+                   std::string("field \"of\" names \"time\"") + kNoNumber),
         badDerived("LargestText", R"("sum", "plus": ["largest"])", kTooLarge),
         badDerived("SmallestText", R"("sum", "plus": [0], "minus": ["largest"])", kTooLarge),
         badDerived("TooLargeTogether", R"("sum", "plus": [4500000000000000000], "minus": [4500000000000100000])",
