@@ -15,14 +15,21 @@ using gatewaysim::isoTextWithMilliseconds;
 using std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
+struct Times {
+    Instant system;
+    steady_clock::time_point steady;
+};
+
 // What the clock takes for the times of the system; runningClock sets both anew.
-Instant systemNow;
-steady_clock::time_point steadyNow;
+Times& times() {
+    static Times kept;
+    return kept;
+}
 
 Clock runningClock() {
-    systemNow = *gatewaysim::parseIsoText("2026-03-01T12:00:00Z") + 700ms;
-    steadyNow = steady_clock::time_point(5000s + 123456ns);
-    return Clock({[] { return systemNow; }, [] { return steadyNow; }});
+    times().system = *gatewaysim::parseIsoText("2026-03-01T12:00:00Z") + 700ms;
+    times().steady = steady_clock::time_point(5000s + 123456ns);
+    return Clock({[] { return times().system; }, [] { return times().steady; }});
 }
 
 std::string timeOf(const Clock& clock) {
@@ -37,24 +44,24 @@ TEST(RunningClock, StartsWithTheWholeSecondOfTheSystemsTime) {
 
 TEST(RunningClock, GoesOnEvenlyWhenTheSystemsTimeIsSetBack) {
     const Clock clock = runningClock();
-    steadyNow += 10s;
-    systemNow += 10s;
+    times().steady += 10s;
+    times().system += 10s;
     EXPECT_EQ(timeOf(clock), "2026-03-01T12:00:10.700Z");
-    steadyNow += 1300ms;
-    systemNow -= 5s;
+    times().steady += 1300ms;
+    times().system -= 5s;
     EXPECT_EQ(timeOf(clock), "2026-03-01T12:00:12.000Z");
 }
 
 TEST(RunningClock, DoesNotLeapWhenTheSystemsTimeIsSetForward) {
     const Clock clock = runningClock();
-    steadyNow += 1ms;
-    systemNow += 24h;
+    times().steady += 1ms;
+    times().system += 24h;
     EXPECT_EQ(timeOf(clock), "2026-03-01T12:00:00.701Z");
 }
 
 TEST(RunningClock, StandsStillAHundredYearsAfterItsStart) {
     const Clock clock = runningClock();
-    steadyNow += 24h * 36600;
+    times().steady += 24h * 36600;
     EXPECT_EQ(timeOf(clock), "2126-03-02T12:00:00.000Z");
 }
 
