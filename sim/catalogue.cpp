@@ -343,12 +343,30 @@ class References {
     int decimalsOfNumbers(const char* field) const {
         int most = 0;
         for (const Json& value : fields_.array(field)) {
-            most = value.is_number() ? std::max(most, decimalsOf(value.dump())) : most;
+            most = value.is_number() ? std::max(most, decimalsOf(plainText(value))) : most;
         }
         return most;
     }
 
   private:
+    // Without an exponent where it can do without, and without zeros at the end of a fraction.
+    static std::string plainText(const Json& number) {
+        if (number.is_number_integer()) {
+            return number.dump();
+        }
+        const auto value = number.get<double>();
+        std::string text = number.dump();
+        if (text.find('e') != std::string::npos && std::fabs(value) <= static_cast<double>(kLargestExact)) {
+            const std::string plain = std::to_string(value);
+            text = std::stod(plain) == value ? plain : text;
+        }
+        if (text.find('.') != std::string::npos && text.find('e') == std::string::npos) {
+            text.erase(text.find_last_not_of('0') + 1);
+            text.erase(text.find_last_not_of('.') + 1);
+        }
+        return text;
+    }
+
     std::string placeOf(const char* field) const {
         return fields_.place() + ": field " + inQuotes(field);
     }
@@ -364,10 +382,11 @@ class References {
 
     Operand operand(const char* field, const Json& value) const {
         if (value.is_number()) {
-            const auto number = Decimal::parse(value.dump());
+            const auto number = Decimal::parse(plainText(value));
             if (!number.has_value()) {
-                throw BadCatalogue(placeOf(field) + " has the number " + value.dump() +
-                                   " where at most 19 digits and 6 decimals are allowed");
+                throw BadCatalogue(placeOf(field) + " has the number " + value.dump() + " where one up to " +
+                                   std::to_string(kLargestExact) + " with at most " + std::to_string(kMostDecimals) +
+                                   " decimals is allowed");
             }
             return *number;
         }
@@ -400,7 +419,8 @@ Rate rate(const Catalogue& catalogue, const Fields& fields) {
 Percent percent(const Catalogue& catalogue, const Fields& fields) {
     fields.allowOnly({"id", "group", "code", "kind", "part", "of", "decimals"});
     const References references(catalogue, fields);
-    return {references.statistic("part"), references.operands("of"), decimals(fields)};
+    return {references.statistic("part"), references.operands("of"), decimals(fields),
+            references.decimalsOfNumbers("of")};
 }
 
 ValueKind valueKind(const Catalogue& catalogue, const Fields& fields) {

@@ -64,6 +64,8 @@ struct Percent {
     size_t part;
     std::vector<Operand> of;
     int decimals;
+    // The most of the operands of the whole.
+    int decimalsOfWhole;
 };
 
 using ValueKind = std::variant<ConstantText, Counter, Gauge, TimeText, Sum, Rate, Percent>;

@@ -74,17 +74,23 @@ std::optional<Instant> parseIsoText(std::string_view text) {
            std::chrono::seconds(*second);
 }
 
-Clock::Clock() : frozen_(false), start_(systemTime()) {}
+Clock::Clock(TimeSources sources) : sources_(sources) {
+    const Instant begun = sources_.system();
+    start_ = std::chrono::floor<std::chrono::seconds>(begun);
+    steadyStart_ = sources_.steady() - (begun - start_);
+}
 
-Clock::Clock(Instant start, std::chrono::seconds stepPerQuery)
-    : frozen_(true), start_(start), stepPerQuery_(stepPerQuery) {}
+Clock::Clock(Instant start, std::chrono::seconds stepPerQuery) : start_(start), stepPerQuery_(stepPerQuery) {}
 
 Instant Clock::now(uint32_t earlierQueries) const {
-    if (frozen_) {
-        return start_ + stepPerQuery_ * earlierQueries;
+    return start_ + std::min<std::chrono::milliseconds>(sinceStart(earlierQueries), kLongestRun);
+}
+
+std::chrono::milliseconds Clock::sinceStart(uint32_t earlierQueries) const {
+    if (steadyStart_.has_value()) {
+        return std::chrono::floor<std::chrono::milliseconds>(sources_.steady() - *steadyStart_);
     }
-    // The system's time may be set back; the values never are.
-    return std::max(start_, systemTime());
+    return stepPerQuery_ * earlierQueries;
 }
 
 }  // namespace gatewaysim

@@ -10,19 +10,16 @@ namespace gatewaysim {
 namespace {
 
 constexpr int32_t kMillion = 1'000'000;
-constexpr int64_t kLargestWhole = 4'000'000'000'000'000'000;
-// Of a 64-bit number.
-constexpr size_t kMostDigits = 19;
 
 bool isDigits(std::string_view text) {
     return !text.empty() &&
            std::all_of(text.begin(), text.end(), [](char character) { return character >= '0' && character <= '9'; });
 }
 
-int64_t numberOf(std::string_view digits) {
+std::optional<int64_t> numberOf(std::string_view digits) {
     int64_t number = 0;
     const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    return read.ec == std::errc() ? std::min(number, kLargestWhole) : kLargestWhole;
+    return read.ec == std::errc() ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace
@@ -33,19 +30,21 @@ std::optional<Decimal> Decimal::parse(std::string_view text) {
     const size_t point = text.find('.');
     const std::string_view whole = text.substr(0, point);
     std::string fraction(point == std::string_view::npos ? "0" : text.substr(point + 1));
-    if (!isDigits(whole) || whole.size() > kMostDigits || !isDigits(fraction) ||
-        fraction.size() > static_cast<size_t>(kMostDecimals)) {
+    if (!isDigits(whole) || !isDigits(fraction) || fraction.size() > static_cast<size_t>(kMostDecimals)) {
         return std::nullopt;
     }
     fraction.resize(kMostDecimals, '0');
-    const Decimal number(numberOf(whole), static_cast<int32_t>(numberOf(fraction)));
+    const auto wholeNumber = numberOf(whole);
+    if (!wholeNumber.has_value()) {
+        return std::nullopt;
+    }
+    const Decimal number(*wholeNumber, static_cast<int32_t>(*numberOf(fraction)));
     return isNegative ? -number : number;
 }
 
 Decimal Decimal::operator+(const Decimal& other) const {
     const int32_t millionths = millionths_ + other.millionths_;
-    const int64_t whole = whole_ + other.whole_ + millionths / kMillion;
-    return {std::clamp(whole, -kLargestWhole, kLargestWhole), millionths % kMillion};
+    return {whole_ + other.whole_ + millionths / kMillion, millionths % kMillion};
 }
 
 Decimal Decimal::operator-() const {

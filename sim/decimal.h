@@ -9,14 +9,17 @@
 namespace gatewaysim {
 
 inline constexpr int kMostDecimals = 6;
+// The sum of magnitudes up to which additions are exact, with some room below what 64 bits hold.
+inline constexpr int64_t kLargestExact = 9'000'000'000'000'000'000;
 
 // A number with up to six decimals, exact: what a reader adds up from values as they are shown agrees to the last
-// digit. Beyond four quintillions on either side it stands still at that bound.
+// digit. Whoever adds sees to it that the magnitudes do not add up to more than kLargestExact.
 class Decimal {
   public:
     Decimal() = default;
 
-    // Digits with an optional "-" before them and an optional fraction; nothing else is a number.
+    // Digits with an optional "-" before them and an optional fraction; nothing else is a number,
+    // and no number what 64 bits do not hold.
     static std::optional<Decimal> parse(std::string_view text);
 
     Decimal operator+(const Decimal& other) const;

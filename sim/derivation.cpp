@@ -1,10 +1,12 @@
 #include "derivation.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <string>
 #include <vector>
 
+#include "clock.h"
 #include "log.h"
 
 namespace gatewaysim {
@@ -64,7 +66,10 @@ int shownDecimals(const ValueKind& kind) {
 class Derivations {
   public:
     explicit Derivations(Catalogue& catalogue)
-        : catalogue_(catalogue), depths_(catalogue.statistics.size()), haveRate_(catalogue.statistics.size()) {
+        : catalogue_(catalogue),
+          depths_(catalogue.statistics.size()),
+          haveRate_(catalogue.statistics.size()),
+          magnitudes_(catalogue.statistics.size()) {
         for (const Statistic& statistic : catalogue.statistics) {
             references_.push_back(referencesOf(statistic.kind));
         }
@@ -126,25 +131,105 @@ class Derivations {
     }
 
     void complete(size_t index) {
-        ValueKind& kind = catalogue_.statistics[index].kind;
+        const ValueKind& kind = catalogue_.statistics[index].kind;
         for (const Reference& reference : references_[index]) {
-            if (!isNumber(catalogue_.statistics[reference.to].kind)) {
-                throw bad(index, reference, "has a value that is no number; name a statistic whose value is one");
-            }
+            check(index, reference);
             depths_[index] = std::max(depths_[index], depths_[reference.to] + 1);
-            if (depths_[index] > kDeepestReference) {
-                throw bad(index, reference,
-                          "goes through more than " + std::to_string(kDeepestReference) +
-                              " others; name what those are made of instead");
-            }
-            if (std::holds_alternative<Rate>(kind) && !haveRate_[reference.to]) {
-                throw bad(index, reference, "has no rate; name a counter, or a sum of counters");
-            }
-            if (auto* sum = std::get_if<Sum>(&kind)) {
-                sum->decimals = std::max(sum->decimals, shownDecimals(catalogue_.statistics[reference.to].kind));
-            }
         }
+        takeDecimals(catalogue_.statistics[index].kind);
         haveRate_[index] = hasRate(index);
+        magnitudes_[index] = magnitudeOf(kind);
+        if (!isExact(kind, magnitudes_[index])) {
+            throw BadCatalogue(place(index) + "its numbers can add up to more than " + std::to_string(kLargestExact) +
+                               " within a hundred years, beyond which they are not exact; name smaller ones, or " +
+                               "counters of a lower rate");
+        }
+    }
+
+    void check(size_t index, const Reference& reference) const {
+        if (!isNumber(catalogue_.statistics[reference.to].kind)) {
+            throw bad(index, reference,
+                      "has a value that is no number up to " + std::to_string(kLargestExact) + " with at most " +
+                          std::to_string(kMostDecimals) + " decimals; name a statistic whose value is one");
+        }
+        if (depths_[reference.to] >= kDeepestReference) {
+            throw bad(index, reference,
+                      "goes through more than " + std::to_string(kDeepestReference) +
+                          " others; name what those are made of instead");
+        }
+        if (std::holds_alternative<Rate>(catalogue_.statistics[index].kind) && !canBeRated(reference.to)) {
+            throw bad(index, reference, "has no rate; name a counter, or a sum of counters");
+        }
+    }
+
+    void takeDecimals(ValueKind& kind) const {
+        if (auto* sum = std::get_if<Sum>(&kind)) {
+            sum->decimals =
+                std::max({sum->decimals, decimalsOfStatistics(sum->plus), decimalsOfStatistics(sum->minus)});
+        } else if (auto* percent = std::get_if<Percent>(&kind)) {
+            percent->decimalsOfWhole = std::max(percent->decimalsOfWhole, decimalsOfStatistics(percent->of));
+        }
+    }
+
+    int decimalsOfStatistics(const std::vector<Operand>& operands) const {
+        int most = 0;
+        for (const Operand& operand : operands) {
+            const auto* index = std::get_if<size_t>(&operand);
+            most = std::max(most, index != nullptr ? shownDecimals(catalogue_.statistics[*index].kind) : 0);
+        }
+        return most;
+    }
+
+    // The numbers of a percentage are added up; it itself may be as large as it will unless something is made of it.
+    bool isExact(const ValueKind& kind, double magnitude) const {
+        constexpr auto kLargest = static_cast<double>(kLargestExact);
+        if (const auto* percent = std::get_if<Percent>(&kind)) {
+            return magnitudes_[percent->part] <= kLargest && magnitudeOf(percent->of) <= kLargest;
+        }
+        return !std::holds_alternative<Sum>(kind) || magnitude <= kLargest;
+    }
+
+    // Nothing that the statistic shows while the clock goes on is further from 0; of sums, the parts together.
+    double magnitudeOf(const ValueKind& kind) const {
+        constexpr auto kSeconds = static_cast<double>(kLongestRun.count());
+        if (const auto* constant = std::get_if<ConstantText>(&kind)) {
+            const auto number = Decimal::parse(constant->text);
+            return number.has_value() ? std::fabs(number->approximately()) : 0;
+        }
+        if (const auto* counter = std::get_if<Counter>(&kind)) {
+            return static_cast<double>(counter->start) + counter->perSecond * kSeconds;
+        }
+        if (const auto* gauge = std::get_if<Gauge>(&kind)) {
+            return std::fmax(std::fabs(gauge->between.low), std::fabs(gauge->between.high)) + 1;
+        }
+        if (const auto* sum = std::get_if<Sum>(&kind)) {
+            return magnitudeOf(sum->plus) + magnitudeOf(sum->minus);
+        }
+        if (const auto* rate = std::get_if<Rate>(&kind)) {
+            return magnitudes_[rate->of] + 1;
+        }
+        const auto* percent = std::get_if<Percent>(&kind);
+        return percent != nullptr ? magnitudeOf(*percent) : 0;
+    }
+
+    double magnitudeOf(const std::vector<Operand>& operands) const {
+        double magnitude = 0;
+        for (const Operand& operand : operands) {
+            const auto* constant = std::get_if<Decimal>(&operand);
+            magnitude +=
+                constant != nullptr ? std::fabs(constant->approximately()) : magnitudes_[std::get<size_t>(operand)];
+        }
+        return magnitude;
+    }
+
+    // The smallest whole that is not 0 is one of the last decimal.
+    double magnitudeOf(const Percent& percent) const {
+        return magnitudes_[percent.part] * 100 * std::pow(10, percent.decimalsOfWhole) + 1;
+    }
+
+    // Numbers that never change may be a part of a sum that grows; of their own growth nobody asks.
+    bool canBeRated(size_t index) const {
+        return haveRate_[index] && !std::holds_alternative<ConstantText>(catalogue_.statistics[index].kind);
     }
 
     bool hasRate(size_t index) const {
@@ -157,15 +242,19 @@ class Derivations {
     }
 
     BadCatalogue bad(size_t index, const Reference& reference, const std::string& why) const {
-        return BadCatalogue("statistics[" + std::to_string(index) + "] (" +
-                            inQuotes(catalogue_.statistics[index].id, 60) + "): field " + inQuotes(reference.field) +
-                            " names " + inQuotes(catalogue_.statistics[reference.to].id, 60) + ", which " + why);
+        return BadCatalogue(place(index) + "field " + inQuotes(reference.field) + " names " +
+                            inQuotes(catalogue_.statistics[reference.to].id, 60) + ", which " + why);
+    }
+
+    std::string place(size_t index) const {
+        return "statistics[" + std::to_string(index) + "] (" + inQuotes(catalogue_.statistics[index].id, 60) + "): ";
     }
 
     Catalogue& catalogue_;
     std::vector<std::vector<Reference>> references_;
     std::vector<size_t> depths_;
     std::vector<bool> haveRate_;
+    std::vector<double> magnitudes_;
 };
 
 }  // namespace

@@ -6,7 +6,8 @@
 namespace gatewaysim {
 
 // Looks at the statistics that are made of others: throws BadCatalogue where one is made of something that is no
-// number, has no rate, leads back to it or goes too deep. Gives each sum the decimals of its operands.
+// number, has no rate, leads back to it, goes too deep or cannot be added up exactly. Gives sums and wholes the
+// decimals of their operands.
 void completeDerivations(Catalogue& catalogue);
 
 }  // namespace gatewaysim

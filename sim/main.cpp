@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <cstdio>
 #include <exception>
 #include <memory>
 #include <random>
@@ -13,6 +12,7 @@
 #include "hostile.h"
 #include "log.h"
 #include "options.h"
+#include "output.h"
 #include "recording.h"
 #include "recording_proxy.h"
 #include "replay.h"
@@ -46,18 +46,6 @@ std::string catalogueText(const Options& options) {
     return options.builtIn == BuiltIn::unusual ? unusualCatalogueText() : everydayCatalogueText();
 }
 
-void printLine(const std::string& line) {
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
-}
-
-// For an answer that is all that was asked for: to lose a part of it is a failure.
-void printAnswer(const std::string& text) {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-        throw std::runtime_error("the output cannot be written: look whether the disk is full");
-    }
-}
-
 native::Listening listenAsTold(const Options& options) {
     try {
         return native::listenOn(options.host, options.port);
@@ -71,7 +59,7 @@ native::Listening listenAsTold(const Options& options) {
 void serve(const Options& options, const native::Listening& listening, const ConnectionHandler& handler, Log& log,
            StopSignal& stop) {
     raiseOnTerminationRequest(stop);
-    printLine("gatewaysim listening on " + textOf(Address{options.host, listening.port}) + "\n");
+    print("gatewaysim listening on " + textOf(Address{options.host, listening.port}) + "\n");
     std::thread inputWatch;
     if (options.exitWithStandardInput) {
         inputWatch = std::thread([&stop] { raiseAtEndOfStandardInput(stop); });
@@ -143,7 +131,7 @@ int work(const Options& options) {
     const std::string text = catalogueText(options);
     const Catalogue catalogue = parseCatalogue(text, options.catalogueFile.value_or("built-in"));
     if (options.printCatalogue) {
-        printAnswer(text);
+        print(text);
     } else {
         simulate(options, catalogue, log, stop);
     }
@@ -158,7 +146,7 @@ int run(int count, const char* const* arguments) {
             return 0;
         }
         if (options->listHostile.has_value()) {
-            printAnswer(*options->listHostile == ListFormat::tabs ? hostileListForPrograms() : hostileListForReading());
+            print(*options->listHostile == ListFormat::tabs ? hostileListForPrograms() : hostileListForReading());
             return 0;
         }
         return work(*options);

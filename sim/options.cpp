@@ -3,12 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
-#include <iostream>
 #include <string_view>
 
 #include "admin_service.h"
 #include "hostile.h"
 #include "log.h"
+#include "output.h"
 
 namespace gatewaysim {
 
@@ -76,7 +76,8 @@ std::string footer() {
            "  and \"code\". A negative code comes without entries, any other with them.\n"
            "  --print-catalogue shows a whole one. In the place of a text may stand {\"hex\": \"1B5B324A\"}, its bytes.\n"
            "\n"
-           "Exit codes: 0 ended on request, 1 failed, 2 bad option, catalogue, fault or port.\n";
+           "Exit codes: 0 ended on request, 1 failed: the output or the recording cannot be written, 2 bad option, catalogue,\n"
+           "  recording, fault or port.\n";
 }
 
 std::optional<ListFormat> checkedFormat(const RawOptions& raw) {
@@ -245,10 +246,10 @@ std::optional<Options> parseOptions(int count, const char* const* arguments) {
     try {
         app.parse(count, arguments);
     } catch (const CLI::CallForHelp&) {
-        std::cout << app.help() << std::flush;
+        print(app.help());
         return std::nullopt;
     } catch (const CLI::CallForVersion& version) {
-        std::cout << version.what() << std::endl;
+        print(std::string(version.what()) + "\n");
         return std::nullopt;
     } catch (const CLI::ParseError& error) {
         throw BadOption(error.what());

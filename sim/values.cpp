@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <string>
 
 #include "randomness.h"
 
@@ -34,7 +35,9 @@ Position wander(const Wandering& wandering, uint64_t seed, double seconds) {
 std::string withDecimals(double value, int decimals) {
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
-    return text.data();
+    const std::string shown = text.data();
+    const bool isMinusZero = shown.starts_with('-') && shown.find_first_not_of("-0.") == std::string::npos;
+    return isMinusZero ? shown.substr(1) : shown;
 }
 
 }  // namespace
@@ -48,7 +51,7 @@ std::string Moment::counterText(const Statistic& statistic, const Counter& count
     if (counter.lag.has_value()) {
         grown -= wander(*counter.lag, seed_ ^ hashOf(statistic.id), seconds()).value;
     }
-    return std::to_string(counter.start + static_cast<int64_t>(std::fmin(std::floor(grown), 1e18)));
+    return std::to_string(counter.start + static_cast<int64_t>(std::floor(grown)));
 }
 
 std::string Moment::percentText(const Percent& percent) {

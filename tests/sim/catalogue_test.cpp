@@ -196,11 +196,22 @@ INSTANTIATE_TEST_SUITE_P(
                    "no more than \"rate\"")),
     withName);
 
+constexpr const char* kNoNumber =
+    ", which has a value that is no number up to 9000000000000000000 with at most 6 decimals; name a statistic whose "
+    "value is one";
+constexpr const char* kTooLarge =
+    "its numbers can add up to more than 9000000000000000000 within a hundred years, beyond which they are not exact; "
+    "name smaller ones, or counters of a lower rate";
+
 // A statistic "a" of these fields, beside some that it may name.
 BadContent badDerived(const char* name, const std::string& fields, const std::string& message) {
     return {name, catalogueWith(R"({"id": "a", "group": "g", "kind": )" + fields + R"(},
                 {"id": "count", "group": "g", "kind": "counter", "start": 1, "rate": 1},
                 {"id": "level", "group": "g", "kind": "gauge", "low": 1, "high": 2, "period": 5},
+                {"id": "fast", "group": "g", "kind": "counter", "start": 0, "rate": 1000000000},
+                {"id": "share", "group": "g", "kind": "percent", "part": "fast", "of": ["count"]},
+                {"id": "largest", "group": "g", "kind": "text", "text": "9223372036854775807"},
+                {"id": "digits", "group": "g", "kind": "text", "text": "9999999999999999999"},
                 {"id": "word", "group": "g", "kind": "text", "text": "32 of them"},
                 {"id": "time", "group": "g", "kind": "clock", "shows": "now"},
                 {"id": "of a", "group": "g", "kind": "sum", "plus": ["a"]})"),
@@ -215,8 +226,10 @@ INSTANTIATE_TEST_SUITE_P(
         badDerived("PlusNoArray", R"("sum", "plus": "count")", "field \"plus\" is a text where an array belongs"),
         badDerived("PlusOfNull", R"("sum", "plus": ["count", null])",
                    "field \"plus\" has null where an id or a number belongs"),
-        badDerived("NumberTooFine", R"("sum", "plus": [0.12345678])",
-                   "field \"plus\" has the number 0.12345678 where at most 19 digits and 6 decimals are allowed"),
+        badDerived(
+            "NumberTooFine", R"("sum", "plus": [0.12345678])",
+            "field \"plus\" has the number 0.12345678 where one up to 9000000000000000000 with at most 6 decimals is "
+            "allowed"),
         badDerived(
             "MinusUnknown", R"("sum", "plus": ["count"], "minus": ["other\u0007"])",
             "field \"minus\" names \"other\\x07\", which is not among \"statistics\"; correct the id, or add the "
@@ -225,11 +238,25 @@ INSTANTIATE_TEST_SUITE_P(
             "GroupForStatistic", R"("sum", "plus": ["g"])",
             "field \"plus\" names \"g\", which is not among \"statistics\"; correct the id, or add the statistic"),
         badDerived(
-            "NoNumber", R"("sum", "plus": ["count", "word"])",
-            "field \"plus\" names \"word\", which has a value that is no number; name a statistic whose value is one"),
-        badDerived(
-            "PercentOfAClock", R"("percent", "part": "count", "of": ["time"])",
-            "field \"of\" names \"time\", which has a value that is no number; name a statistic whose value is one"),
+            "NumberTooLarge", R"("sum", "plus": [9999999999999999999])",
+            "field \"plus\" has the number 9999999999999999999 where one up to 9000000000000000000 with at most 6 "
+            "decimals is allowed"),
+        badDerived("NoNumber", R"("sum", "plus": ["count", "word"])",
+                   std::string("field \"plus\" names \"word\"") + kNoNumber),
+        badDerived("NumberOfTooManyDigits", R"("sum", "plus": ["digits"])",
+                   std::string("field \"plus\" names \"digits\"") + kNoNumber),
+        badDerived("PercentOfAClock", R"("percent", "part": "count", "of": ["time"])",
+                   std::string("field \"of\" names \"time\"") + kNoNumber),
+        badDerived("LargestText", R"("sum", "plus": ["largest"])", kTooLarge),
+        badDerived("SmallestText", R"("sum", "plus": [0], "minus": ["largest"])", kTooLarge),
+        badDerived("TooLargeTogether", R"("sum", "plus": [4500000000000000000], "minus": [4500000000000100000])",
+                   kTooLarge),
+        badDerived("WholeTooLarge", R"("percent", "part": "count", "of": ["count", 9000000000000000000])", kTooLarge),
+        badDerived("PartTooLarge", R"("percent", "part": "largest", "of": [100])", kTooLarge),
+        badDerived("CountersThatGrowTooLarge", R"("sum", "plus": ["fast", "fast", "fast"])", kTooLarge),
+        badDerived("PercentThatGrowsTooLarge", R"("sum", "plus": ["share"])", kTooLarge),
+        badDerived("RateOfAText", R"("rate", "of": "largest")",
+                   "field \"of\" names \"largest\", which has no rate; name a counter, or a sum of counters"),
         badDerived("PercentDecimalsTooMany", R"("percent", "part": "count", "of": [100], "decimals": 7)",
                    "field \"decimals\" is 7 where 0 to 6 is allowed"),
         badDerived("RateOfAGauge", R"("rate", "of": "level")",

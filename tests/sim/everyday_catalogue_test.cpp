@@ -255,6 +255,29 @@ TEST(EverydayCatalogue, NoCounterAndNoSumOfCountersEverFalls) {
     EXPECT_GT(compared, 40U * 500);
 }
 
+TEST(EverydayCatalogue, NothingWaitsWhileAWorkerIsFree) {
+    for (const std::vector<Values>& run : runs()) {
+        for (const Values& values : run) {
+            ASSERT_TRUE(countOf(values, "pool.workers.waiting") == 0 ||
+                        countOf(values, "pool.workers.busy") == countOf(values, "pool.workers.size"))
+                << values.at("daemon.current_time");
+        }
+    }
+}
+
+TEST(EverydayCatalogue, ExtremesSinceTheStartNeverMoveBack) {
+    for (const std::vector<Values>& run : runs()) {
+        for (size_t moment = 1; moment < run.size(); ++moment) {
+            for (const char* const id :
+                 {"response_times.maximum_ms", "pool.workers.longest_wait_ms", "connections.peak"}) {
+                ASSERT_LE(valueOf(run[moment - 1], id), valueOf(run[moment], id)) << id;
+            }
+            ASSERT_GE(valueOf(run[moment - 1], "response_times.minimum_ms"),
+                      valueOf(run[moment], "response_times.minimum_ms"));
+        }
+    }
+}
+
 TEST(EverydayCatalogue, RequestsGrowByTheirRate) {
     // Of the one counter that does not grow evenly.
     constexpr size_t kPeriod = 30;

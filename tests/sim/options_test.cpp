@@ -133,6 +133,8 @@ TEST(Options, HelpNamesEveryOptionAndFaultOnStandardOutput) {
                                    "eyecatcher",
                                    "code=VALUE",
                                    "refuse[=VALUE]",
+                                   "1 failed: the output or the recording cannot be written, 2 bad option, catalogue,\n"
+                                   "  recording, fault or port.",
                                    "admin-code=VALUE",
                                    "exception",
                                    "stall",

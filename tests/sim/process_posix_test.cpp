@@ -123,16 +123,29 @@ TEST(RecordingFile, ThatCanGrowNoFurtherEndsTheRecorderWithAFailure) {
         << program.standardError;
 }
 
+constexpr const char* kOutputLost = "gatewaysim: the output cannot be written: look whether the disk is full\n";
+
+test_support::ProgramOutcome withFullOutput(const std::vector<std::string>& arguments) {
+    test_support::ProgramRun run;
+    run.arguments = arguments;
+    run.output = test_support::OutputTarget::file;
+    run.outputFile = "/dev/full";
+    return test_support::runProgram(GATEWAYSIM_PROGRAM, run);
+}
+
 TEST(GatewaysimOutput, ThatCannotBeWrittenIsAFailure) {
-    for (const char* const option : {"--print-catalogue", "--list-hostile"}) {
-        test_support::ProgramRun run;
-        run.arguments = {option};
-        run.output = test_support::OutputTarget::file;
-        run.outputFile = "/dev/full";
-        const test_support::ProgramOutcome outcome = test_support::runProgram(GATEWAYSIM_PROGRAM, run);
+    for (const char* const option : {"--print-catalogue", "--list-hostile", "--version", "--help"}) {
+        const test_support::ProgramOutcome outcome = withFullOutput({option});
         EXPECT_EQ(outcome.exitCode, 1) << option;
-        EXPECT_EQ(outcome.standardError, "gatewaysim: the output cannot be written: look whether the disk is full\n");
+        EXPECT_EQ(outcome.standardError, kOutputLost) << option;
     }
+}
+
+TEST(GatewaysimOutput, ThatCannotTellTheAddressEndsItBeforeItServes) {
+    // With standard input at its end it would end by itself, and well.
+    const test_support::ProgramOutcome outcome = withFullOutput({"--port", "0", "--exit-with-stdin"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.standardError, kOutputLost);
 }
 
 }  // namespace

@@ -132,6 +132,27 @@ TEST(Value, OfARunningClockNeverFalls) {
     }
 }
 
+TEST(Value, OfTheUptimeIsTheTimeSinceTheStartThatIsShown) {
+    const TemporaryFile file(R"({"protocol": "1", "groups": ["g"], "statistics": [
+        {"id": "now", "group": "g", "kind": "clock", "shows": "now"},
+        {"id": "start", "group": "g", "kind": "clock", "shows": "start"},
+        {"id": "uptime", "group": "g", "kind": "counter", "start": 0, "rate": 1}]})");
+    const GatewaySim sim(withCatalogue(file.path()));
+    Conversation conversation(sim);
+    conversation.open();
+    // A second and more: the time and the uptime each go on once at least.
+    std::set<std::string> times;
+    std::set<std::string> uptimes;
+    while (times.size() < 2 || uptimes.size() < 2) {
+        const auto values = valuesOf(conversation);
+        const auto secondOfTheMinute = [&](const char* id) { return std::stoi(values.at(id).substr(17, 2)); };
+        const int passed = (secondOfTheMinute("now") - secondOfTheMinute("start") + 60) % 60;
+        ASSERT_EQ(std::stoi(values.at("uptime")) % 60, passed) << values.at("start") << " to " << values.at("now");
+        times.insert(values.at("now"));
+        uptimes.insert(values.at("uptime"));
+    }
+}
+
 // What a conversation with a simulator on this catalogue tells in so many queries.
 std::vector<std::map<std::string, std::string>> momentsOf(const std::string& statistics, const std::string& step,
                                                           int count) {
@@ -199,6 +220,50 @@ TEST(DerivedValue, SumsAreExact) {
     EXPECT_EQ(moments.at(0).at("b"), "-999999999999999.9");
     EXPECT_EQ(moments.at(0).at("c"), "0.0");
     EXPECT_EQ(moments.at(0).at("d"), "-0.000001");
+}
+
+TEST(DerivedValue, SumsAreExactUpToTheirBound) {
+    const auto moments = momentsOf(
+        R"({"id": "a", "group": "g", "kind": "sum", "plus": ["large", "larger"]},
+           {"id": "b", "group": "g", "kind": "sum", "plus": [1], "minus": ["larger", 999999999999999]},
+           {"id": "large", "group": "g", "kind": "counter", "start": 999999999999999, "rate": 0},
+           {"id": "larger", "group": "g", "kind": "text", "text": "8999000000000000000"})",
+        "0", 1);
+    EXPECT_EQ(moments.at(0).at("a"), "8999999999999999999");
+    EXPECT_EQ(moments.at(0).at("b"), "-8999999999999999998");
+}
+
+TEST(DerivedValue, AWholeNumberHasNoDecimalsHoweverItIsWritten) {
+    const auto moments = momentsOf(
+        R"({"id": "a", "group": "g", "kind": "sum", "plus": [1e3]},
+           {"id": "b", "group": "g", "kind": "sum", "plus": [2.0]},
+           {"id": "c", "group": "g", "kind": "sum", "plus": [1], "minus": [3e17]},
+           {"id": "d", "group": "g", "kind": "sum", "plus": [1e-5, 1.50]},
+           {"id": "e", "group": "g", "kind": "sum", "plus": [-0.0]})",
+        "0", 1);
+    EXPECT_EQ(moments.at(0).at("a"), "1000");
+    EXPECT_EQ(moments.at(0).at("b"), "2");
+    EXPECT_EQ(moments.at(0).at("c"), "-299999999999999999");
+    EXPECT_EQ(moments.at(0).at("d"), "1.50001");
+    EXPECT_EQ(moments.at(0).at("e"), "0");
+}
+
+TEST(Value, OfNothingHasNoSign) {
+    const auto moments = momentsOf(
+        R"({"id": "whole", "group": "g", "kind": "gauge", "low": -0.4, "high": -0.4, "period": 10},
+           {"id": "fine", "group": "g", "kind": "gauge", "low": -0.004, "high": -0.004, "period": 10, "decimals": 2},
+           {"id": "below", "group": "g", "kind": "gauge", "low": -0.006, "high": -0.006, "period": 10, "decimals": 2},
+           {"id": "rate", "group": "g", "kind": "rate", "of": "falling", "decimals": 1},
+           {"id": "percent", "group": "g", "kind": "percent", "part": "nothing", "of": ["falling"], "decimals": 1},
+           {"id": "nothing", "group": "g", "kind": "sum", "plus": [0]},
+           {"id": "falling", "group": "g", "kind": "sum", "plus": [0], "minus": ["slow"]},
+           {"id": "slow", "group": "g", "kind": "counter", "start": 5, "rate": 0.01})",
+        "0", 1);
+    EXPECT_EQ(moments.at(0).at("whole"), "0");
+    EXPECT_EQ(moments.at(0).at("fine"), "0.00");
+    EXPECT_EQ(moments.at(0).at("below"), "-0.01");
+    EXPECT_EQ(moments.at(0).at("rate"), "0.0");
+    EXPECT_EQ(moments.at(0).at("percent"), "0.0");
 }
 
 TEST(DerivedValue, APercentOfNothingIsZero) {
