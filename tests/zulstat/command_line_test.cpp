@@ -372,6 +372,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{{"watch", "-n", "0"}, "--count: \"0\" is no number from 1 to 1000000000."},
         WrongUsage{{"watch", "-i", "0"}, "--interval: \"0\" is no number of seconds from 0.05 to 86400."},
         WrongUsage{{"dump"}, "\"dump\" needs one FILE."},
+        WrongUsage{{"dump", "-"},
+                   "\"dump\" writes to a file, not to standard output. Write ./- for a file of that name."},
         WrongUsage{{"stats", "--gr", "x"}, "there is no option \"--gr\". Did you mean \"--group\"?"},
         WrongUsage{{"stats", "--form", "json"}, "there is no option \"--form\". Did you mean \"--format\"?"},
         WrongUsage{{"--group", "memory", "stats"},

@@ -87,6 +87,17 @@ TEST(RenderOpenMetrics, NumbersEqualIdsOfOneElement) {
         << text;
 }
 
+TEST(RenderOpenMetrics, NumbersTheIdsOfAnElementThatComesTwiceInAnAnswer) {
+    Report made = report();
+    made.results[0].elements = {{"A", 0, {{"a", "1"}}}, {"B", 0, {{"a", "2"}}}, {"A", 0, {{"a", "3"}}}};
+    const std::string text = renderOpenMetrics({made}, false);
+    const std::string start = "zulstat_statistic{gateway=\"gateway1:7\",element=";
+    EXPECT_NE(text.find(start + "\"A\",id=\"a\"} 1\n" + start + "\"B\",id=\"a\"} 2\n" + start +
+                        "\"A\",id=\"a\",occurrence=\"2\"} 3\n#"),
+              std::string::npos)
+        << text;
+}
+
 TEST(RenderOpenMetrics, SaysThatAGatewayIsDown) {
     Report down;
     down.gateway = {"east", "h", 1};

@@ -127,6 +127,40 @@ TEST(WatchModel, KnowsTheChangeOfGreatWholeNumbersToTheLastDigit) {
     EXPECT_NE(watchCsv(gateway.model, 0, false).find(",18437736874454810622,"), std::string::npos);
 }
 
+TEST(WatchModel, ShowsNoChangeThatRoundingHasMade) {
+    struct Step {
+        std::string before;
+        std::string after;
+    };
+    for (const Step& step : {Step{"18446744073709551616", "18446744073709551617"},
+                             {"18446744073709551616", "18446744073709555712"},
+                             {"9007199254740993.5", "9007199254740994.5"},
+                             {"1e300", "1.0000000000000001e300"}}) {
+        OneGateway gateway({"c"});
+        gateway.sample({{"c", step.before}});
+        gateway.sample({{"c", step.after}});
+        EXPECT_FALSE(gateway.row().change) << step.after;
+        EXPECT_FALSE(gateway.row().rate) << step.after;
+        EXPECT_FALSE(gateway.row().isReset) << step.after;
+        gateway.sample({{"c", step.before}});
+        EXPECT_FALSE(gateway.row().change) << step.after;
+        EXPECT_TRUE(gateway.row().isReset) << step.after;
+    }
+}
+
+TEST(WatchModel, ShowsTheChangeOfLongNumbersThatRoundingDoesNotHide) {
+    OneGateway gateway({"c"});
+    gateway.sample({{"c", "18446744073709551616"}});
+    gateway.sample({{"c", "18446744073709551616.0"}});
+    EXPECT_EQ(gateway.row().change, 0);
+    EXPECT_EQ(gateway.row().rate, 0);
+    gateway.sample({{"c", "36893488147419103232"}});
+    EXPECT_EQ(gateway.row().change, 18446744073709551616.0);
+    gateway.sample({{"c", "0.1"}});
+    gateway.sample({{"c", "0.3"}});
+    EXPECT_NEAR(gateway.row().change.value_or(0), 0.2, 1e-15);
+}
+
 TEST(WatchModel, TakesWhatIsInfiniteForNoChangeAndNoRate) {
     OneGateway gateway({"c"});
     gateway.sample({{"c", "-1e308"}});

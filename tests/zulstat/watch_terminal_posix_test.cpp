@@ -104,6 +104,20 @@ TEST_F(WatchOnATerminal, LeavesItWhenTerminatedWhileItsOutputIsHeld) {
     EXPECT_TRUE(session.isInLineMode());
 }
 
+// A key makes it draw, so that it is held up in the middle of a picture.
+TEST_F(WatchOnATerminal, LeavesItWhenInterruptedFromElsewhereWhileAPictureIsHeld) {
+    TerminalSession session("sh -c 'echo process $$.; exec \"$@\"' sh \"$@\"; echo ended with $?", watch());
+    session.readUntil("process ");
+    const auto process = static_cast<pid_t>(std::stol(session.readUntil(".")));
+    session.readUntil(kPicture);
+    session.type("\x13ppp");
+    ::kill(process, SIGINT);
+    awaitEnd(process);
+    session.type("\x11");
+    EXPECT_NE(session.readUntil("ended with 130").find(kLeft), std::string::npos);
+    EXPECT_TRUE(session.isInLineMode());
+}
+
 TEST_F(WatchOnATerminal, LeavesItAloneInTheBackground) {
     TerminalSession session("set -m; \"$@\" & read line; echo to the foreground; fg; echo ended with $?", watch());
     awaitQueries(5);

@@ -373,6 +373,16 @@ TEST(ZulstatDoctor, KeepsItsTimeLimitOverAllSteps) {
     EXPECT_GE(document["durationMs"].get<double>(), 1200);
 }
 
+// Some of the time is kept for the question whether a silent server speaks another language.
+TEST(ZulstatDoctor, GivesAHandshakeThatHasBegunTheWholeTimeLimit) {
+    const GatewaySim gateway({"--fault", "handshake:silence=1"});
+    const ProgramOutcome outcome = runZulstat(gateway, {"doctor", "-f", "json", "-t", "1"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    const json step = json::parse(outcome.standardOutput)["steps"][2];
+    EXPECT_EQ(step["detail"], "no answer in time after 1 bytes of a reply");
+    EXPECT_GE(step["durationMs"].get<double>(), 900);
+}
+
 TEST(ZulstatDoctor, ToldAsJsonSaysWhenAndOfWhom) {
     const CatalogueGateway gateway(kSmallCatalogue);
     const json document =

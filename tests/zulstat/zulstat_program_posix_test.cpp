@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -562,6 +563,65 @@ TEST_F(ZulstatOutputFile, StaysALinkWhetherOrNotThereIsAFileBehindIt) {
         EXPECT_EQ(::access(link.path().c_str(), F_OK), 0);
         EXPECT_TRUE(std::filesystem::is_symlink(link.path()));
     }
+}
+
+Texts namesIn(const std::filesystem::path& folder) {
+    Texts names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    return names;
+}
+
+// A folder for one file, in which a file beside it would show.
+class FolderOfOneFile {
+  public:
+    explicit FolderOfOneFile(const std::string& content) {
+        std::filesystem::create_directory(name_.path());
+        std::ofstream(file()) << content;
+    }
+    ~FolderOfOneFile() {
+        std::error_code error;
+        std::filesystem::remove_all(name_.path(), error);
+    }
+    FolderOfOneFile(const FolderOfOneFile&) = delete;
+    FolderOfOneFile& operator=(const FolderOfOneFile&) = delete;
+
+    std::string file() const {
+        return name_.path() + "/file";
+    }
+    Texts names() const {
+        return namesIn(name_.path());
+    }
+
+  private:
+    TemporaryFile name_;
+};
+
+// A file may grow to a block of 512 or 1024 bytes, which is less than any of these results takes.
+TEST_F(ZulstatOutputFile, StaysAsItWasWhereTheNewOneOutgrowsTheLimit) {
+    for (const std::string arguments : {"stats --group alpha alpha alpha --format json --output", "dump"}) {
+        const FolderOfOneFile folder("old");
+        const ProgramOutcome outcome =
+            runInShell("ulimit -f 1; exec \"$@\" " + arguments + " \"" + folder.file() + "\"");
+        EXPECT_EQ(outcome.exitCode, 5) << arguments << outcome.standardError;
+        EXPECT_EQ(test_support::readFile(folder.file()), "old") << arguments;
+        EXPECT_EQ(folder.names(), Texts{"file"}) << arguments;
+    }
+}
+
+TEST_F(ZulstatOutputFile, OfADumpMayBeAPipeAndKeepsItsPermissionsElse) {
+    const TemporaryFile pipe;
+    ASSERT_EQ(::mkfifo(pipe.path().c_str(), 0600), 0);
+    const ProgramOutcome outcome =
+        runInShell("cat \"" + pipe.path() + "\" & \"$@\" dump \"" + pipe.path() + "\"; code=$?; wait; exit $code");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.standardError;
+    EXPECT_NE(outcome.standardOutput.find("zulstats state dump: "), std::string::npos);
+    EXPECT_NE(outcome.standardOutput.find("End of the dump.\n"), std::string::npos);
+    const TemporaryFile file("old");
+    ASSERT_EQ(::chmod(file.path().c_str(), 0640), 0);
+    EXPECT_EQ(ask({"dump", file.path()}).exitCode, 0);
+    EXPECT_EQ(permissionsOf(file.path()), 0640U);
 }
 
 TEST_F(ZulstatOutputFile, CannotBeALinkToItself) {

@@ -327,6 +327,11 @@ class CommandLineReader {
                 break;
             case Command::dump:
                 result_.dumpFile = onePositional();
+                if (result_.dumpFile == "-") {
+                    throw UsageFault{
+                        "\"dump\" writes to a file, not to standard output. Write ./- for a file of "
+                        "that name."};
+                }
                 break;
             case Command::completion:
                 result_.completionFor = onePositional();

@@ -25,6 +25,11 @@ fs::path pathOf(const std::string& name) {
     return {std::u8string(name.begin(), name.end())};
 }
 
+std::string nameOf(const fs::path& path) {
+    const std::u8string name = path.u8string();
+    return {name.begin(), name.end()};
+}
+
 // Nobody else's file has that name.
 fs::path besideOf(const fs::path& target) {
     std::random_device random;
@@ -59,6 +64,25 @@ std::optional<std::string> writeFile(const fs::path& path, const std::string_vie
     file.write(text.data(), static_cast<std::streamsize>(text.size()));
     file.close();
     return file ? std::nullopt : std::optional(whyNot());
+}
+
+// The work makes the file beside the target that takes its place.
+template <class Work>
+std::optional<std::string> replaceOrdinaryFile(const fs::path& target, const Work& work) {
+    std::error_code error;
+    if (fs::is_symlink(target, error)) {
+        return std::make_error_code(std::errc::too_many_symbolic_link_levels).message();
+    }
+    const fs::path beside = besideOf(target);
+    std::optional<std::string> fault = work(beside);
+    if (!fault) {
+        fs::rename(beside, target, error);
+        fault = error ? std::optional(error.message()) : std::nullopt;
+    }
+    if (fault) {
+        fs::remove(beside, error);
+    }
+    return fault;
 }
 
 // How far the output has come: what tells output that nobody takes from output that only takes its time.
@@ -155,20 +179,18 @@ std::optional<std::string> replaceFile(const std::string& name, const std::strin
     if (isNoOrdinaryFile(target)) {
         return writeFile(target, text);
     }
-    std::error_code error;
-    if (fs::is_symlink(target, error)) {
-        return std::make_error_code(std::errc::too_many_symbolic_link_levels).message();
+    return replaceOrdinaryFile(target, [&](const fs::path& beside) { return writeNewFile(beside, text, target); });
+}
+
+std::optional<std::string> replaceFileBy(const std::string& name, const FileWriter& write) {
+    const fs::path target = endOfLinks(pathOf(name));
+    if (descriptorNamed(target) || isNoOrdinaryFile(target)) {
+        return write(name);
     }
-    const fs::path beside = besideOf(target);
-    auto fault = writeNewFile(beside, text, target);
-    if (!fault) {
-        fs::rename(beside, target, error);
-        fault = error ? std::optional(error.message()) : std::nullopt;
-    }
-    if (fault) {
-        fs::remove(beside, error);
-    }
-    return fault;
+    return replaceOrdinaryFile(target, [&](const fs::path& beside) {
+        const auto fault = writeNewFile(beside, "", target);
+        return fault ? fault : write(nameOf(beside));
+    });
 }
 
 std::optional<std::string> appendToFile(const std::string& name, const std::string_view text) {

@@ -17,8 +17,9 @@
 
 namespace zulstat {
 
-// To be called before anything else: a closed pipe becomes an error of the write instead of a signal, no socket can
-// take the place of a closed standard stream, and as many descriptors are allowed as the system lets the process have.
+// To be called before anything else: a closed pipe and a file that may not grow become errors of the write instead of
+// signals, no socket can take the place of a closed standard stream, and as many descriptors are allowed as the system
+// lets the process have.
 void prepareConsole();
 
 // In UTF-8, without the program's name.
@@ -87,6 +88,9 @@ WriteOutcome writeSomeOutput(std::string_view text);
 // part. A link is followed, also one to a file that is not there yet. What is no ordinary file (a device, a pipe, a
 // name of an open descriptor as /dev/stdout) is written to as it is. What went wrong, if anything did.
 std::optional<std::string> replaceFile(const std::string& name, std::string_view text);
+// The same where something else writes: it is given the name of the file to append to, and says what went wrong.
+using FileWriter = std::function<std::optional<std::string>(const std::string& name)>;
+std::optional<std::string> replaceFileBy(const std::string& name, const FileWriter& write);
 // What went wrong, if anything did.
 std::optional<std::string> appendToFile(const std::string& name, std::string_view text);
 

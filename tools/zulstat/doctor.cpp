@@ -272,26 +272,34 @@ DumpOutcome fileFailed(const std::string& reason) {
     return {kExitOutputFailed, "it cannot be written: " + reason};
 }
 
-// The file is touched only when there is something to write to it.
-DumpOutcome writeDump(const GatewayConnection& connection, const std::string& file,
-                      const std::optional<std::string>& traceFile) {
-    if (const auto fault = replaceFile(file, "")) {
-        return fileFailed(*fault);
-    }
+// Appends to the file. A pipe's reader takes for the end what nobody has open: the library keeps it until all is there.
+DumpOutcome appendDump(const GatewayConnection& connection, const std::string& file,
+                       const std::optional<std::string>& traceFile) {
     const std::optional<std::string> name = fileNameForLibrary(file);
     const int32_t directed = name ? setAPITraceFile(name->c_str()) : STAPI_RC_TRACE_FILE_FAILED;
     if (directed != STAPI_RC_OK) {
         return fileFailed(describeCode(directed));
     }
     const int32_t dumped = connection.dump();
+    // The library does not say when it cannot write what it traces: a line of our own behind the dump tells.
+    const auto fault = dumped == STAPI_RC_OK ? appendToFile(file, "End of the dump.\n") : std::nullopt;
     const std::optional<std::string> traceName = traceFile ? fileNameForLibrary(*traceFile) : std::nullopt;
     setAPITraceFile(traceName ? traceName->c_str() : nullptr);
     if (dumped != STAPI_RC_OK) {
         return {kExitQueryFailed, describeCode(dumped)};
     }
-    // The library does not say when it cannot write what it traces: a line of our own behind the dump tells.
-    const auto fault = appendToFile(file, "End of the dump.\n");
     return fault ? fileFailed(*fault) : DumpOutcome();
+}
+
+// The old file stays until the new one is whole.
+DumpOutcome writeDump(const GatewayConnection& connection, const std::string& file,
+                      const std::optional<std::string>& traceFile) {
+    DumpOutcome outcome;
+    const auto fault = replaceFileBy(file, [&](const std::string& name) {
+        outcome = appendDump(connection, name, traceFile);
+        return outcome.exitCode == kExitOk ? std::nullopt : std::optional(outcome.reason);
+    });
+    return fault && outcome.exitCode == kExitOk ? fileFailed(*fault) : outcome;
 }
 
 DumpOutcome dumpGateway(GatewayConnection& connection, const Gateway& gateway, const std::string& file,

@@ -33,18 +33,19 @@ std::string startFamily(const std::string_view name, const std::string_view help
     return "# HELP " + family + " " + std::string(help) + "\n# TYPE " + family + " gauge\n";
 }
 
-// Every statistic once, in the order of the answers. Equal ids of one element get a label that tells them apart.
+// Every statistic once, in the order of the answers. Equal ids of elements of the same name get a label that tells them
+// apart, in one answer as in one element; what a later query answers with the same labels was asked for twice.
 template <class Visit>
 void forEachStatistic(const Reports& reports, const Visit& visit) {
     for (const Report& report : reports) {
         std::set<std::string> seen;
         for (const QueryResult& result : report.results) {
+            std::map<std::string, size_t> counts;
             for (const Element& element : result.elements) {
-                std::map<std::string, size_t> counts;
                 for (const Entry& entry : element.entries) {
                     std::string labels = "{" + gatewayLabel(report) + ",element=" + labelValue(element.text) +
                                          ",id=" + labelValue(entry.id);
-                    if (const size_t occurrence = ++counts[entry.id]; occurrence > 1) {
+                    if (const size_t occurrence = ++counts[labels]; occurrence > 1) {
                         labels += ",occurrence=" + labelValue(std::to_string(occurrence));
                     }
                     if (seen.insert(labels).second) {

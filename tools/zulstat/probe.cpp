@@ -86,10 +86,12 @@ StepFault faultOf(const ProbeFault& fault, const std::string_view advice) {
 // A conversation with what may be a gateway.
 class Conversation {
   public:
-    Conversation(ProbeSocket& socket, const ProbeDeadline deadline) : socket_(socket), end_(deadline) {}
+    Conversation(ProbeSocket& socket, const ProbeDeadline deadline)
+        : socket_(socket), end_(deadline), endOfSilence_(deadline) {}
 
-    void setDeadline(const ProbeDeadline deadline) {
-        end_ = deadline;
+    // Only the first byte of the next reply is waited for until then, and all else until the deadline.
+    void setEndOfSilence(const ProbeDeadline end) {
+        endOfSilence_ = end;
     }
 
     // The body of the reply, or why there is none.
@@ -135,7 +137,7 @@ class Conversation {
     // Until that many bytes have come in all.
     std::optional<StepFault> receive(std::string& bytes, const size_t wanted) {
         while (bytes.size() < wanted) {
-            auto part = socket_.receive(wanted - bytes.size(), end_);
+            auto part = socket_.receive(wanted - bytes.size(), bytes.empty() ? endOfSilence_ : end_);
             if (const auto* const fault = std::get_if<ProbeFault>(&part)) {
                 return describeEnd(bytes, fault->reason);
             }
@@ -163,6 +165,7 @@ class Conversation {
 
     ProbeSocket& socket_;
     ProbeDeadline end_;
+    ProbeDeadline endOfSilence_;
     bool isGateway_ = false;  // it has given a whole reply
 };
 
@@ -237,12 +240,12 @@ class Probe {
     }
 
     Outcome handshake() {
-        // The rest of the time is for the other question.
+        // The rest of the time is for the other question, for which there is no reason once something has come.
         constexpr milliseconds kLongestRest{1000};
         const auto rest = std::min<Clock::duration>((deadline_ - Clock::now()) / 4, kLongestRest);
-        conversation_->setDeadline(deadline_ - rest);
+        conversation_->setEndOfSilence(deadline_ - rest);
         auto reply = conversation_->exchange(request(kKindHandshake, "BASE", locale()));
-        conversation_->setDeadline(deadline_);
+        conversation_->setEndOfSilence(deadline_);
         if (auto* const fault = std::get_if<StepFault>(&reply)) {
             if (fault->detail.find("without a single byte") != std::string::npos && answersAsHttp()) {
                 fault->detail += "; asked as a browser would, it answers as an HTTP server";

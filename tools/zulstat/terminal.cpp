@@ -1,6 +1,7 @@
 #include "terminal.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace zulstat {
 namespace {
@@ -9,6 +10,7 @@ constexpr std::string_view kEnterScreen = "\x1B[?1049h\x1B[?25l\x1B[H\x1B[2J";
 constexpr std::string_view kLeaveScreen = "\x1B[?25h\x1B[?1049l";
 
 std::atomic<bool> isScreenTaken{false};
+std::mutex givingBackAtOnce;
 
 }  // namespace
 
@@ -20,6 +22,8 @@ WriteOutcome takeScreen() {
 
 WriteOutcome giveScreenBack() {
     if (!isScreenTaken) {
+        // Who was held up here must not end the process before the other thread is through.
+        const std::lock_guard lock(givingBackAtOnce);
         return {};
     }
     const WriteOutcome outcome = writeSomeOutput(kLeaveScreen);
@@ -29,6 +33,7 @@ WriteOutcome giveScreenBack() {
 }
 
 void giveScreenBackAtOnce() {
+    const std::lock_guard lock(givingBackAtOnce);
     if (isScreenTaken.exchange(false)) {
         sendAtOnce(kLeaveScreen);
         restoreKeyboard();

@@ -48,6 +48,18 @@ std::optional<double> finite(const double number) {
     return std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 
+// The change of two numbers that are not both whole and short; nothing where rounding them would be seen in it.
+std::optional<double> roundedChange(const WatchRow& row, const WatchRow& before) {
+    constexpr double kLeastSteps = 1000;
+    if (compareNumbers(row.value, before.value) == 0) {
+        return 0;
+    }
+    const double greater = std::max(std::fabs(*row.number), std::fabs(*before.number));
+    const double step = greater - std::nextafter(greater, 0.0);
+    const double change = *row.number - *before.number;
+    return std::fabs(change) < kLeastSteps * step ? std::nullopt : finite(change);
+}
+
 }  // namespace
 
 WatchModel::WatchModel(const std::vector<Gateway>& gateways, std::vector<std::string> counters, Selection selection)
@@ -159,11 +171,11 @@ void WatchModel::follow(WatchRow& row, const WatchRow& before) const {
     const std::optional<WholeNumber> whole = parseWholeNumber(row.value);
     const std::optional<WholeNumber> wholeBefore = parseWholeNumber(before.value);
     row.exactChange = whole && wholeBefore ? difference(*whole, *wholeBefore) : std::nullopt;
-    row.change = row.exactChange ? toDouble(*row.exactChange) : finite(*row.number - *before.number);
+    row.change = row.exactChange ? toDouble(*row.exactChange) : roundedChange(row, before);
+    row.isReset = row.isCounter && compareNumbers(row.value, before.value) < 0;
     if (!row.isCounter || !row.change) {
         return;
     }
-    row.isReset = *row.change < 0;
     const double seconds = std::chrono::duration<double>(row.at - before.at).count();
     if (!row.isReset && seconds > 0) {
         row.rate = finite(*row.change / seconds);

@@ -115,6 +115,7 @@ void prepareConsole() {
     keepStandardStreamsTaken();
     raiseDescriptorLimit();
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void holdInterruptions() {
