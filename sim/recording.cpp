@@ -178,12 +178,12 @@ RecordingWriter::RecordingWriter(const std::string& path, const std::string& gat
     if (!isWritten) {
         const int error = errno;
         std::remove(path.c_str());
-        throw BadRecording("recording " + inQuotes(path) +
-                           ": cannot be written: " + std::generic_category().message(error));
+        throw BadRecording("recording " + inQuotes(path) + ": cannot be written: " +
+                           std::generic_category().message(error) + "; look whether the disk is full");
     }
 }
 
-bool RecordingWriter::writeText(std::string_view text) {
+bool RecordingWriter::writeText(const std::string& text) {
     return std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size() && std::fflush(file_.get()) == 0;
 }
 

@@ -9,7 +9,6 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "bytes.h"
@@ -68,7 +67,7 @@ class RecordingWriter {
         }
     };
 
-    bool writeText(std::string_view text);
+    bool writeText(const std::string& text);
     bool writeHex(const Bytes& bytes);
     bool writeExchange(const RecordedExchange& exchange);
 
