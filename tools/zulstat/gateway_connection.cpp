@@ -261,8 +261,8 @@ std::optional<Failure> failureOf(const Query& query, const Answer& answer) {
         const size_t others = answer.unanswered.size() - 1;
         return failedReading(query, Failure::Kind::incomplete,
                              "it says nothing of " + quoteText(answer.unanswered.front()) +
-                                 (others == 0 ? "" : " and " + std::to_string(others) + " others") +
-                                 ", which was asked for",
+                                 (others == 0 ? ", which was asked for"
+                                              : " and of " + std::to_string(others) + " more of what was asked for"),
                              "Look into the gateway's log, or trace it with --trace-level 5 --trace-file FILE.");
     }
     return std::nullopt;
