@@ -22,6 +22,7 @@ class ExchangeRecorder {
   public:
     ExchangeRecorder(RecordingWriter& writer, Log& log, uint64_t connection)
         : writer_(writer), log_(log), connection_(connection) {}
+    ~ExchangeRecorder() = default;
     ExchangeRecorder(const ExchangeRecorder&) = delete;
     ExchangeRecorder& operator=(const ExchangeRecorder&) = delete;
 
