@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>

@@ -5,12 +5,6 @@
 
 namespace sim_test {
 
-namespace {
-
-constexpr int kAtMostMilliseconds = 10000;
-
-}  // namespace
-
 Bytes RawClient::receive(size_t size) {
     Bytes bytes(size);
     size_t done = 0;

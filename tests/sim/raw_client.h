@@ -31,6 +31,7 @@ class RawClient {
     void finishSending();
 
   private:
+    static constexpr int kAtMostMilliseconds = 10000;
     enum class Received { data, end, reset, nothing };
     Received receiveSome(uint8_t* buffer, size_t size, int milliseconds, size_t& count);
 

@@ -2,6 +2,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -37,6 +38,8 @@ RawClient::RawClient(int port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOE
         errno = kept;
         failWithErrno("cannot connect");
     }
+    const timeval atMost{kAtMostMilliseconds / 1000, 0};
+    setsockopt(descriptor(socket_), SOL_SOCKET, SO_SNDTIMEO, &atMost, sizeof atMost);
 }
 
 RawClient::~RawClient() {

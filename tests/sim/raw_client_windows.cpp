@@ -46,6 +46,8 @@ RawClient::RawClient(int port) : socket_(-1) {
         closesocket(handleOf(socket_));
         failWith("cannot connect", number);
     }
+    const DWORD atMost = kAtMostMilliseconds;
+    setsockopt(handleOf(socket_), SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&atMost), sizeof atMost);
 }
 
 RawClient::~RawClient() {

@@ -290,9 +290,9 @@ TEST(Recording, PassesOnBothWaysAtOnce) {
     GatewaySim recorder(recordingOf(gateway.port(), file));
     {
         RawClient client(recorder.port());
-        const auto sent = std::async(std::launch::async, [&] { client.send(much); });
+        auto sent = std::async(std::launch::async, [&] { client.send(much); });
         EXPECT_EQ(client.receive(much.size()), much);
-        sent.wait();
+        sent.get();
         client.finishSending();
         client.receiveToTheEnd();
     }
