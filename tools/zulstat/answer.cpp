@@ -260,7 +260,10 @@ void askOneByOne(Answer& answer, const std::vector<std::string>& ids, const With
     answer.cutShort = false;
     answer.hidesLastElement = false;
     for (const std::string& id : ids) {
-        append(answer, askForOne(id, withoutEntries, ask));
+        Answer ofOne = askForOne(id, withoutEntries, ask);
+        // An element of another name has been answered before, or is not what was asked for.
+        std::erase_if(ofOne.elements, [&](const Element& element) { return element.text != id; });
+        append(answer, std::move(ofOne));
         if (isOver(answer)) {
             return;
         }
